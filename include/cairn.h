@@ -1,0 +1,10 @@
+/* libcairn: every public header of the library. */
+#ifndef CAIRN_H
+#define CAIRN_H
+
+#include "cairn/export.h"
+#include "cairn/frame.h"
+#include "cairn/concurrency.h"
+#include "cairn/diagnostics.h"
+
+#endif /* CAIRN_H */

@@ -1,0 +1,183 @@
+/* Runtime frame: the portable error model (and, as the library grows,
+ * initialisation, process identity and exit handling). */
+#ifndef CAIRN_FRAME_H
+#define CAIRN_FRAME_H
+
+#include <stdint.h>
+#include "cairn/export.h"
+
+CAIRN_BEGIN_DECLS
+
+/* ------------------------------------------------------------------------
+ * Portable error codes
+ *
+ * One table drives the enum below and the library's mapping code.  Columns:
+ *   code, name (the constant is OX_<name>),
+ *   the errno that ox_error_to_errno() gives for the code (0: none),
+ *   the errno that ox_error_from_errno() maps to the code (0: none).
+ * errno columns name the platform's errno constants; the private errno
+ * OX_ERRNO_PRIVATE (150) is unused by the system and carries OX_EPRIVATE.
+ * ------------------------------------------------------------------------ */
+#define OX_ERRNO_PRIVATE 150
+
+#define OX_ERROR_TABLE(X)                                   \
+    X(0, SUCCESS, 0, 0)                                     \
+    X(1, EUNKNOWN, 0, 0)                                    \
+    X(2, ENULL, 0, 0)                                       \
+    X(3, E2BIG, E2BIG, E2BIG)                               \
+    X(4, EACCES, EACCES, EACCES)                            \
+    X(5, EADDRINUSE, EADDRINUSE, EADDRINUSE)                \
+    X(6, EADDRNOTAVAIL, EADDRNOTAVAIL, EADDRNOTAVAIL)       \
+    X(7, EAFNOSUPPORT, EAFNOSUPPORT, EAFNOSUPPORT)          \
+    X(8, EAGAIN, EAGAIN, EAGAIN)                            \
+    X(9, EALREADY, EINPROGRESS, 0)                          \
+    X(10, EBADF, EBADF, EBADF)                              \
+    X(11, EBADMSG, EBADMSG, EBADMSG)                        \
+    X(12, EBUSY, EBUSY, EBUSY)                              \
+    X(13, ECANCELED, 0, 0)                                  \
+    X(14, ECHILD, ECHILD, ECHILD)                           \
+    X(15, ECONNABORTED, ECONNABORTED, ECONNABORTED)         \
+    X(16, ECONNREFUSED, ECONNREFUSED, ECONNREFUSED)         \
+    X(17, ECONNRESET, ECONNRESET, ECONNRESET)               \
+    X(18, EDEADLK, EDEADLK, EDEADLK)                        \
+    X(19, EDESTADDRREQ, EDESTADDRREQ, EDESTADDRREQ)         \
+    X(20, EDOM, EDOM, EDOM)                                 \
+    X(21, EDQUOT, EDQUOT, EDQUOT)                           \
+    X(22, EEXIST, EEXIST, EEXIST)                           \
+    X(23, EFAULT, EFAULT, EFAULT)                           \
+    X(24, EFBIG, EFBIG, EFBIG)                              \
+    X(25, EHOSTNOTFOUND, 0, 0)                              \
+    X(26, EHOSTUNREACH, EHOSTUNREACH, EHOSTUNREACH)         \
+    X(27, EIDRM, EIDRM, EIDRM)                              \
+    X(28, EILSEQ, EILSEQ, EILSEQ)                           \
+    X(29, EINPROGRESS, EINPROGRESS, EINPROGRESS)            \
+    X(30, EINTR, EINTR, EINTR)                              \
+    X(31, EINVAL, EINVAL, EINVAL)                           \
+    X(32, EIO, EIO, EIO)                                    \
+    X(33, EISCONN, EISCONN, EISCONN)                        \
+    X(34, EISDIR, EISDIR, EISDIR)                           \
+    X(35, ELOOP, ELOOP, ELOOP)                              \
+    X(36, EMFILE, EMFILE, EMFILE)                           \
+    X(37, EMLINK, EMLINK, EMLINK)                           \
+    X(38, EMSGSIZE, EMSGSIZE, EMSGSIZE)                     \
+    X(39, EMULTIHOP, 0, 0)                                  \
+    X(40, ENAMETOOLONG, ENAMETOOLONG, ENAMETOOLONG)         \
+    X(41, ENETDOWN, ENETDOWN, ENETDOWN)                     \
+    X(42, ENETRESET, ENETRESET, ENETRESET)                  \
+    X(43, ENETUNREACH, ENETUNREACH, ENETUNREACH)            \
+    X(44, ENFILE, ENFILE, ENFILE)                           \
+    X(45, ENORECOVERY, 0, 0)                                \
+    X(46, ENOBUFS, ENOBUFS, ENOBUFS)                        \
+    X(47, ENODATA, ENODATA, ENODATA)                        \
+    X(48, ENODEV, ENODEV, ENODEV)                           \
+    X(49, ENOENT, ENOENT, ENOENT)                           \
+    X(50, ENOEXEC, ENOEXEC, ENOEXEC)                        \
+    X(51, ENOLCK, ENOLCK, ENOLCK)                           \
+    X(52, ENOLINK, ENOLINK, ENOLINK)                        \
+    X(53, ENOMEM, ENOMEM, ENOMEM)                           \
+    X(54, ENOMSG, ENOMSG, ENOMSG)                           \
+    X(55, ENOPROTOOPT, ENOPROTOOPT, ENOPROTOOPT)            \
+    X(56, ENOSPC, ENOSPC, ENOSPC)                           \
+    X(57, ENOSR, ENOSR, ENOSR)                              \
+    X(58, ENOSTR, ENOSTR, ENOSTR)                           \
+    X(59, ENOSYS, ENOSYS, ENOSYS)                           \
+    X(60, ENOTCONN, ENOTCONN, ENOTCONN)                     \
+    X(61, ENOTDIR, ENOTDIR, ENOTDIR)                        \
+    X(62, ENOTEMPTY, ENOTEMPTY, ENOTEMPTY)                  \
+    X(63, ENOTSOCK, ENOTSOCK, ENOTSOCK)                     \
+    X(64, ENOTSUP, ENOTSUP, ENOTSUP)                        \
+    X(65, ENOTTY, ENOTTY, ENOTTY)                           \
+    X(66, ENXIO, ENXIO, ENXIO)                              \
+    X(67, EOPNOTSUPP, 0, 0)                                 \
+    X(68, EOVERFLOW, EOVERFLOW, EOVERFLOW)                  \
+    X(69, EPERM, EPERM, EPERM)                              \
+    X(70, EPIPE, EPIPE, EPIPE)                              \
+    X(71, EPROTO, EPROTO, EPROTO)                           \
+    X(72, EPROTONOSUPPORT, EPROTONOSUPPORT, EPROTONOSUPPORT) \
+    X(73, EPROTOTYPE, EPROTOTYPE, EPROTOTYPE)               \
+    X(74, ERANGE, ERANGE, ERANGE)                           \
+    X(75, EROFS, EROFS, EROFS)                              \
+    X(76, ESOCKTNOSUPPORT, 0, 0)                            \
+    X(77, ESPIPE, ESPIPE, ESPIPE)                           \
+    X(78, ESRCH, ESRCH, ESRCH)                              \
+    X(79, ESTALE, ESTALE, ESTALE)                           \
+    X(80, ETIME, ETIME, ETIME)                              \
+    X(81, ETIMEDOUT, ETIMEDOUT, ETIMEDOUT)                  \
+    X(82, ETXTBSY, ETXTBSY, ETXTBSY)                        \
+    X(83, EWOULDBLOCK, 0, 0)                                \
+    X(84, EXDEV, EXDEV, EXDEV)                              \
+    X(85, EPRIVATE, 0, OX_ERRNO_PRIVATE)
+
+#define OX_ERROR_ENUM_ENTRY_(code, name, to_errno, from_errno) OX_##name = code,
+/** Portable error codes: 0 success, 1 unknown, 2 NULL handle or argument,
+ *  3..84 the POSIX conditions in alphabetical order, 85 library-specific. */
+enum ox_error_code { OX_ERROR_TABLE(OX_ERROR_ENUM_ENTRY_) OX_ERROR_CODE_COUNT };
+#undef OX_ERROR_ENUM_ENTRY_
+
+/** Kinds of native code kept in a thread's last error. */
+enum ox_error_kind {
+    OX_ERRKIND_ERRNO = 1,    /**< C library errno */
+    OX_ERRKIND_RESOLVER = 2, /**< getaddrinfo() result (EAI_*) */
+    OX_ERRKIND_WIN32 = 3,    /**< Win32 system error code */
+    OX_ERRKIND_WINSOCK = 4,  /**< Winsock error code */
+    OX_ERRKIND_VSS = 5       /**< volume-shadow-copy HRESULT */
+};
+
+/** Bit of an ox_strerror() argument that selects a Win32 code. */
+#define OX_STRERROR_WIN32 0x10000000u
+
+/**
+ * Store (kind, code) as the calling thread's last error.
+ * When @p kind is OX_ERRKIND_ERRNO, errno is also set to @p code.
+ * @return the portable code for the pair (1 when it has no mapping).
+ * If the thread's error record cannot be allocated nothing is stored.
+ */
+CAIRN_API int ox_error_set_last(uint32_t code, int kind);
+
+/** @return the portable code of the calling thread's last error, 0 when the
+ *  thread has none. */
+CAIRN_API int ox_error_get_last(void);
+
+/**
+ * The calling thread's last error as its native pair.
+ * @param kind receives the kind (may be NULL); 1 when the thread has none.
+ * @return the native code (0 when the thread has none).
+ */
+CAIRN_API uint32_t ox_error_get_last_native(int *kind);
+
+/** Pure mappings of native codes to portable codes; unknown values give 1. */
+CAIRN_API int ox_error_from_errno(int err);
+CAIRN_API int ox_error_from_win32(uint32_t win32);
+CAIRN_API int ox_error_from_winsock(uint32_t wsa);
+CAIRN_API int ox_error_from_resolver(int eai);
+/** Portable code of any native pair, as ox_error_set_last() computes it. */
+CAIRN_API int ox_error_from_native(uint32_t code, int kind);
+
+/** @return the errno for a portable code; 0 for codes without one and for
+ *  every code above 84. */
+CAIRN_API int ox_error_to_errno(int code);
+
+/** Store (OX_ERRKIND_WIN32, @p win32) as the last error.
+ *  @return ox_error_to_errno(ox_error_from_win32(win32)). */
+CAIRN_API int ox_errno_from_win32(uint32_t win32);
+
+/**
+ * Write the text of the calling thread's last error into @p buf as UTF-8,
+ * always terminated and never longer than @p size - 1 bytes.  Does nothing
+ * when @p buf is NULL or @p size is 0 or less.  Networking errno values are
+ * reported through their Winsock counterparts and the thread's record is
+ * rewritten to that kind.  Unknown codes read "Unknown error".
+ */
+CAIRN_API void ox_error_get_message(char *buf, int size);
+
+/**
+ * Text of an errno value, or of a Win32 code when OX_STRERROR_WIN32 is set
+ * in @p code.  The text lives in a per-thread buffer of 1024 bytes that stays
+ * valid until the thread's next ox_strerror().  The thread's last error and
+ * errno are left unchanged.  Never returns NULL.
+ */
+CAIRN_API char *ox_strerror(uint32_t code);
+
+CAIRN_END_DECLS
+
+#endif /* CAIRN_FRAME_H */

@@ -1,0 +1,14 @@
+// Internal view of the object registry for tests and the library's types.
+#pragma once
+
+#include <cstddef>
+
+namespace cairn {
+
+// Slots the registry holds now (0 before first use).
+std::size_t registry_capacity();
+
+// The header of a registered object.
+struct ObjectHeader;
+
+}  // namespace cairn

@@ -1,0 +1,13 @@
+// Every public header, compiled as C++ and linked with the shared library.
+#include "cairn.h"
+
+#include <cstdio>
+
+int main()
+{
+    static_assert(OX_EPRIVATE == 85, "code table");
+    if (ox_error_from_errno(0) != OX_SUCCESS)
+        return 1;
+    std::puts("C++ headers ok");
+    return 0;
+}
