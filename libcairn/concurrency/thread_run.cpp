@@ -1,0 +1,233 @@
+// Starting, running, joining and destroying library threads.
+#include <csetjmp>
+#include <ctime>
+
+#include "concurrency/thread_object.hpp"
+#include "concurrency/thread_testing.hpp"
+#include "concurrency/wait_results.hpp"
+#include "platform/alloc.hpp"
+
+namespace cairn {
+namespace {
+
+std::atomic<bool> g_start_pause{true};
+
+// The pause after a start gives the new thread a chance to run first.
+void start_pause()
+{
+    if (!g_start_pause.load(std::memory_order_relaxed))
+        return;
+    timespec pause{0, 1000000};
+    while (nanosleep(&pause, &pause) != 0) {
+    }
+}
+
+// The thread is running: its record becomes the target of queued calls.
+void attach(ox_thread *t, ThreadRecord *rec)
+{
+    CriticalSectionLock hold(*t->lock);
+    if (t->state != kThreadDetached)
+        t->state = kThreadRunning;
+    t->record = rec;
+    if (rec != nullptr)
+        rec->thread = t;
+}
+
+// The thread's function is over.  A destroyed thread frees itself; any
+// other leaves its exit code and wakes its joiners.
+void finish(ox_thread *t, ThreadRecord *rec, uint32_t code, bool cancelled)
+{
+    t->lock->lock();
+    t->record = nullptr;
+    if (rec != nullptr)
+        rec->thread = nullptr;
+    if (t->state == kThreadDetached) {
+        t->lock->unlock();
+        pthread_detach(t->handle->tid);
+        thread_object_free_detached(t);
+        return;
+    }
+    t->state = cancelled ? kThreadCancelled : kThreadReturned;
+    t->exit_code = code;
+    sync_event_set(&t->handle->ended);
+    t->lock->unlock();
+}
+
+// Runs the start function.  A cancel ends the thread from inside one of its
+// waits by jumping back here, after it ran the storage destructors and the
+// clean-up entries itself (their arguments may live in the frames that the
+// jump leaves).
+void *thread_entry(void *param)
+{
+    auto *t = static_cast<ox_thread *>(param);
+    ThreadRecord *rec = thread_record();
+    attach(t, rec);
+    std::jmp_buf landing;
+    volatile uint32_t code = 1;
+    volatile bool cancelled = false;
+    if (setjmp(landing) == 0) {
+        if (rec != nullptr)
+            rec->exit_landing = &landing;
+        code = t->fn(t->arg);
+    } else {
+        cancelled = true;
+        reset_after_exit_jump(*rec);
+    }
+    if (rec != nullptr)
+        rec->exit_landing = nullptr;
+    if (!cancelled) {
+        _ox_threadstorage_expunge();
+        run_cleanup_entries(t);
+    }
+    finish(t, rec, code, cancelled);
+    return nullptr;
+}
+
+// Reap an ended thread and close its handle; the caller took the handle
+// out of the object.
+void reap(PlatformThread *handle)
+{
+    if (handle == nullptr)
+        return;
+    if (handle->joinable)
+        pthread_join(handle->tid, nullptr);
+    mem_delete(handle);
+}
+
+bool joinable_state(int32_t state)
+{
+    return state == kThreadStarting || state == kThreadRunning || state == kThreadCancelled ||
+           state == kThreadReturned;
+}
+
+// Wait for the thread to end, then mark it joined.  While a thread that the
+// library did not create is awaited, a reference keeps its object alive:
+// the thread drops its own when it ends.
+int join_ended(ox_thread *t, uint32_t *code)
+{
+    PlatformThread *handle = t->handle;
+    bool adopted = !handle->joinable;
+    if (adopted && ox_object_reference(t) != OX_SUCCESS)
+        return ox_error_get_last();
+    WaitStatus status = sync_wait(&handle->ended, kForever);
+    int rc = OX_SUCCESS;
+    PlatformThread *ended = nullptr;
+    if (status != WaitStatus::signalled) {
+        rc = wait_result(status);
+    } else {
+        CriticalSectionLock hold(*t->lock);
+        if (t->state != kThreadCancelled && t->state != kThreadReturned) {
+            rc = no_such_thread();  // joined by someone else meanwhile
+        } else {
+            t->state = kThreadJoined;
+            if (code != nullptr)
+                *code = t->exit_code;
+            ended = t->handle;
+            t->handle = nullptr;
+        }
+    }
+    reap(ended);
+    if (adopted && _ox_object_unreference(t) == 0)
+        thread_object_free(t);
+    return rc;
+}
+
+}  // namespace
+
+namespace testing {
+void set_thread_start_pause(bool enabled) { g_start_pause.store(enabled); }
+}  // namespace testing
+
+}  // namespace cairn
+
+using namespace cairn;
+
+extern "C" {
+
+int ox_thread_start(ox_thread *t)
+{
+    if (t == nullptr)
+        return null_handle();
+    if (is_calling_thread(t))
+        return self_deadlock();
+    {
+        CriticalSectionLock hold(*t->lock);
+        if (t->state != kThreadNew && t->state != kThreadJoined)
+            return busy();
+        auto *handle = mem_new<PlatformThread>();
+        if (handle == nullptr)
+            return OX_ENOMEM;
+        handle->joinable = true;
+        t->state = kThreadStarting;
+        t->cancel_ignore = 0;
+        t->handle = handle;
+        int rc = pthread_create(&handle->tid, nullptr, thread_entry, t);
+        if (rc != 0) {
+            t->state = kThreadNew;
+            t->handle = nullptr;
+            mem_delete(handle);
+            return ox_error_set_last(static_cast<uint32_t>(rc), OX_ERRKIND_ERRNO);
+        }
+    }
+    start_pause();
+    return OX_SUCCESS;
+}
+
+int ox_thread_join(ox_thread *t, uint32_t *code)
+{
+    if (t == nullptr)
+        return null_handle();
+    {
+        CriticalSectionLock hold(*t->lock);
+        if (!joinable_state(t->state))
+            return no_such_thread();
+    }
+    if (is_calling_thread(t))
+        return self_deadlock();
+    return join_ended(t, code);
+}
+
+int ox_thread_tryjoin(ox_thread *t, uint32_t *code)
+{
+    if (t == nullptr)
+        return null_handle();
+    {
+        CriticalSectionLock hold(*t->lock);
+        if (t->state == kThreadStarting || t->state == kThreadRunning)
+            return busy();
+        if (t->state != kThreadCancelled && t->state != kThreadReturned)
+            return no_such_thread();
+    }
+    if (is_calling_thread(t))
+        return self_deadlock();
+    return join_ended(t, code);
+}
+
+int ox_thread_destroy(ox_thread *t)
+{
+    if (t == nullptr)
+        return null_handle();
+    if (is_calling_thread(t))
+        return self_deadlock();
+    {
+        CriticalSectionLock hold(*t->lock);
+        if (t->state == kThreadStarting || t->state == kThreadRunning) {
+            t->state = kThreadDetached;
+            return OX_SUCCESS;
+        }
+        if (t->state == kThreadDetached)
+            return OX_SUCCESS;  // it frees itself; its references go with it
+    }
+    int result;
+    if (!last_reference(t, result))
+        return result;
+    // An ended thread that nobody joined is reaped now (its state was set
+    // as the last thing it did, so the join below is brief).
+    PlatformThread *handle = t->handle;
+    t->handle = nullptr;
+    reap(handle);
+    thread_object_free(t);
+    return OX_SUCCESS;
+}
+
+}  // extern "C"
