@@ -1,19 +1,11 @@
 // ox_rwlock: writers first.  A writer holds the entry lock (a platform
 // mutex) while it waits for the readers to leave, so new readers queue
 // behind it; readers pass the entry lock only to count themselves in.
+#include "concurrency/rwlock_handle.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
-#include "platform/critical_section.hpp"
 
 using namespace cairn;
-
-struct ox_rwlock {
-    ox_object_header header;
-    SyncObject *entry = nullptr;       // platform mutex, not owned at first
-    CriticalSection cs{100};
-    SyncObject *no_readers = nullptr;  // manual-reset event, not signalled
-    int32_t readers = 0;
-};
 
 namespace {
 
