@@ -17,9 +17,11 @@ int for_each_allocation_failure(const std::function<bool()> &attempt, int limit)
 {
     AllocFaultGuard guard;
     for (int n = 1; n <= limit; ++n) {
+        // Cleared before counting starts: the first last error a thread
+        // sets creates its record, which must not take the failure.
+        ox_error_set_last(0, OX_ERRKIND_ERRNO);
         alloc_tracking_start();
         alloc_fail_at(n);
-        ox_error_set_last(0, OX_ERRKIND_ERRNO);
         bool ok = attempt();
         alloc_fail_at(0);
         if (ok) {
