@@ -122,7 +122,9 @@ TEST(Thread, CallsOnItselfReportSelfDeadlock)
 TEST(Thread, DestroyedWhileRunningFreesItselfWhenItEnds)
 {
     Gate gate;
-    ox_thread_destroy(ox_thread_new(returns_arg, nullptr));  // counter made
+    // Process-wide parts made on first use are made before counting.
+    ox_thread_destroy(ox_thread_new(returns_arg, nullptr));  // sequence counter
+    _ox_threadstorage_expunge();                            // key-list lock
     alloc_tracking_start();
     AllocFaultGuard stop_tracking;
     ox_thread *t = ox_thread_new(gated, &gate);
