@@ -184,7 +184,7 @@ TEST(ThreadCancel, CancelledThreadCanBeStartedAgain)
     ASSERT_EQ(ox_thread_start(t), 0);
     ASSERT_TRUE(eventually([] { return runs.load() == 1; }));
     ASSERT_EQ(ox_thread_cancel(t), 0);
-    ASSERT_TRUE(eventually([&] { return t->state == cairn::kThreadCancelled; }));
+    ASSERT_TRUE(eventually([&] { return thread_state(t) == cairn::kThreadCancelled; }));
     uint32_t code = 0;
     EXPECT_EQ(ox_thread_tryjoin(t, &code), 0);
     EXPECT_EQ(code, 1u);
@@ -226,7 +226,7 @@ TEST(ThreadCancel, EndsAThreadTheLibraryDidNotCreate)
     ASSERT_EQ(pthread_join(tid, nullptr), 0);
     EXPECT_FALSE(a.returned.load());
     EXPECT_EQ(a.cleanups.load(), 1);
-    EXPECT_EQ(a.self.load()->state, cairn::kThreadCancelled);
+    EXPECT_EQ(thread_state(a.self), cairn::kThreadCancelled);
     uint32_t code = 0;
     EXPECT_EQ(ox_thread_join(a.self, &code), 0);
     EXPECT_EQ(code, 1u);

@@ -39,8 +39,6 @@ uint32_t gated(void *param)
 
 uint32_t returns_arg(void *param) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(param)); }
 
-int32_t state_of(ox_thread *t) { return t->state; }
-
 struct SelfResults {
     int start = -1, join = -1, destroy = -1;
 };
@@ -67,7 +65,7 @@ TEST(Thread, StatesThroughStartJoinAndRestart)
 {
     ox_thread *t = ox_thread_new(returns_arg, reinterpret_cast<void *>(42));
     ASSERT_NE(t, nullptr);
-    EXPECT_EQ(state_of(t), cairn::kThreadNew);
+    EXPECT_EQ(thread_state(t), cairn::kThreadNew);
     uint32_t code = 0;
     EXPECT_EQ(ox_thread_join(t, &code), OX_ESRCH);
     EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(ESRCH));
@@ -77,7 +75,7 @@ TEST(Thread, StatesThroughStartJoinAndRestart)
         ASSERT_EQ(ox_thread_start(t), 0) << run;
         EXPECT_EQ(ox_thread_join(t, &code), 0);
         EXPECT_EQ(code, 42u);
-        EXPECT_EQ(state_of(t), cairn::kThreadJoined);
+        EXPECT_EQ(thread_state(t), cairn::kThreadJoined);
         EXPECT_EQ(ox_thread_join(t, &code), OX_ESRCH);  // joined once only
     }
     EXPECT_EQ(ox_thread_destroy(t), 0);
@@ -91,14 +89,14 @@ TEST(Thread, BusyAndEndedResults)
     ASSERT_NE(t, nullptr);
     ASSERT_EQ(ox_thread_start(t), 0);
     ASSERT_TRUE(eventually([&] { return gate.runs.load() == 1; }));
-    EXPECT_EQ(state_of(t), cairn::kThreadRunning);
+    EXPECT_EQ(thread_state(t), cairn::kThreadRunning);
     EXPECT_EQ(ox_thread_start(t), OX_EBUSY);
     EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EBUSY));
     uint32_t code = 0;
     EXPECT_EQ(ox_thread_tryjoin(t, &code), OX_EBUSY);
 
     ox_event_signal(gate.release);
-    ASSERT_TRUE(eventually([&] { return state_of(t) == cairn::kThreadReturned; }));
+    ASSERT_TRUE(eventually([&] { return thread_state(t) == cairn::kThreadReturned; }));
     EXPECT_EQ(ox_thread_start(t), OX_EBUSY);  // ended but not joined
     EXPECT_EQ(ox_thread_tryjoin(t, &code), 0);
     EXPECT_EQ(code, 9u);
@@ -132,7 +130,7 @@ TEST(Thread, DestroyedWhileRunningFreesItselfWhenItEnds)
     ASSERT_EQ(ox_thread_start(t), 0);
     ASSERT_TRUE(eventually([&] { return gate.runs.load() == 1; }));
     EXPECT_EQ(ox_thread_destroy(t), 0);
-    EXPECT_EQ(state_of(t), cairn::kThreadDetached);
+    EXPECT_EQ(thread_state(t), cairn::kThreadDetached);
     EXPECT_EQ(ox_thread_destroy(t), 0);  // already detached: nothing more
     ox_event_signal(gate.release);
     // The object, its lock, its handle and the thread's own record go.
@@ -144,10 +142,10 @@ TEST(Thread, DestroyReapsAnEndedThreadAndRespectsReferences)
     ox_thread *t = ox_thread_new(returns_arg, nullptr);
     ASSERT_NE(t, nullptr);
     ASSERT_EQ(ox_thread_start(t), 0);
-    ASSERT_TRUE(eventually([&] { return state_of(t) == cairn::kThreadReturned; }));
+    ASSERT_TRUE(eventually([&] { return thread_state(t) == cairn::kThreadReturned; }));
     ASSERT_EQ(ox_object_reference(t), 0);
     EXPECT_EQ(ox_thread_destroy(t), 0);  // a reference remains
-    EXPECT_EQ(state_of(t), cairn::kThreadReturned);
+    EXPECT_EQ(thread_state(t), cairn::kThreadReturned);
     EXPECT_EQ(ox_thread_destroy(t), 0);  // last: reaped and freed
 
     EXPECT_EQ(ox_thread_destroy(nullptr), OX_ENULL);
@@ -182,7 +180,7 @@ TEST(Thread, IdentityOfLibraryAndAdoptedThreads)
         ox_thread *self = ox_thread_self();
         ASSERT_NE(self, nullptr);
         EXPECT_EQ(ox_thread_self(), self);
-        EXPECT_EQ(state_of(self), cairn::kThreadRunning);
+        EXPECT_EQ(thread_state(self), cairn::kThreadRunning);
         EXPECT_EQ(ox_thread_id(self), static_cast<uint64_t>(getpid()) << 32);  // sequence 0
         ox_corvan *rec = ox_corvan_get();
         ASSERT_NE(rec, nullptr);
@@ -319,7 +317,7 @@ TEST(Thread, ConstructorsCleanUpAfterEachAllocationFailure)
     alloc_fail_at(1);
     EXPECT_EQ(ox_thread_start(t), OX_ENOMEM);
     alloc_fail_at(0);
-    EXPECT_EQ(state_of(t), cairn::kThreadNew);
+    EXPECT_EQ(thread_state(t), cairn::kThreadNew);
     EXPECT_EQ(ox_thread_start(t), 0);
     EXPECT_EQ(ox_thread_join(t, nullptr), 0);
     EXPECT_EQ(ox_thread_destroy(t), 0);

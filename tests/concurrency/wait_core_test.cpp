@@ -44,7 +44,8 @@ void logged_call(void *p)
 
 void nothing(void *) {}
 
-// A thread that publishes its record and then runs `body`.
+// A thread that publishes its record, runs `body`, and stays alive (so
+// does its record) until the test is done with it.
 class WaitingThread {
 public:
     template <typename Body>
@@ -52,16 +53,22 @@ public:
         : thread_([this, body] {
               rec_ = thread_record();
               body();
+              EXPECT_TRUE(eventually([this] { return leave_.load(); }));
           })
     {
         EXPECT_TRUE(eventually([this] { return rec_.load() != nullptr; }));
     }
-    ~WaitingThread() { thread_.join(); }
+    ~WaitingThread()
+    {
+        leave_ = true;
+        thread_.join();
+    }
     ThreadRecord &rec() { return *rec_.load(); }
     pthread_t id() { return thread_.native_handle(); }
 
 private:
     std::atomic<ThreadRecord *> rec_{nullptr};
+    std::atomic<bool> leave_{false};
     std::thread thread_;
 };
 
@@ -267,7 +274,7 @@ TEST(WaitCore, QueuingFailsCleanlyWhenMemoryRunsOut)
         &leave);
     ASSERT_NE(t, nullptr);
     ASSERT_EQ(ox_thread_start(t), 0);
-    ASSERT_TRUE(eventually([&] { return t->state == kThreadRunning; }));
+    ASSERT_TRUE(eventually([&] { return thread_state(t) == kThreadRunning; }));
     alloc_fail_at(1);
     EXPECT_EQ(ox_thread_cancel(t), OX_EUNKNOWN);
     alloc_fail_at(0);

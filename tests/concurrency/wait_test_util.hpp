@@ -1,11 +1,14 @@
 // Helpers for the concurrency tests: waiting for a condition with a
 // generous bound (threads are ordered by step counters, never by sleeps),
-// and measuring elapsed time on the monotonic clock.
+// measuring elapsed time on the monotonic clock, and reading a thread's
+// state.
 #pragma once
 
 #include <chrono>
 #include <functional>
 #include <thread>
+
+#include "concurrency/thread_object.hpp"
 
 namespace cairn::testing {
 
@@ -28,6 +31,13 @@ inline double elapsed_ms(const std::function<void()> &fn)
     fn();
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
         .count();
+}
+
+// A thread object's state, read under its lock.
+inline int32_t thread_state(ox_thread *t)
+{
+    CriticalSectionLock hold(*t->lock);
+    return t->state;
 }
 
 // Bounds of a time-out check: never early; late by a generous margin.
