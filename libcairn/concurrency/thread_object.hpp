@@ -21,12 +21,14 @@ struct CleanupEntry {
 };
 
 // The emulated platform thread handle: waitable, signalled when the thread
-// has ended.  Threads the library created are reaped when joined; a thread
-// it adopted stands for the platform's pseudo-handle and is never reaped.
+// has ended.  Library threads run detached: by the time the handle is
+// signalled they have released every library resource and only return
+// into the C library.  An adopted thread's handle stands for the
+// platform's pseudo-handle and is signalled when the thread exits.
 struct PlatformThread {
     SyncObject ended{SyncKind::manual_event};
     pthread_t tid{};
-    bool joinable = false;
+    bool adopted = false;
 };
 
 enum ThreadState : int32_t {

@@ -33,17 +33,23 @@ void attach(ox_thread *t, ThreadRecord *rec)
         rec->thread = t;
 }
 
-// The thread's function is over.  A destroyed thread frees itself; any
-// other leaves its exit code and wakes its joiners.
+// The thread's function is over.  The thread first stops being a target
+// of queued calls and releases its own record (so that nothing of the
+// library is left to free after this thread has ended); then a destroyed
+// thread frees its object, and any other leaves its exit code and wakes its
+// joiners.
 void finish(ox_thread *t, ThreadRecord *rec, uint32_t code, bool cancelled)
 {
+    {
+        CriticalSectionLock hold(*t->lock);
+        t->record = nullptr;
+        if (rec != nullptr)
+            rec->thread = nullptr;
+    }
+    thread_record_release();
     t->lock->lock();
-    t->record = nullptr;
-    if (rec != nullptr)
-        rec->thread = nullptr;
     if (t->state == kThreadDetached) {
         t->lock->unlock();
-        pthread_detach(t->handle->tid);
         thread_object_free_detached(t);
         return;
     }
@@ -83,15 +89,16 @@ void *thread_entry(void *param)
     return nullptr;
 }
 
-// Reap an ended thread and close its handle; the caller took the handle
-// out of the object.
-void reap(PlatformThread *handle)
+int create_detached(pthread_t &tid, ox_thread *t)
 {
-    if (handle == nullptr)
-        return;
-    if (handle->joinable)
-        pthread_join(handle->tid, nullptr);
-    mem_delete(handle);
+    pthread_attr_t attr;
+    int rc = pthread_attr_init(&attr);
+    if (rc != 0)
+        return rc;
+    pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+    rc = pthread_create(&tid, &attr, thread_entry, t);
+    pthread_attr_destroy(&attr);
+    return rc;
 }
 
 bool joinable_state(int32_t state)
@@ -106,7 +113,7 @@ bool joinable_state(int32_t state)
 int join_ended(ox_thread *t, uint32_t *code)
 {
     PlatformThread *handle = t->handle;
-    bool adopted = !handle->joinable;
+    bool adopted = handle->adopted;
     if (adopted && ox_object_reference(t) != OX_SUCCESS)
         return ox_error_get_last();
     WaitStatus status = sync_wait(&handle->ended, kForever);
@@ -126,7 +133,7 @@ int join_ended(ox_thread *t, uint32_t *code)
             t->handle = nullptr;
         }
     }
-    reap(ended);
+    mem_delete(ended);
     if (adopted && _ox_object_unreference(t) == 0)
         thread_object_free(t);
     return rc;
@@ -157,11 +164,10 @@ int ox_thread_start(ox_thread *t)
         auto *handle = mem_new<PlatformThread>();
         if (handle == nullptr)
             return OX_ENOMEM;
-        handle->joinable = true;
         t->state = kThreadStarting;
         t->cancel_ignore = 0;
         t->handle = handle;
-        int rc = pthread_create(&handle->tid, nullptr, thread_entry, t);
+        int rc = create_detached(handle->tid, t);
         if (rc != 0) {
             t->state = kThreadNew;
             t->handle = nullptr;
@@ -221,11 +227,6 @@ int ox_thread_destroy(ox_thread *t)
     int result;
     if (!last_reference(t, result))
         return result;
-    // An ended thread that nobody joined is reaped now (its state was set
-    // as the last thing it did, so the join below is brief).
-    PlatformThread *handle = t->handle;
-    t->handle = nullptr;
-    reap(handle);
     thread_object_free(t);
     return OX_SUCCESS;
 }

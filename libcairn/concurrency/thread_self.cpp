@@ -26,6 +26,7 @@ ox_thread *adopt(ThreadRecord &rec)
         return nullptr;
     }
     t->handle->tid = pthread_self();
+    t->handle->adopted = true;
     t->state = kThreadRunning;
     t->record = &rec;
     rec.thread = t;

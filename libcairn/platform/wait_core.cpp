@@ -13,7 +13,7 @@ namespace {
 
 // Spinning covers the common hand-over between two running threads without
 // a trip through the kernel; a few microseconds at most.
-constexpr int kSpinRounds = 200;
+constexpr int kSpinRounds = 100;
 
 std::atomic<DueWorkRunner> g_due_runner{nullptr};
 
