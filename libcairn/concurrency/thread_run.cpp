@@ -107,18 +107,18 @@ bool joinable_state(int32_t state)
            state == kThreadReturned;
 }
 
-// Wait for the thread to end, then mark it joined.  While a thread that the
-// library did not create is awaited, a reference keeps its object alive:
-// the thread drops its own when it ends.
-int join_ended(ox_thread *t, uint32_t *code)
+// Wait for the thread to end, then mark it joined.  The handle stays with
+// the object until the next start or the destroy, so that every joiner
+// waits on a live handle.  While a thread that the library did not create
+// is awaited, a reference keeps its object alive: the thread drops its own
+// when it ends.
+int join_ended(ox_thread *t, PlatformThread *handle, uint32_t *code)
 {
-    PlatformThread *handle = t->handle;
     bool adopted = handle->adopted;
     if (adopted && ox_object_reference(t) != OX_SUCCESS)
         return ox_error_get_last();
     WaitStatus status = sync_wait(&handle->ended, kForever);
     int rc = OX_SUCCESS;
-    PlatformThread *ended = nullptr;
     if (status != WaitStatus::signalled) {
         rc = wait_result(status);
     } else {
@@ -129,14 +129,38 @@ int join_ended(ox_thread *t, uint32_t *code)
             t->state = kThreadJoined;
             if (code != nullptr)
                 *code = t->exit_code;
-            ended = t->handle;
-            t->handle = nullptr;
         }
     }
-    mem_delete(ended);
     if (adopted && _ox_object_unreference(t) == 0)
         thread_object_free(t);
     return rc;
+}
+
+// The handle of a thread that may be joined, or nullptr with `rc` set.
+PlatformThread *joinable_handle(ox_thread *t, bool try_form, int &rc)
+{
+    CriticalSectionLock hold(*t->lock);
+    if (try_form && (t->state == kThreadStarting || t->state == kThreadRunning))
+        rc = busy();
+    else if (try_form ? t->state != kThreadCancelled && t->state != kThreadReturned
+                      : !joinable_state(t->state))
+        rc = no_such_thread();
+    else
+        return t->handle;
+    return nullptr;
+}
+
+int join(ox_thread *t, uint32_t *code, bool try_form)
+{
+    if (t == nullptr)
+        return null_handle();
+    int rc = OX_SUCCESS;
+    PlatformThread *handle = joinable_handle(t, try_form, rc);
+    if (handle == nullptr)
+        return rc;
+    if (is_calling_thread(t))
+        return self_deadlock();
+    return join_ended(t, handle, code);
 }
 
 }  // namespace
@@ -164,50 +188,26 @@ int ox_thread_start(ox_thread *t)
         auto *handle = mem_new<PlatformThread>();
         if (handle == nullptr)
             return OX_ENOMEM;
+        PlatformThread *previous = t->handle;  // the last run's, if joined
         t->state = kThreadStarting;
         t->cancel_ignore = 0;
         t->handle = handle;
         int rc = create_detached(handle->tid, t);
         if (rc != 0) {
             t->state = kThreadNew;
-            t->handle = nullptr;
+            t->handle = previous;
             mem_delete(handle);
             return ox_error_set_last(static_cast<uint32_t>(rc), OX_ERRKIND_ERRNO);
         }
+        mem_delete(previous);
     }
     start_pause();
     return OX_SUCCESS;
 }
 
-int ox_thread_join(ox_thread *t, uint32_t *code)
-{
-    if (t == nullptr)
-        return null_handle();
-    {
-        CriticalSectionLock hold(*t->lock);
-        if (!joinable_state(t->state))
-            return no_such_thread();
-    }
-    if (is_calling_thread(t))
-        return self_deadlock();
-    return join_ended(t, code);
-}
+int ox_thread_join(ox_thread *t, uint32_t *code) { return join(t, code, false); }
 
-int ox_thread_tryjoin(ox_thread *t, uint32_t *code)
-{
-    if (t == nullptr)
-        return null_handle();
-    {
-        CriticalSectionLock hold(*t->lock);
-        if (t->state == kThreadStarting || t->state == kThreadRunning)
-            return busy();
-        if (t->state != kThreadCancelled && t->state != kThreadReturned)
-            return no_such_thread();
-    }
-    if (is_calling_thread(t))
-        return self_deadlock();
-    return join_ended(t, code);
-}
+int ox_thread_tryjoin(ox_thread *t, uint32_t *code) { return join(t, code, true); }
 
 int ox_thread_destroy(ox_thread *t)
 {
