@@ -22,8 +22,9 @@ bool calls_pending(const ThreadRecord &rec)
     return rec.ready != nullptr || rec.incoming.load(std::memory_order_seq_cst) != nullptr;
 }
 
-// Whether the thread has something to run now.  Nothing counts while it
-// already runs a queued call: calls do not nest.
+// Whether the thread has something to run now.  Nothing counts while calls
+// are held: inside a queued call (calls do not nest) or under a library
+// lock kept across user code.
 bool alert_pending(const ThreadRecord &rec, uint64_t now)
 {
     if (rec.calls_held != 0)
