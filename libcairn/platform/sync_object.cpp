@@ -75,15 +75,23 @@ bool sync_mutex_release(SyncObject *obj)
 
 void dispatch_waiters(SyncObject &obj)
 {
-    WordLockHold hold(obj.lock);
-    while (obj.head != nullptr && try_acquire(obj, obj.head->id)) {
-        Waiter &w = *obj.head;
-        unlink(obj, w);
-        obj.queued.fetch_sub(1, std::memory_order_relaxed);
-        // The waiter leaves only after taking this lock again, so its
-        // record is still alive while it is woken here.
-        w.granted.store(1, std::memory_order_release);
-        wake_thread(*w.rec);
+    Waiter *granted = nullptr;  // chained through `next` once unlinked
+    {
+        WordLockHold hold(obj.lock);
+        while (obj.head != nullptr && try_acquire(obj, obj.head->id)) {
+            Waiter &w = *obj.head;
+            unlink(obj, w);
+            obj.queued.fetch_sub(1, std::memory_order_relaxed);
+            w.granted.store(kGranting, std::memory_order_release);
+            w.next = granted;
+            granted = &w;
+        }
+    }
+    while (granted != nullptr) {
+        Waiter *w = granted;
+        granted = w->next;
+        wake_thread(*w->rec);
+        w->granted.store(kGranted, std::memory_order_release);  // it may leave now
     }
 }
 

@@ -2,6 +2,8 @@
 // briefly, then link a node and sleep on the thread's park word.
 #include "platform/wait_internal.hpp"
 
+#include <sched.h>
+
 #include <algorithm>
 
 #include "platform/alloc.hpp"
@@ -106,7 +108,7 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
 {
     for (;;) {
         rec.park.store(1, std::memory_order_seq_cst);
-        if (w != nullptr && w->granted.load(std::memory_order_acquire))
+        if (w != nullptr && w->granted.load(std::memory_order_acquire) != kWaiting)
             break;
         uint64_t now = monotonic_ns();
         if (alert_pending(rec, now))
@@ -119,8 +121,22 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
     rec.park.store(0, std::memory_order_relaxed);
 }
 
+// A granted waiter leaves only once its granter has finished waking it.
+// The granter is between two instructions and a wake-up call, so this is
+// brief unless the granter was preempted, in which case it yields to it.
+void await_granter(const Waiter &w)
+{
+    for (int i = 0; w.granted.load(std::memory_order_acquire) != kGranted; ++i) {
+        if (i < kSpinRounds)
+            cpu_relax();
+        else
+            sched_yield();
+    }
+}
+
 // One linked wait on `obj`; true when the object was taken.  A grant that
-// arrives after the sleep ended for another reason is honoured.
+// arrives after the sleep ended for another reason is honoured: the waiter
+// looks again under the object's lock before it unlinks itself.
 bool park_on(SyncObject &obj, uintptr_t id, ThreadRecord &rec, uint64_t deadline)
 {
     Waiter w(&rec, id);
@@ -136,12 +152,16 @@ bool park_on(SyncObject &obj, uintptr_t id, ThreadRecord &rec, uint64_t deadline
 
     sleep_on_park(rec, &w, deadline);
 
-    WordLockHold hold(obj.lock);
-    if (w.granted.load(std::memory_order_acquire))
-        return true;
-    unlink_waiter(obj, w);
-    obj.queued.fetch_sub(1, std::memory_order_relaxed);
-    return false;
+    if (w.granted.load(std::memory_order_acquire) == kWaiting) {
+        WordLockHold hold(obj.lock);
+        if (w.granted.load(std::memory_order_acquire) == kWaiting) {
+            unlink_waiter(obj, w);
+            obj.queued.fetch_sub(1, std::memory_order_relaxed);
+            return false;
+        }
+    }
+    await_granter(w);
+    return true;
 }
 
 }  // namespace

@@ -6,13 +6,23 @@
 
 namespace cairn {
 
+// Grant states of a waiter.  The granter marks the node granted under the
+// object's lock, wakes the thread after releasing the lock, and only then
+// lets the waiter go: the waiter's record stays alive while it is woken,
+// and a woken waiter does not run into the lock its granter still holds.
+enum : uint32_t {
+    kWaiting = 0,
+    kGranting = 1,  // granted, the granter still wakes the thread
+    kGranted = 2,   // granted; the granter no longer touches the node
+};
+
 // A waiting thread's node, on its stack while it waits on an object.
 struct Waiter {
     Waiter *next = nullptr;
     Waiter *prev = nullptr;
     ThreadRecord *rec;
-    uintptr_t id;                      // the waiter's identity for mutexes
-    std::atomic<uint32_t> granted{0};  // set under the object's lock
+    uintptr_t id;  // the waiter's identity for mutexes
+    std::atomic<uint32_t> granted{kWaiting};
 
     Waiter(ThreadRecord *r, uintptr_t i) : rec(r), id(i) {}
 };
