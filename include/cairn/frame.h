@@ -178,6 +178,16 @@ CAIRN_API void ox_error_get_message(char *buf, int size);
  */
 CAIRN_API char *ox_strerror(uint32_t code);
 
+/* ------------------------------------------------------------------------
+ * Exit handling
+ * ------------------------------------------------------------------------ */
+
+/**
+ * 0 at load.  When non-zero, the exit-time clean-ups of thread-storage keys
+ * destroy the keys themselves, not only the calling thread's values.
+ */
+CAIRN_API extern int32_t Ox_atexit_ox_threadstorage_destroy;
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_FRAME_H */

@@ -3,27 +3,43 @@
 #include <pthread.h>
 #include <csignal>
 
+#include "cairn/concurrency.h"
+#include "cairn/frame.h"
+#include "frame/exit_cleanup.hpp"
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
 
 namespace cairn {
 namespace {
 
-// The fast path reads this pointer; the key exists only so that the record
-// is freed when the thread ends.
+// The fast path reads this pointer; the platform key exists so that the
+// record is freed when the thread ends, whoever created the thread.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadRecord *t_record;
-// Set while the record is being made: an allocation failure reports through
-// the last error, which must not try to make the record again.
+// Set while this thread creates its record: an allocation failure inside
+// reports through the last error, which would come back here.
 __attribute__((tls_model("initial-exec"))) thread_local bool t_creating;
 
 pthread_key_t g_key;
-pthread_once_t g_key_once = PTHREAD_ONCE_INIT;
 bool g_key_ok = false;
+ox_once_t g_key_once;
+std::atomic<void (*)(ThreadRecord &)> g_end_hook{nullptr};
+
+void free_calls(QueuedCall *call)
+{
+    while (call != nullptr) {
+        QueuedCall *next = call->next;
+        mem_free(call);
+        call = next;
+    }
+}
 
 void free_record(ThreadRecord *rec)
 {
-    if (rec == nullptr)
-        return;
+    if (auto hook = g_end_hook.load(std::memory_order_acquire))
+        hook(*rec);
+    free_calls(rec->incoming.exchange(nullptr));
+    free_calls(rec->ready);
+    mem_free(rec->slots);
     error_record_free(rec->error);
     mem_delete(rec);
 }
@@ -31,12 +47,39 @@ void free_record(ThreadRecord *rec)
 void record_destructor(void *value)
 {
     auto *rec = static_cast<ThreadRecord *>(value);
+    free_record(rec);
     if (t_record == rec)
         t_record = nullptr;
-    free_record(rec);
 }
 
-void create_key() { g_key_ok = pthread_key_create(&g_key, record_destructor) == 0; }
+void release_library_key();
+
+void create_key()
+{
+    g_key_ok = pthread_key_create(&g_key, record_destructor) == 0;
+    if (g_key_ok)
+        register_exit_cleanup(release_library_key);
+}
+
+// Exit-time clean-up of the library's own key: the calling thread's record
+// goes, the key itself only when the exit handling asks for it.
+void release_library_key()
+{
+    thread_record_release();
+    if (Ox_atexit_ox_threadstorage_destroy != 0 && g_key_ok) {
+        pthread_key_delete(g_key);
+        g_key_ok = false;
+    }
+    ox_once_reset(&g_key_once);
+}
+
+ThreadRecord *fatal_record_failure(ThreadRecord *rec)
+{
+    mem_delete(rec);
+    t_creating = false;
+    raise(SIGTERM);
+    return nullptr;
+}
 
 }  // namespace
 
@@ -48,16 +91,13 @@ ThreadRecord *thread_record()
         return t_record;
     if (t_creating)
         return nullptr;
-    pthread_once(&g_key_once, create_key);
     t_creating = true;
+    ox_once(&g_key_once, create_key);
     auto *rec = mem_new<ThreadRecord>();
-    t_creating = false;
-    if (rec == nullptr || !g_key_ok || pthread_setspecific(g_key, rec) != 0) {
-        mem_delete(rec);
-        raise(SIGTERM);
-        return nullptr;
-    }
+    if (rec == nullptr || !g_key_ok || pthread_setspecific(g_key, rec) != 0)
+        return fatal_record_failure(rec);
     t_record = rec;
+    t_creating = false;
     return rec;
 }
 
@@ -66,10 +106,15 @@ void thread_record_release()
     ThreadRecord *rec = t_record;
     if (rec == nullptr)
         return;
-    t_record = nullptr;
     if (g_key_ok)
         pthread_setspecific(g_key, nullptr);
     free_record(rec);
+    t_record = nullptr;
+}
+
+void set_thread_end_hook(void (*hook)(ThreadRecord &rec))
+{
+    g_end_hook.store(hook, std::memory_order_release);
 }
 
 }  // namespace cairn

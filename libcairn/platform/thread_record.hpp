@@ -1,21 +1,61 @@
-// The per-thread library record: the calling thread's own library state
-// (its thread object and its last-error record).  It is created on first
-// use and freed when the thread ends.
+// The per-thread library record: the calling thread's own library state.
+// Its first two fields (thread object, last-error record) are what callers
+// see through ox_corvan_get(); the rest belongs to the wait core and to the
+// thread-local slots.  It is created on first use and freed when the thread
+// ends.
 #pragma once
+
+#include <atomic>
+#include <cstdint>
 
 namespace cairn {
 
 struct ErrorRecord;
 
+// A call queued to a thread, run during its next alertable wait.
+struct QueuedCall {
+    void (*fn)(void *);
+    void *arg;
+    QueuedCall *next;
+};
+
+// One thread-local slot value, valid while its generation matches the
+// slot's current generation (a slot freed and allocated again reads NULL).
+struct SlotValue {
+    void *value;
+    uint32_t generation;
+};
+
 struct ThreadRecord {
     void *thread = nullptr;        // the thread's ox_thread object, if any
     ErrorRecord *error = nullptr;  // last error, created on first use
+
     bool creating_error = false;
+
+    // Wait core.  `park` is the word the thread sleeps on: 1 while it may
+    // sleep, set to 0 by whoever wakes it.
+    std::atomic<uint32_t> park{0};
+    std::atomic<QueuedCall *> incoming{nullptr};  // pushed by other threads
+    QueuedCall *ready = nullptr;                  // taken, oldest first
+    // Non-zero while queued calls must not run: inside a queued call (calls
+    // do not nest) or while the library holds a lock across user code.
+    int calls_held = 0;
+    // Monotonic time (ns) at which due work (timers) wants to run; a wait
+    // ends no later than this and lets the due-work runner act.
+    std::atomic<uint64_t> next_due_ns{UINT64_MAX};
+    // Where the library's thread entry resumes when the thread is ended
+    // from inside a wait (a jmp_buf of the entry), or nullptr.
+    void *exit_landing = nullptr;
+
+    // Thread-local slot values, indexed by slot.
+    SlotValue *slots = nullptr;
+    uint32_t slot_capacity = 0;
 };
 
 // The calling thread's record, created on first use.  Allocation failure of
 // the record itself is fatal for the process (SIGTERM): every thread of the
-// library needs one.
+// library needs one.  Returns nullptr only while the record is being created
+// (an allocation failure reporting itself) or after such a fatal failure.
 ThreadRecord *thread_record();
 
 // The calling thread's record, or nullptr when it has none yet.
@@ -23,5 +63,10 @@ ThreadRecord *thread_record_peek();
 
 // Free the calling thread's record now (exit-time clean-up).
 void thread_record_release();
+
+// Called with a record just before it is freed at thread end, while the
+// record is still the thread's own; the thread layer uses it to settle the
+// thread object of a thread it did not create.
+void set_thread_end_hook(void (*hook)(ThreadRecord &rec));
 
 }  // namespace cairn

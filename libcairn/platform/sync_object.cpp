@@ -1,0 +1,113 @@
+// The emulated platform objects: creation, release and hand-over to waiters.
+#include "platform/wait_internal.hpp"
+
+#include <pthread.h>
+
+#include "platform/alloc.hpp"
+#include "platform/futex.hpp"
+
+namespace cairn {
+namespace {
+
+void unlink(SyncObject &obj, Waiter &w)
+{
+    (w.prev ? w.prev->next : obj.head) = w.next;
+    (w.next ? w.next->prev : obj.tail) = w.prev;
+    w.next = w.prev = nullptr;
+}
+
+}  // namespace
+
+SyncObject *sync_semaphore_create(int32_t initial, int32_t maximum)
+{
+    auto *obj = mem_new<SyncObject>(SyncKind::semaphore);
+    if (obj != nullptr) {
+        obj->maximum = maximum;
+        obj->count.store(initial, std::memory_order_relaxed);
+    }
+    return obj;
+}
+
+SyncObject *sync_event_create(bool manual_reset, bool initially_signalled)
+{
+    auto *obj = mem_new<SyncObject>(manual_reset ? SyncKind::manual_event : SyncKind::auto_event);
+    if (obj != nullptr)
+        obj->count.store(initially_signalled ? 1 : 0, std::memory_order_relaxed);
+    return obj;
+}
+
+SyncObject *sync_mutex_create() { return mem_new<SyncObject>(SyncKind::mutex); }
+
+void sync_close(SyncObject *obj) { mem_delete(obj); }
+
+uintptr_t sync_caller_id() { return static_cast<uintptr_t>(pthread_self()); }
+
+bool sync_semaphore_release(SyncObject *obj, int32_t units)
+{
+    int32_t c = obj->count.load(std::memory_order_relaxed);
+    do {
+        if (units < 0 || units > obj->maximum - c)
+            return false;
+    } while (!obj->count.compare_exchange_weak(c, c + units, std::memory_order_seq_cst));
+    after_release(*obj);
+    return true;
+}
+
+void sync_event_set(SyncObject *obj)
+{
+    obj->count.exchange(1, std::memory_order_seq_cst);
+    after_release(*obj);
+}
+
+void sync_event_reset(SyncObject *obj) { obj->count.store(0, std::memory_order_seq_cst); }
+
+bool sync_mutex_release(SyncObject *obj)
+{
+    // Only the owner can have stored its own id, so this test needs no lock.
+    if (obj->owner.load(std::memory_order_relaxed) != sync_caller_id())
+        return false;
+    if (--obj->recursion > 0)
+        return true;
+    obj->owner.store(0, std::memory_order_seq_cst);
+    after_release(*obj);
+    return true;
+}
+
+void dispatch_waiters(SyncObject &obj)
+{
+    Waiter *granted = nullptr;  // chained through `next` once unlinked
+    {
+        WordLockHold hold(obj.lock);
+        while (obj.head != nullptr && try_acquire(obj, obj.head->id)) {
+            Waiter &w = *obj.head;
+            unlink(obj, w);
+            obj.queued.fetch_sub(1, std::memory_order_relaxed);
+            w.granted.store(kGranting, std::memory_order_release);
+            w.next = granted;
+            granted = &w;
+        }
+    }
+    while (granted != nullptr) {
+        Waiter *w = granted;
+        granted = w->next;
+        wake_thread(*w->rec);
+        w->granted.store(kGranted, std::memory_order_release);  // it may leave now
+    }
+}
+
+void link_waiter(SyncObject &obj, Waiter &w)
+{
+    w.prev = obj.tail;
+    (obj.tail ? obj.tail->next : obj.head) = &w;
+    obj.tail = &w;
+}
+
+void unlink_waiter(SyncObject &obj, Waiter &w) { unlink(obj, w); }
+
+void wake_thread(ThreadRecord &target)
+{
+    if (target.park.exchange(0, std::memory_order_seq_cst) == 1)
+        futex_wake(target.park, 1);
+}
+
+}  // namespace cairn

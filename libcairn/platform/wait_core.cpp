@@ -1,0 +1,244 @@
+// The alertable wait: test the object, run calls queued to the thread, spin
+// briefly, then link a node and sleep on the thread's park word.
+#include "platform/wait_internal.hpp"
+
+#include <sched.h>
+
+#include <algorithm>
+
+#include "platform/alloc.hpp"
+#include "platform/cpu.hpp"
+#include "platform/futex.hpp"
+
+namespace cairn {
+namespace {
+
+// Spinning covers the common hand-over between two running threads without
+// a trip through the kernel; a few microseconds at most.
+constexpr int kSpinRounds = 100;
+
+std::atomic<DueWorkRunner> g_due_runner{nullptr};
+
+bool calls_pending(const ThreadRecord &rec)
+{
+    return rec.ready != nullptr || rec.incoming.load(std::memory_order_seq_cst) != nullptr;
+}
+
+// Whether the thread has something to run now.  Nothing counts while calls
+// are held: inside a queued call (calls do not nest) or under a library
+// lock kept across user code.
+bool alert_pending(const ThreadRecord &rec, uint64_t now)
+{
+    if (rec.calls_held != 0)
+        return false;
+    return calls_pending(rec) || rec.next_due_ns.load(std::memory_order_relaxed) <= now;
+}
+
+// Move the calls pushed by other threads (newest first) behind the ready
+// ones, oldest first.
+void take_incoming(ThreadRecord &rec)
+{
+    QueuedCall *pushed = rec.incoming.exchange(nullptr, std::memory_order_acquire);
+    QueuedCall *reversed = nullptr;
+    while (pushed != nullptr) {
+        QueuedCall *next = pushed->next;
+        pushed->next = reversed;
+        reversed = pushed;
+        pushed = next;
+    }
+    QueuedCall **tail = &rec.ready;
+    while (*tail != nullptr)
+        tail = &(*tail)->next;
+    *tail = reversed;
+}
+
+// Run every queued call and any due work.  Each call's node is freed before
+// the call runs, so a call that ends the thread leaks nothing.
+bool run_alerts(ThreadRecord &rec)
+{
+    if (rec.calls_held != 0)
+        return false;
+    ++rec.calls_held;
+    bool ran = false;
+    for (take_incoming(rec); rec.ready != nullptr; take_incoming(rec)) {
+        QueuedCall *call = rec.ready;
+        rec.ready = call->next;
+        void (*fn)(void *) = call->fn;
+        void *arg = call->arg;
+        mem_free(call);
+        fn(arg);
+        ran = true;
+    }
+    uint64_t now = monotonic_ns();
+    DueWorkRunner runner = g_due_runner.load(std::memory_order_acquire);
+    if (rec.next_due_ns.load(std::memory_order_relaxed) <= now) {
+        if (runner != nullptr)
+            ran = runner(rec, now) || ran;
+        else
+            rec.next_due_ns.store(kNoDeadline, std::memory_order_relaxed);
+    }
+    --rec.calls_held;
+    return ran;
+}
+
+// A cheap look before the atomic operation of try_acquire().
+bool might_acquire(const SyncObject &obj, uintptr_t id)
+{
+    if (obj.kind == SyncKind::mutex) {
+        uintptr_t owner = obj.owner.load(std::memory_order_relaxed);
+        return owner == 0 || owner == id;
+    }
+    return obj.count.load(std::memory_order_relaxed) != 0;
+}
+
+bool spin_for(SyncObject &obj, uintptr_t id, const ThreadRecord &rec)
+{
+    for (int i = 0; i < kSpinRounds; ++i) {
+        cpu_relax();
+        if (might_acquire(obj, id) && try_acquire(obj, id))
+            return true;
+        if (rec.calls_held == 0 && calls_pending(rec))
+            return false;
+    }
+    return false;
+}
+
+// Sleep until granted, an alert or the deadline.
+void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
+{
+    for (;;) {
+        rec.park.store(1, std::memory_order_seq_cst);
+        if (w != nullptr && w->granted.load(std::memory_order_acquire) != kWaiting)
+            break;
+        uint64_t now = monotonic_ns();
+        if (alert_pending(rec, now))
+            break;
+        uint64_t limit = std::min(deadline, rec.next_due_ns.load(std::memory_order_relaxed));
+        if (now >= limit)
+            break;
+        futex_wait(rec.park, 1, limit);
+    }
+    rec.park.store(0, std::memory_order_relaxed);
+}
+
+// A granted waiter leaves only once its granter has finished waking it.
+// The granter is between two instructions and a wake-up call, so this is
+// brief unless the granter was preempted, in which case it yields to it.
+void await_granter(const Waiter &w)
+{
+    for (int i = 0; w.granted.load(std::memory_order_acquire) != kGranted; ++i) {
+        if (i < kSpinRounds)
+            cpu_relax();
+        else
+            sched_yield();
+    }
+}
+
+// One linked wait on `obj`; true when the object was taken.  A grant that
+// arrives after the sleep ended for another reason is honoured: the waiter
+// looks again under the object's lock before it unlinks itself.
+bool park_on(SyncObject &obj, uintptr_t id, ThreadRecord &rec, uint64_t deadline)
+{
+    Waiter w(&rec, id);
+    obj.lock.lock();
+    obj.queued.fetch_add(1, std::memory_order_seq_cst);
+    if (try_acquire(obj, id)) {
+        obj.queued.fetch_sub(1, std::memory_order_relaxed);
+        obj.lock.unlock();
+        return true;
+    }
+    link_waiter(obj, w);
+    obj.lock.unlock();
+
+    sleep_on_park(rec, &w, deadline);
+
+    if (w.granted.load(std::memory_order_acquire) == kWaiting) {
+        WordLockHold hold(obj.lock);
+        if (w.granted.load(std::memory_order_acquire) == kWaiting) {
+            unlink_waiter(obj, w);
+            obj.queued.fetch_sub(1, std::memory_order_relaxed);
+            return false;
+        }
+    }
+    await_granter(w);
+    return true;
+}
+
+}  // namespace
+
+WaitStatus sync_wait(SyncObject *obj, uint32_t ms)
+{
+    const uintptr_t id = sync_caller_id();
+    if (obj != nullptr && try_acquire(*obj, id))
+        return WaitStatus::signalled;
+    ThreadRecord *rec = thread_record();
+    if (rec == nullptr)  // only after a fatal failure to set up the thread
+        return WaitStatus::timed_out;
+    const uint64_t deadline = deadline_after_ms(ms);
+    bool spun = false;
+    for (;;) {
+        uint64_t now = monotonic_ns();
+        if (alert_pending(*rec, now) && run_alerts(*rec))
+            return WaitStatus::interrupted;
+        if (now >= deadline)
+            return WaitStatus::timed_out;
+        if (obj == nullptr) {
+            sleep_on_park(*rec, nullptr, deadline);
+            continue;
+        }
+        if (!spun) {
+            spun = true;
+            if (spin_for(*obj, id, *rec))
+                return WaitStatus::signalled;
+        }
+        if (park_on(*obj, id, *rec, deadline))
+            return WaitStatus::signalled;
+    }
+}
+
+bool queue_call(ThreadRecord &target, void (*fn)(void *), void *arg)
+{
+    auto *call = mem_new<QueuedCall>(QueuedCall{fn, arg, nullptr});
+    if (call == nullptr)
+        return false;
+    QueuedCall *head = target.incoming.load(std::memory_order_relaxed);
+    do {
+        call->next = head;
+    } while (!target.incoming.compare_exchange_weak(head, call, std::memory_order_seq_cst));
+    wake_thread(target);
+    return true;
+}
+
+QueuedCallsHeld::QueuedCallsHeld() : rec_(thread_record())
+{
+    if (rec_ != nullptr)
+        ++rec_->calls_held;
+}
+
+QueuedCallsHeld::~QueuedCallsHeld()
+{
+    if (rec_ != nullptr)
+        --rec_->calls_held;
+}
+
+void set_due_work_runner(DueWorkRunner runner)
+{
+    g_due_runner.store(runner, std::memory_order_release);
+}
+
+void note_due(ThreadRecord &target, uint64_t due_ns)
+{
+    uint64_t current = target.next_due_ns.load(std::memory_order_relaxed);
+    while (due_ns < current &&
+           !target.next_due_ns.compare_exchange_weak(current, due_ns, std::memory_order_seq_cst)) {
+    }
+    wake_thread(target);
+}
+
+void reset_after_exit_jump(ThreadRecord &rec)
+{
+    rec.calls_held = 0;
+    rec.park.store(0, std::memory_order_relaxed);
+}
+
+}  // namespace cairn

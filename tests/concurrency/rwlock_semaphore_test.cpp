@@ -1,0 +1,254 @@
+// ox_rwlock and ox_semaphore: writer priority, the exact results of a
+// writer's second wait, counting under contention, and their failures.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "cairn/concurrency.h"
+#include "cairn/frame.h"
+#include "concurrency/rwlock_handle.hpp"
+#include "fault_injection.hpp"
+#include "platform/sync_object.hpp"
+#include "platform/thread_record.hpp"
+#include "wait_test_util.hpp"
+
+using namespace cairn::testing;
+
+namespace {
+
+void nothing(void *) {}
+
+// Read-lock from a thread of its own; the result of the attempt.
+int read_trylock_elsewhere(ox_rwlock *rw, bool release = true)
+{
+    int rc = -1;
+    std::thread([&] {
+        rc = ox_rwlock_read_trylock(rw);
+        if (rc == 0 && release)
+            ox_rwlock_unlock(rw);
+    }).join();
+    return rc;
+}
+
+}  // namespace
+
+TEST(RwLock, ReadersShareAndAWriterWaitsForThemAll)
+{
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+    EXPECT_EQ(read_trylock_elsewhere(rw), 0);  // readers share
+    EXPECT_EQ(ox_rwlock_read_trylock(rw), 0);  // a second hold of this thread
+    EXPECT_EQ(rw->readers, 2);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(rw->readers, 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // neither writer nor reader: still 0
+
+    ASSERT_EQ(ox_rwlock_write_lock(rw), 0);
+    EXPECT_EQ(read_trylock_elsewhere(rw), OX_EAGAIN);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(read_trylock_elsewhere(rw), 0);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+TEST(RwLock, WriteTrylockWithReadersGivesTheLastErrorAsItStands)
+{
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+    std::thread([&] {
+        ox_error_set_last(EAGAIN, OX_ERRKIND_ERRNO);
+        EXPECT_EQ(ox_rwlock_write_trylock(rw), OX_EAGAIN);
+        // With a clean last error the failed attempt reports success, yet
+        // the entry lock was given back: readers still get in.
+        ox_error_set_last(0, OX_ERRKIND_ERRNO);
+        EXPECT_EQ(ox_rwlock_write_trylock(rw), 0);
+    }).join();
+    EXPECT_EQ(read_trylock_elsewhere(rw), 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+TEST(RwLock, WaitingWriterHoldsOffNewReaders)
+{
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+    std::atomic<int> step{0};
+    std::atomic<int> reader_saw_writer_done{-1};
+    std::thread writer([&] {
+        ASSERT_EQ(ox_rwlock_write_lock(rw), 0);
+        step = 1;
+        EXPECT_EQ(rw->readers, 0);
+        step = 2;
+        ASSERT_EQ(ox_rwlock_unlock(rw), 0);
+    });
+    ASSERT_TRUE(eventually([&] { return rw->no_readers->queued.load() == 1; }));
+    std::thread reader([&] {
+        ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+        reader_saw_writer_done = step.load();
+        ox_rwlock_unlock(rw);
+    });
+    ASSERT_TRUE(eventually([&] { return rw->entry->queued.load() == 1; }));
+    EXPECT_EQ(reader_saw_writer_done.load(), -1);  // queued behind the writer
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);            // the last reader leaves
+    writer.join();
+    reader.join();
+    EXPECT_EQ(reader_saw_writer_done.load(), 2);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+TEST(RwLock, InterruptedWaitForReadersKeepsTheEntryLock)
+{
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+    std::atomic<cairn::ThreadRecord *> writer_rec{nullptr};
+    std::atomic<int> step{0};
+    std::thread writer([&] {
+        writer_rec = cairn::thread_record();
+        EXPECT_EQ(ox_rwlock_write_lock(rw), OX_EINTR);
+        EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EINTR));
+        step = 1;
+        ASSERT_TRUE(eventually([&] { return step.load() == 2; }));
+        EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // gives the entry lock back
+        step = 3;
+    });
+    ASSERT_TRUE(eventually([&] { return rw->no_readers->queued.load() == 1; }));
+    ASSERT_TRUE(cairn::queue_call(*writer_rec.load(), nothing, nullptr));
+    ASSERT_TRUE(eventually([&] { return step.load() == 1; }));
+    EXPECT_EQ(read_trylock_elsewhere(rw), OX_EAGAIN);  // entry still held
+    step = 2;
+    writer.join();
+    EXPECT_EQ(read_trylock_elsewhere(rw), 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+TEST(RwLock, WritersExcludeEveryoneUnderContention)
+{
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    std::atomic<int> readers{0}, writers{0}, violations{0};
+    long written = 0;  // changed by writers only, read by readers
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 5; ++i) {
+        bool is_writer = i < 2;
+        threads.emplace_back([&, is_writer] {
+            for (int r = 0; r < 3000; ++r) {
+                if (is_writer) {
+                    ASSERT_EQ(ox_rwlock_write_lock(rw), 0);
+                    if (writers.fetch_add(1) != 0 || readers.load() != 0)
+                        violations.fetch_add(1);
+                    ++written;
+                    writers.fetch_sub(1);
+                } else {
+                    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+                    readers.fetch_add(1);
+                    if (writers.load() != 0 || written < 0)
+                        violations.fetch_add(1);
+                    readers.fetch_sub(1);
+                }
+                ASSERT_EQ(ox_rwlock_unlock(rw), 0);
+            }
+        });
+    }
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(violations.load(), 0);
+    EXPECT_EQ(written, 2 * 3000);
+    EXPECT_EQ(rw->readers, 0);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+TEST(Semaphore, ResultsOfEachForm)
+{
+    ox_semaphore *s = ox_semaphore_new(1);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(ox_semaphore_trywait(s), 0);
+    EXPECT_EQ(ox_semaphore_trywait(s), OX_EAGAIN);
+    EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EAGAIN));
+    EXPECT_EQ(ox_semaphore_timedwait(s, 0), OX_ETIMEDOUT);  // a time-out was given
+    double took = elapsed_ms([&] { EXPECT_EQ(ox_semaphore_timedwait(s, 10), OX_ETIMEDOUT); });
+    EXPECT_GE(took, 10.0);
+    EXPECT_LT(took, 10.0 + kLateMarginMs);
+    EXPECT_EQ(ox_semaphore_post(s), 0);
+    EXPECT_EQ(ox_semaphore_post(s), 0);
+    EXPECT_EQ(ox_semaphore_wait(s), 0);
+    EXPECT_EQ(ox_semaphore_timedwait(s, 10), 0);
+    EXPECT_EQ(ox_semaphore_destroy(s), 0);
+
+    EXPECT_EQ(ox_semaphore_post(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_semaphore_wait(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_semaphore_timedwait(nullptr, 1), OX_ENULL);
+    EXPECT_EQ(ox_semaphore_trywait(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_semaphore_destroy(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+}
+
+TEST(Semaphore, CountLimits)
+{
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(ox_semaphore_new(0x80000000u), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+
+    ox_semaphore *s = ox_semaphore_new(0x7FFFFFFFu);
+    ASSERT_NE(s, nullptr);
+    int kind = 0;
+    EXPECT_EQ(ox_semaphore_post(s), OX_EUNKNOWN);  // past the maximum
+    EXPECT_EQ(ox_error_get_last_native(&kind), 298u);
+    EXPECT_EQ(kind, OX_ERRKIND_WIN32);
+    EXPECT_EQ(ox_semaphore_trywait(s), 0);  // the failed post changed nothing
+    EXPECT_EQ(ox_semaphore_post(s), 0);
+    EXPECT_EQ(ox_semaphore_post(s), OX_EUNKNOWN);
+    EXPECT_EQ(ox_semaphore_destroy(s), 0);
+}
+
+TEST(Semaphore, EveryUnitIsTakenExactlyOnceUnderContention)
+{
+    ox_semaphore *s = ox_semaphore_new(0);
+    ASSERT_NE(s, nullptr);
+    constexpr int kPerProducer = 10000;
+    std::atomic<int> taken{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&] {
+            for (int n = 0; n < kPerProducer; ++n)
+                ASSERT_EQ(ox_semaphore_post(s), 0);
+        });
+        threads.emplace_back([&] {
+            for (int n = 0; n < kPerProducer; ++n) {
+                int rc = n % 2 ? ox_semaphore_wait(s) : ox_semaphore_timedwait(s, 60000);
+                ASSERT_EQ(rc, 0);
+                taken.fetch_add(1);
+            }
+        });
+    }
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(taken.load(), 2 * kPerProducer);
+    EXPECT_EQ(ox_semaphore_trywait(s), OX_EAGAIN);  // nothing left, nothing lost
+    EXPECT_EQ(ox_semaphore_destroy(s), 0);
+}
+
+TEST(RwLockSemaphore, ConstructorsCleanUpAfterEachAllocationFailure)
+{
+    ox_semaphore_destroy(ox_semaphore_new(0));
+    EXPECT_GT(for_each_allocation_failure([] {
+                  ox_rwlock *rw = ox_rwlock_new();
+                  return rw != nullptr && ox_rwlock_destroy(rw) == 0;
+              }),
+              2);
+    EXPECT_GT(for_each_allocation_failure([] {
+                  ox_semaphore *s = ox_semaphore_new(3);
+                  return s != nullptr && ox_semaphore_destroy(s) == 0;
+              }),
+              1);
+    EXPECT_EQ(ox_rwlock_read_lock(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_rwlock_write_trylock(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_rwlock_unlock(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_rwlock_destroy(nullptr), OX_ENULL);
+}

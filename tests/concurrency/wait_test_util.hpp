@@ -1,0 +1,46 @@
+// Helpers for the concurrency tests: waiting for a condition with a
+// generous bound (threads are ordered by step counters, never by sleeps),
+// measuring elapsed time on the monotonic clock, and reading a thread's
+// state.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+#include "concurrency/thread_object.hpp"
+
+namespace cairn::testing {
+
+// Poll `done` until it holds or `limit_ms` passed; true when it held.
+inline bool eventually(const std::function<bool()> &done, int limit_ms = 20000)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(limit_ms);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+// Milliseconds that `fn` took.
+inline double elapsed_ms(const std::function<void()> &fn)
+{
+    auto start = std::chrono::steady_clock::now();
+    fn();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+// A thread object's state, read under its lock.
+inline int32_t thread_state(ox_thread *t)
+{
+    CriticalSectionLock hold(*t->lock);
+    return t->state;
+}
+
+// Bounds of a time-out check: never early; late by a generous margin.
+constexpr double kLateMarginMs = 2000.0;
+
+}  // namespace cairn::testing
