@@ -18,7 +18,7 @@ bool container_init(ContainerHeader *h, uint32_t type, const Callbacks &cb,
     int index = _ox_object_reference(h, destroy);
     if (index < 0) {
         if (h->mutex)
-            ox_mutex_destroy(h->mutex);
+            ox_event_destroy(h->mutex);
         h->mutex = nullptr;
         return false;
     }
@@ -47,7 +47,7 @@ int container_release(ContainerHeader *h, bool *last)
 void container_free(ContainerHeader *h)
 {
     if (h->mutex)
-        ox_mutex_destroy(h->mutex);
+        ox_event_destroy(h->mutex);
     h->flags = 0;
     mem_free(h);
 }

@@ -16,5 +16,5 @@ ox_mutex *ox_mutex_new(void) {
 }
 int ox_mutex_lock(ox_mutex *m) { return pthread_mutex_lock(&m->m) == EDEADLK ? ox_error_set_last(EDEADLK, 1) : 0; }
 int ox_mutex_unlock(ox_mutex *m) { return pthread_mutex_unlock(&m->m) == EPERM ? ox_error_set_last(EPERM, 1) : 0; }
-int ox_mutex_destroy(ox_mutex *m) { pthread_mutex_destroy(&m->m); cairn::mem_free(m); return 0; }
+int ox_event_destroy(void *p) { auto *m = static_cast<ox_mutex *>(p); pthread_mutex_destroy(&m->m); cairn::mem_free(m); return 0; }
 }

@@ -5,5 +5,5 @@ extern "C" {
 ox_mutex *ox_mutex_new(void);
 int ox_mutex_lock(ox_mutex *m);
 int ox_mutex_unlock(ox_mutex *m);
-int ox_mutex_destroy(ox_mutex *m);
+int ox_event_destroy(void *m);
 }

@@ -73,7 +73,7 @@ void tear_down()
         g_handlers = nullptr;
     }
     if (g_name_lock) {
-        ox_mutex_destroy(g_name_lock);
+        ox_event_destroy(g_name_lock);
         g_name_lock = nullptr;
     }
     ox_once_reset(&g_once);
