@@ -186,8 +186,6 @@ void remove_slot(ox_array *a, ArraySlot *s, void **out)
     release_key(&a->h, key);
 }
 
-enum class Lookup { find, reference, unreference, get };
-
 int lookup(ox_array *a, void *key, void **out, Lookup mode, bool binary)
 {
     if (out)
@@ -200,24 +198,7 @@ int lookup(ox_array *a, void *key, void **out, Lookup mode, bool binary)
     if (!s.hit)
         return fail(ENOENT);
     ArraySlot &slot = a->slots[a->order[s.at]];
-    switch (mode) {
-    case Lookup::reference:
-        ++slot.refs;
-        [[fallthrough]];
-    case Lookup::find:
-        *out = slot.data;
-        break;
-    case Lookup::unreference:
-        if (slot.refs > 0)
-            --slot.refs;
-        break;
-    case Lookup::get:
-        *out = a->h.copy_data ? a->h.copy_data(slot.data) : nullptr;
-        if (*out == nullptr)
-            return fail(ENOMEM);
-        break;
-    }
-    return OX_SUCCESS;
+    return apply_lookup(&a->h, slot.data, slot.refs, out, mode);
 }
 
 int index_of(ox_array *a, void *key, bool binary)
@@ -274,21 +255,11 @@ int remove_key(ox_array *a, void *key, void **out, bool try_only, bool binary)
 }
 
 // Iterator steps: arrays are walked in slot-number order.
-int give(ox_iterator *it, void **data)
-{
-    if (it->current == nullptr) {
-        *data = nullptr;
-        return fail(ENOENT);
-    }
-    *data = element_data(it->current);
-    return OX_SUCCESS;
-}
-
 int step_first(ox_iterator *it, void **data)
 {
     it->pending = 0;
     it->current = used_neighbour(as_array(it->container), kNone, true);
-    return give(it, data);
+    return iterator_give(it, data);
 }
 
 int step_last(ox_iterator *it, void **data)
@@ -296,7 +267,7 @@ int step_last(ox_iterator *it, void **data)
     ox_array *a = as_array(it->container);
     it->pending = 0;
     it->current = used_neighbour(a, a->capacity, false);
-    return give(it, data);
+    return iterator_give(it, data);
 }
 
 int step(ox_iterator *it, void **data, bool forward)
@@ -304,13 +275,13 @@ int step(ox_iterator *it, void **data, bool forward)
     it->direction = forward ? 1 : 2;
     if (it->pending) {
         it->pending = 0;
-        return give(it, data);
+        return iterator_give(it, data);
     }
     if (it->current == nullptr)
-        return give(it, data);
+        return iterator_give(it, data);
     auto *s = static_cast<ArraySlot *>(it->current);
     it->current = used_neighbour(as_array(it->container), s->number, forward);
-    return give(it, data);
+    return iterator_give(it, data);
 }
 
 int step_next(ox_iterator *it, void **data) { return step(it, data, true); }

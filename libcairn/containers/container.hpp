@@ -133,6 +133,16 @@ inline bool has_expired(int32_t expiry, int32_t now)
 // The result of a lookup that met an expired element: 80, last error ETIME.
 inline int expired_result() { return fail(ETIME); }
 
+// What a key lookup does with the element it found: give its data, take or
+// drop an element reference, or give a copy made by the copy callback (53
+// when there is none or it fails).
+enum class Lookup { find, reference, unreference, get };
+int apply_lookup(ContainerHeader *h, void *data, int32_t &refs, void **out, Lookup mode);
+
+// An iterator step's result: the current element's data, or 49 with the out
+// cleared when there is none.
+int iterator_give(ox_iterator *it, void **data);
+
 }  // namespace cairn
 
 struct ox_iterator {

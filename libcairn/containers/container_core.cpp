@@ -94,6 +94,38 @@ void release_data(ContainerHeader *h, void *data, void **out)
     }
 }
 
+int apply_lookup(ContainerHeader *h, void *data, int32_t &refs, void **out, Lookup mode)
+{
+    switch (mode) {
+    case Lookup::reference:
+        ++refs;
+        [[fallthrough]];
+    case Lookup::find:
+        *out = data;
+        break;
+    case Lookup::unreference:
+        if (refs > 0)
+            --refs;
+        break;
+    case Lookup::get:
+        *out = h->copy_data ? h->copy_data(data) : nullptr;
+        if (*out == nullptr)
+            return fail(ENOMEM);
+        break;
+    }
+    return OX_SUCCESS;
+}
+
+int iterator_give(ox_iterator *it, void **data)
+{
+    if (it->current == nullptr) {
+        *data = nullptr;
+        return fail(ENOENT);
+    }
+    *data = element_data(it->current);
+    return OX_SUCCESS;
+}
+
 int32_t expiry_from_ttl(int32_t now, int32_t ttl)
 {
     if (ttl >= 0 && static_cast<uint32_t>(ttl) > static_cast<uint32_t>(OX_TTL_NEVER) -

@@ -82,8 +82,6 @@ ox_node *at_position(ox_list *l, int position)
     return n;
 }
 
-enum class Lookup { find, reference, unreference, get };
-
 int lookup(ox_list *l, void *key, void **out, Lookup mode)
 {
     if (out)
@@ -100,23 +98,17 @@ int lookup(ox_list *l, void *key, void **out, Lookup mode)
         remove_expired(l, n);
         return expired_result();
     }
-    switch (mode) {
-    case Lookup::reference:
-        ++n->refs;
-        [[fallthrough]];
-    case Lookup::find:
-        *out = n->data;
-        break;
-    case Lookup::unreference:
-        if (n->refs > 0)
-            --n->refs;
-        break;
-    case Lookup::get:
-        *out = l->h.copy_data ? l->h.copy_data(n->data) : nullptr;
-        if (*out == nullptr)
-            return fail(ENOMEM);
-        break;
-    }
+    return apply_lookup(&l->h, n->data, n->refs, out, mode);
+}
+
+// Remove a found element (lock held); a try refuses a busy one.
+int remove_found(ox_list *l, ox_node *n, void **out, bool try_only)
+{
+    if (n == nullptr)
+        return fail(ENOENT);
+    if (try_only && element_busy(&l->h, n, n->refs))
+        return fail(EBUSY);
+    remove_node(l, n, out);
     return OX_SUCCESS;
 }
 
@@ -127,13 +119,7 @@ int remove_at(ox_list *l, int position, void **out, bool try_only)
     if (l == nullptr)
         return invalid();
     ContainerLock hold(&l->h);
-    ox_node *n = at_position(l, position);
-    if (n == nullptr)
-        return fail(ENOENT);
-    if (try_only && element_busy(&l->h, n, n->refs))
-        return fail(EBUSY);
-    remove_node(l, n, out);
-    return OX_SUCCESS;
+    return remove_found(l, at_position(l, position), out, try_only);
 }
 
 int remove_key(ox_list *l, void *key, void **out, bool try_only)
@@ -143,13 +129,7 @@ int remove_key(ox_list *l, void *key, void **out, bool try_only)
     if (l == nullptr || l->h.compare == nullptr || key == nullptr)
         return invalid();
     ContainerLock hold(&l->h);
-    ox_node *n = find_key(l, key);
-    if (n == nullptr)
-        return fail(ENOENT);
-    if (try_only && element_busy(&l->h, n, n->refs))
-        return fail(EBUSY);
-    remove_node(l, n, out);
-    return OX_SUCCESS;
+    return remove_found(l, find_key(l, key), out, try_only);
 }
 
 int add_node(ox_list *l, void *key, void *data, int32_t expiry, ox_node *before)
@@ -163,28 +143,18 @@ int add_node(ox_list *l, void *key, void *data, int32_t expiry, ox_node *before)
 }
 
 // Iterator steps (called with the container lock held).
-int give(ox_iterator *it, void **data)
-{
-    if (it->current == nullptr) {
-        *data = nullptr;
-        return fail(ENOENT);
-    }
-    *data = element_data(it->current);
-    return OX_SUCCESS;
-}
-
 int step_first(ox_iterator *it, void **data)
 {
     it->pending = 0;
     it->current = as_list(it->container)->first;
-    return give(it, data);
+    return iterator_give(it, data);
 }
 
 int step_last(ox_iterator *it, void **data)
 {
     it->pending = 0;
     it->current = as_list(it->container)->last;
-    return give(it, data);
+    return iterator_give(it, data);
 }
 
 int step(ox_iterator *it, void **data, bool forward)
@@ -192,7 +162,7 @@ int step(ox_iterator *it, void **data, bool forward)
     it->direction = forward ? 1 : 2;
     if (it->pending) {
         it->pending = 0;
-        return give(it, data);
+        return iterator_give(it, data);
     }
     auto *n = static_cast<ox_node *>(it->current);
     if (n == nullptr || (forward ? n->next : n->prev) == nullptr) {
@@ -200,7 +170,7 @@ int step(ox_iterator *it, void **data, bool forward)
         return fail(ENOENT);
     }
     it->current = forward ? n->next : n->prev;
-    return give(it, data);
+    return iterator_give(it, data);
 }
 
 int step_next(ox_iterator *it, void **data) { return step(it, data, true); }
