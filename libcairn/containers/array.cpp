@@ -300,16 +300,13 @@ ox_array *ox_array_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
     if (a == nullptr)
         return nullptr;
     a->first_free = kNone;
-    a->h.first = step_first;
-    a->h.next = step_next;
-    a->h.previous = step_previous;
-    a->h.last = step_last;
     if (!grow(a)) {
         mem_free(a);
         return nullptr;
     }
     if (!container_init(&a->h, OX_CONTAINER_ARRAY,
                         {destroy_data, copy_data, compare, destroy_key, ownership},
+                        {step_first, step_next, step_previous, step_last},
                         destroy_array)) {
         mem_free(a->slots);
         mem_free(a->order);

@@ -48,6 +48,12 @@ struct ContainerHeader {
     StepFn first, next, previous, last;
 };
 
+// The container's own iterator steps: first, next, previous, last (tables
+// leave the backward ones NULL).
+struct Steps {
+    StepFn first, next, previous, last;
+};
+
 struct Callbacks {
     ox_data_destructor destroy_data;
     ox_data_copy copy_data;
@@ -59,7 +65,7 @@ struct Callbacks {
 // Set up the header of a freshly zeroed container: create its mutex (unless
 // `with_mutex` is false) and register it.  On failure everything made here is
 // undone and false is returned (the caller frees the container).
-bool container_init(ContainerHeader *h, uint32_t type, const Callbacks &cb,
+bool container_init(ContainerHeader *h, uint32_t type, const Callbacks &cb, const Steps &steps,
                     ox_object_destructor destroy, bool with_mutex = true);
 
 // First half of every destroy: 2 for NULL, 12 while an iterator is open, 0

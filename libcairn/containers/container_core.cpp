@@ -4,9 +4,13 @@
 
 namespace cairn {
 
-bool container_init(ContainerHeader *h, uint32_t type, const Callbacks &cb,
+bool container_init(ContainerHeader *h, uint32_t type, const Callbacks &cb, const Steps &steps,
                     ox_object_destructor destroy, bool with_mutex)
 {
+    h->first = steps.first;
+    h->next = steps.next;
+    h->previous = steps.previous;
+    h->last = steps.last;
     h->type = type;
     h->ownership = cb.ownership;
     h->destroy_data = cb.destroy_data;

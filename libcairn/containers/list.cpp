@@ -188,12 +188,9 @@ ox_list *ox_list_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
     auto *l = static_cast<ox_list *>(mem_calloc(1, sizeof(ox_list)));
     if (l == nullptr)
         return nullptr;
-    l->h.first = step_first;
-    l->h.next = step_next;
-    l->h.previous = step_previous;
-    l->h.last = step_last;
     if (!container_init(&l->h, OX_CONTAINER_LIST,
                         {destroy_data, copy_data, compare, destroy_key, ownership},
+                        {step_first, step_next, step_previous, step_last},
                         destroy_list)) {
         mem_free(l);
         return nullptr;
