@@ -5,6 +5,7 @@
 #include "cairn/export.h"
 #include "cairn/frame.h"
 #include "cairn/concurrency.h"
+#include "cairn/containers.h"
 #include "cairn/diagnostics.h"
 
 #endif /* CAIRN_H */

@@ -179,14 +179,39 @@ CAIRN_API void ox_error_get_message(char *buf, int size);
 CAIRN_API char *ox_strerror(uint32_t code);
 
 /* ------------------------------------------------------------------------
- * Exit handling
+ * Exit handlers: run last registered first when the process ends, through
+ * ox_exit(), the C library's normal exit, or an explicit call.
  * ------------------------------------------------------------------------ */
 
-/**
- * 0 at load.  When non-zero, the exit-time clean-ups of thread-storage keys
- * destroy the keys themselves, not only the calling thread's values.
- */
+/** A handler: takes nothing, returns nothing. */
+typedef void (*ox_exit_handler)(void);
+
+/** When non-zero, exit-time clean-up of thread-storage keys destroys the
+ *  keys themselves, not only the calling thread's values.  0 at load. */
 CAIRN_API extern int32_t Ox_atexit_ox_threadstorage_destroy;
+
+/** Register @p handler at the head of the list (it runs before every handler
+ *  registered earlier).  A handler registered twice runs twice.
+ *  @return 0, or the list's error code (2 for a NULL handler). */
+CAIRN_API int ox_atexit(ox_exit_handler handler);
+/** Remove the most recent registration of @p handler.
+ *  @return 0, or 49 when it is not registered. */
+CAIRN_API int ox_unatexit(ox_exit_handler handler);
+/** Enable (the default) or disable exit handling by ox_exit() and by the C
+ *  library's exit processing. */
+CAIRN_API void ox_atexit_enable(void);
+CAIRN_API void ox_atexit_disable(void);
+/** Run and remove every handler now, newest first (handlers registered
+ *  meanwhile run in the same pass), then tear the list down.  When exit
+ *  handling is disabled this also sets Ox_atexit_ox_threadstorage_destroy. */
+CAIRN_API void ox_atexit_execute_and_remove_all(void);
+/** 1 once the C library's exit processing has reached the library's hook
+ *  (never cleared); 0 before, also during an explicit
+ *  ox_atexit_execute_and_remove_all(). */
+CAIRN_API int ox_atexit_is_executing(void);
+/** Flush and close standard output and error, run the handlers when exit
+ *  handling is enabled, and end the process with @p status. */
+CAIRN_API void ox_exit(int status);
 
 CAIRN_END_DECLS
 

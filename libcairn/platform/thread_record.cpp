@@ -2,10 +2,10 @@
 
 #include <pthread.h>
 #include <csignal>
+#include <cstdlib>
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
-#include "frame/exit_cleanup.hpp"
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
 
@@ -57,8 +57,14 @@ void release_library_key();
 void create_key()
 {
     g_key_ok = pthread_key_create(&g_key, record_destructor) == 0;
+    // The record is made inside ox_error_set_last(), which may run under any
+    // library lock (an allocation failure reports through it), so its
+    // clean-up goes straight to the C library's exit processing rather than
+    // through the library's handler list, whose set-up takes locks and
+    // allocates.  Registered before the handler list's own hook, it runs
+    // after every library exit handler.
     if (g_key_ok)
-        register_exit_cleanup(release_library_key);
+        std::atexit(release_library_key);
 }
 
 // Exit-time clean-up of the library's own key: the calling thread's record

@@ -1,0 +1,114 @@
+// Containers against the standard library: binary lookup in an array of
+// string keys, and append + pop on a locked list.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <list>
+#include <mutex>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cairn/containers.h"
+
+namespace {
+
+constexpr int kKeys = 100000;
+
+int compare_str(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+
+const std::vector<std::string> &keys()
+{
+    static std::vector<std::string> k = [] {
+        std::vector<std::string> v;
+        char buf[32];
+        for (int i = 0; i < kKeys; ++i) {
+            std::snprintf(buf, sizeof buf, "client-%08d.example", i * 7919 % 1000003);
+            v.emplace_back(buf);
+        }
+        return v;
+    }();
+    return k;
+}
+
+std::vector<const char *> probes()
+{
+    std::vector<const char *> p;
+    std::mt19937 rng(5);
+    for (int i = 0; i < 4096; ++i)
+        p.push_back(keys()[rng() % kKeys].c_str());
+    return p;
+}
+
+void BM_ArrayFindB_Cairn(benchmark::State &state)
+{
+    ox_array *a = ox_array_new(nullptr, nullptr, compare_str, nullptr, 0);
+    for (const auto &k : keys())
+        ox_array_add(a, const_cast<char *>(k.c_str()), const_cast<char *>(k.c_str()));
+    auto p = probes();
+    size_t i = 0;
+    for (auto _ : state) {
+        void *out = nullptr;
+        ox_array_find_b(a, const_cast<char *>(p[i++ & 4095]), &out);
+        benchmark::DoNotOptimize(out);
+    }
+    ox_array_destroy(a);
+}
+BENCHMARK(BM_ArrayFindB_Cairn);
+
+void BM_ArrayFindB_LowerBoundPeer(benchmark::State &state)
+{
+    std::vector<const char *> sorted;
+    for (const auto &k : keys())
+        sorted.push_back(k.c_str());
+    std::sort(sorted.begin(), sorted.end(),
+              [](const char *x, const char *y) { return std::strcmp(x, y) < 0; });
+    auto p = probes();
+    size_t i = 0;
+    for (auto _ : state) {
+        const char *want = p[i++ & 4095];
+        auto it = std::lower_bound(sorted.begin(), sorted.end(), want,
+                                   [](const char *x, const char *y) { return std::strcmp(x, y) < 0; });
+        benchmark::DoNotOptimize(it);
+    }
+}
+BENCHMARK(BM_ArrayFindB_LowerBoundPeer);
+
+void BM_ListAppendPop_Cairn(benchmark::State &state)
+{
+    ox_list *l = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);
+    int value = 1;
+    for (auto _ : state) {
+        void *out = nullptr;
+        ox_list_append(l, nullptr, &value);
+        ox_list_pop(l, &out);
+        benchmark::DoNotOptimize(out);
+    }
+    ox_list_destroy(l);
+}
+BENCHMARK(BM_ListAppendPop_Cairn);
+
+void BM_ListAppendPop_StdPeer(benchmark::State &state)
+{
+    std::list<void *> l;
+    std::mutex m;
+    int value = 1;
+    for (auto _ : state) {
+        void *out = nullptr;
+        {
+            std::lock_guard<std::mutex> hold(m);
+            l.push_back(&value);
+        }
+        {
+            std::lock_guard<std::mutex> hold(m);
+            out = l.front();
+            l.pop_front();
+        }
+        benchmark::DoNotOptimize(out);
+    }
+}
+BENCHMARK(BM_ListAppendPop_StdPeer);
+
+}  // namespace

@@ -1,0 +1,171 @@
+/* Containers: locked lists and slot arrays of (key, data) pairs, with
+ * ownership modes, per-element references, expiry on lists, and one
+ * iterator type that survives removals. */
+#ifndef CAIRN_CONTAINERS_H
+#define CAIRN_CONTAINERS_H
+
+#include <stdint.h>
+#include "cairn/export.h"
+
+CAIRN_BEGIN_DECLS
+
+typedef struct ox_list ox_list;
+typedef struct ox_array ox_array;
+typedef struct ox_iterator ox_iterator;
+typedef struct ox_node ox_node;
+
+/** Callbacks given to every creator, in this order. */
+typedef void (*ox_data_destructor)(void *data);
+/** Returns a new copy of @p data, or NULL on failure. */
+typedef void *(*ox_data_copy)(void *data);
+/** 0 when equal; negative when @p a orders before @p b; positive otherwise. */
+typedef int (*ox_key_compare)(void *a, void *b);
+typedef void (*ox_key_destructor)(void *key);
+typedef void (*ox_foreach_callback)(void *data, void *arg);
+
+/** Ownership mode 1: the container destroys the data it removes. */
+#define OX_CONTAINER_OWNS_DATA 1
+/** Container flag: no operation takes the container mutex (the owner
+ *  serialises access).  Set with ox_object_set_attribute(). */
+#define OX_CONTAINER_NOLOCK 0x4u
+/** Time to live meaning "never expires" (and the stored expiry of such an
+ *  element). */
+#define OX_TTL_NEVER 0x7fffffff
+
+/* Container type codes, third word of every container. */
+#define OX_CONTAINER_LIST 0
+#define OX_CONTAINER_TABLE 2
+#define OX_CONTAINER_ARRAY 3
+#define OX_CONTAINER_RW_TABLE 4
+
+/**
+ * A zeroed element record holding @p data and @p key, never expiring.
+ * @return the record, or NULL with the last error set (ENOMEM).
+ */
+CAIRN_API ox_node *ox_node_new(void *data, void *key);
+
+/* ------------------------------------------------------------------------
+ * Lists.  Positions count from 1.  Results: 0, 2 invalid argument
+ * (EINVAL), 49 not found (ENOENT), 12 busy (EBUSY), 53 no memory or failed
+ * copy (ENOMEM), 80 expired (errno 137 as last error), 22 duplicate
+ * (EEXIST).  Every failure also sets the thread's last error.
+ * ------------------------------------------------------------------------ */
+
+/** A new empty list, or NULL (allocation, mutex or registration failure). */
+CAIRN_API ox_list *ox_list_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
+                               ox_key_compare compare, ox_key_destructor destroy_key,
+                               int ownership);
+/** Drop one reference; the last one destroys every element (data and key
+ *  destructors whatever the ownership mode) and the list.  2 for NULL, 12
+ *  while an iterator is open. */
+CAIRN_API int ox_list_destroy(ox_list *list);
+/** Append at the tail, never expiring; duplicates are kept. */
+CAIRN_API int ox_list_append(ox_list *list, void *key, void *data);
+/** Append at the tail with a time to live in seconds.  Below OX_TTL_NEVER
+ *  with a non-NULL key, a live element with an equal key refuses the append
+ *  (22) and an expired one is removed first. */
+CAIRN_API int ox_list_append_with_ttl(ox_list *list, void *key, void *data, int32_t ttl);
+/** Insert at the head, never expiring. */
+CAIRN_API int ox_list_prepend(ox_list *list, void *key, void *data);
+/** ox_list_prepend() with a NULL key. */
+CAIRN_API int ox_list_push(ox_list *list, void *data);
+/** Remove position 1, as ox_list_remove_index(). */
+CAIRN_API int ox_list_pop(ox_list *list, void **data);
+/** Insert before @p position (0 counts as 1; past the end appends). */
+CAIRN_API int ox_list_insert(ox_list *list, void *key, void *data, int position);
+/** The data of the first element with an equal key. */
+CAIRN_API int ox_list_find(ox_list *list, void *key, void **data);
+/** As ox_list_find(), adding one element reference. */
+CAIRN_API int ox_list_reference(ox_list *list, void *key, void **data);
+/** Drop one element reference (never below 0). */
+CAIRN_API int ox_list_unreference(ox_list *list, void *key);
+/** A copy of the data (caller owns it); 53 when the copy fails. */
+CAIRN_API int ox_list_get(ox_list *list, void *key, void **copy);
+/** Position of the first element with an equal key; 0 when none (ENOENT)
+ *  or on bad arguments (EINVAL).  Expiry is not looked at. */
+CAIRN_API int ox_list_index(ox_list *list, void *key);
+/** The data at @p position; 49 outside 1..count. */
+CAIRN_API int ox_list_nth(ox_list *list, int position, void **data);
+/** Remove the element at @p position; @p data (may be NULL) receives the
+ *  data unless the list owns it (then it is destroyed and NULL given). */
+CAIRN_API int ox_list_remove_index(ox_list *list, int position, void **data);
+/** As ox_list_remove_index(), refusing (12) a referenced element or one an
+ *  iterator stands on. */
+CAIRN_API int ox_list_try_remove_index(ox_list *list, int position, void **data);
+/** Remove the first element with an equal key. */
+CAIRN_API int ox_list_remove_node(ox_list *list, void *key, void **data);
+/** As ox_list_remove_node(), refusing busy elements (12). */
+CAIRN_API int ox_list_try_remove_node(ox_list *list, void *key, void **data);
+/** Remove every element head first; returns 0 and leaves the last error at
+ *  ENOENT. */
+CAIRN_API int ox_list_remove_all(ox_list *list);
+/** Replace the data and key of the first element with an equal key (12 if
+ *  it is referenced); old values go to the outs or to the destructors.
+ *  Without a match the pair is appended and the outs are set to NULL. */
+CAIRN_API int ox_list_replace(ox_list *list, void *key, void **old_key, void *data,
+                              void **old_data);
+/** Call @p fn(data, arg) for every element, head to tail, under the mutex. */
+CAIRN_API int ox_list_foreach(ox_list *list, ox_foreach_callback fn, void *arg);
+/** The element count; 0 with EINVAL for NULL. */
+CAIRN_API int ox_list_size(ox_list *list);
+
+/* ------------------------------------------------------------------------
+ * Arrays.  Slot numbers count from 0 and never change while an element
+ * lives, also across growth.  The _b forms binary-search the key index.
+ * ------------------------------------------------------------------------ */
+
+/** A new array with 256 free slots, or NULL. */
+CAIRN_API ox_array *ox_array_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
+                                 ox_key_compare compare, ox_key_destructor destroy_key,
+                                 int ownership);
+/** Drop one reference; the last destroys every element and the array. */
+CAIRN_API int ox_array_destroy(ox_array *array);
+/** Store in the first free slot (growing by doubling when full). */
+CAIRN_API int ox_array_add(ox_array *array, void *key, void *data);
+CAIRN_API int ox_array_find(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_find_b(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_reference(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_reference_b(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_unreference(ox_array *array, void *key);
+CAIRN_API int ox_array_unreference_b(ox_array *array, void *key);
+CAIRN_API int ox_array_get(ox_array *array, void *key, void **copy);
+CAIRN_API int ox_array_get_b(ox_array *array, void *key, void **copy);
+/** The slot number holding @p key; -1 with ENOENT (or EINVAL). */
+CAIRN_API int ox_array_index(ox_array *array, void *key);
+CAIRN_API int ox_array_index_b(ox_array *array, void *key);
+/** The data in slot @p slot (@p data may be NULL); 49 for an unused or
+ *  out-of-range slot. */
+CAIRN_API int ox_array_nth(ox_array *array, int slot, void **data);
+CAIRN_API int ox_array_reference_nth(ox_array *array, int slot, void **data);
+CAIRN_API int ox_array_unreference_nth(ox_array *array, int slot);
+CAIRN_API int ox_array_remove_index(ox_array *array, int slot, void **data);
+CAIRN_API int ox_array_remove_node(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_remove_node_b(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_try_remove_node(ox_array *array, void *key, void **data);
+CAIRN_API int ox_array_try_remove_node_b(ox_array *array, void *key, void **data);
+/** Call @p fn(data, arg) for each used slot in ascending slot number. */
+CAIRN_API int ox_array_foreach(ox_array *array, ox_foreach_callback fn, void *arg);
+CAIRN_API int ox_array_size(ox_array *array);
+
+/* ------------------------------------------------------------------------
+ * Iterators over any container.  An iterator whose element is removed
+ * moves to a neighbour, which the next step then gives.
+ * ------------------------------------------------------------------------ */
+
+/** A new iterator on a list, array or table; NULL with EINVAL for NULL.
+ *  The container gains no reference: destroy iterators first. */
+CAIRN_API ox_iterator *ox_iterator_new(void *container);
+CAIRN_API int ox_iterator_destroy(ox_iterator *it);
+CAIRN_API int ox_iterator_start(ox_iterator *it, void **data);
+CAIRN_API int ox_iterator_end(ox_iterator *it, void **data);
+CAIRN_API int ox_iterator_next(ox_iterator *it, void **data);
+CAIRN_API int ox_iterator_previous(ox_iterator *it, void **data);
+CAIRN_API int ox_iterator_start_key_data(ox_iterator *it, void **key, void **data);
+CAIRN_API int ox_iterator_next_key_data(ox_iterator *it, void **key, void **data);
+CAIRN_API int ox_iterator_previous_key_data(ox_iterator *it, void **key, void **data);
+/** The current element's data without moving; 49 when there is none. */
+CAIRN_API int ox_iterator_current(ox_iterator *it, void **data);
+
+CAIRN_END_DECLS
+
+#endif /* CAIRN_CONTAINERS_H */

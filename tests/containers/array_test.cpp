@@ -1,0 +1,158 @@
+// Arrays: growth keeps slot numbers and iterators, the two lookups agree,
+// failed growth leaves the array as it was, and the usual argument checks.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cairn/containers.h"
+#include "cairn/frame.h"
+#include "fault_injection.hpp"
+#include "platform/alloc_testing.hpp"
+
+namespace {
+
+void *ptr(intptr_t v) { return reinterpret_cast<void *>(v); }
+intptr_t val(void *p) { return reinterpret_cast<intptr_t>(p); }
+int compare_keys(void *a, void *b) { return val(a) < val(b) ? -1 : val(a) > val(b) ? 1 : 0; }
+
+TEST(Array, GrowthKeepsSlotNumbersAndIterators)
+{
+    ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
+    ASSERT_NE(a, nullptr);
+    // Keys in descending order, so the order index differs from slot order.
+    for (intptr_t i = 0; i < 256; ++i)
+        ASSERT_EQ(ox_array_add(a, ptr(1000 - i), ptr(i + 1)), 0);
+    ox_iterator *it = ox_iterator_new(a);
+    void *out = nullptr;
+    ASSERT_EQ(ox_iterator_end(it, &out), 0);
+    EXPECT_EQ(val(out), 256);
+    ASSERT_EQ(ox_array_add(a, ptr(1), ptr(257)), 0);  // grows to 512
+    EXPECT_EQ(ox_array_index(a, ptr(1)), 256);
+    EXPECT_EQ(ox_array_index_b(a, ptr(1)), 256);
+    EXPECT_EQ(ox_iterator_current(it, &out), 0);
+    EXPECT_EQ(val(out), 256);
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(val(out), 257);
+    // At the end of an array the iterator falls off: every step gives 49.
+    EXPECT_EQ(ox_iterator_next(it, &out), 49);
+    EXPECT_EQ(ox_iterator_previous(it, &out), 49);
+    EXPECT_EQ(ox_iterator_start(it, &out), 0);
+    EXPECT_EQ(val(out), 1);
+    for (intptr_t i = 0; i < 256; ++i) {
+        EXPECT_EQ(ox_array_index(a, ptr(1000 - i)), i);
+        EXPECT_EQ(ox_array_index_b(a, ptr(1000 - i)), i);
+    }
+    ox_iterator_destroy(it);
+    ox_array_destroy(a);
+}
+
+TEST(Array, RemovedSlotsAreReusedAndReportNotFound)
+{
+    ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
+    ASSERT_NE(a, nullptr);
+    for (intptr_t i = 0; i < 10; ++i)
+        ox_array_add(a, ptr(i * 10), ptr(i + 1));
+    void *out = nullptr;
+    ASSERT_EQ(ox_array_remove_index(a, 3, &out), 0);
+    EXPECT_EQ(val(out), 4);
+    EXPECT_EQ(ox_array_nth(a, 3, &out), 49);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(ox_array_nth(a, -1, nullptr), 49);
+    EXPECT_EQ(ox_array_nth(a, 256, nullptr), 49);
+    EXPECT_EQ(ox_array_remove_index(a, 3, &out), 49);
+    EXPECT_EQ(ox_array_find(a, ptr(30), &out), 49);
+    EXPECT_EQ(ox_array_index_b(a, ptr(30)), -1);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
+    // The freed slot is the head of the free chain.
+    ASSERT_EQ(ox_array_add(a, ptr(35), ptr(99)), 0);
+    EXPECT_EQ(ox_array_index(a, ptr(35)), 3);
+    // Both lookups agree; the order index stays sorted for them.
+    for (intptr_t k : {10, 20, 35, 40, 90}) {
+        void *x = nullptr, *y = nullptr;
+        EXPECT_EQ(ox_array_find(a, ptr(k), &x), 0) << k;
+        EXPECT_EQ(ox_array_find_b(a, ptr(k), &y), 0) << k;
+        EXPECT_EQ(x, y);
+    }
+    ox_array_destroy(a);
+}
+
+std::vector<intptr_t> g_visited;
+void visit(void *data, void *) { g_visited.push_back(val(data)); }
+
+TEST(Array, ForeachVisitsSlotsInNumberOrder)
+{
+    ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
+    ASSERT_NE(a, nullptr);
+    for (intptr_t i = 0; i < 5; ++i)
+        ox_array_add(a, ptr(100 - i), ptr(i + 1));
+    ox_array_remove_index(a, 1, nullptr);
+    g_visited.clear();
+    ox_array_foreach(a, visit, nullptr);
+    EXPECT_EQ(g_visited, (std::vector<intptr_t>{1, 3, 4, 5}));
+    ox_array_destroy(a);
+}
+
+void *failing_copy(void *) { return nullptr; }
+
+TEST(Array, ReferencesCopiesAndArguments)
+{
+    ox_array *a = ox_array_new(nullptr, failing_copy, compare_keys, nullptr, 0);
+    ASSERT_NE(a, nullptr);
+    ox_array_add(a, ptr(5), ptr(50));
+    void *out = nullptr;
+    ASSERT_EQ(ox_array_reference_b(a, ptr(5), &out), 0);
+    EXPECT_EQ(ox_array_try_remove_node_b(a, ptr(5), &out), 12);
+    ASSERT_EQ(ox_array_unreference(a, ptr(5)), 0);
+    EXPECT_EQ(ox_array_get(a, ptr(5), &out), 53);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(ox_array_add(a, ptr(6), nullptr), 2);
+    EXPECT_EQ(ox_array_add(nullptr, ptr(6), ptr(1)), 2);
+    EXPECT_EQ(ox_array_find(a, nullptr, &out), 2);
+    EXPECT_EQ(ox_array_find(a, ptr(5), nullptr), 2);
+    EXPECT_EQ(ox_array_index(nullptr, ptr(5)), -1);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(ox_array_size(nullptr), 0);
+    // An iterator on the element also makes it busy.
+    ox_iterator *it = ox_iterator_new(a);
+    ASSERT_EQ(ox_iterator_start(it, &out), 0);
+    EXPECT_EQ(ox_array_try_remove_node(a, ptr(5), &out), 12);
+    EXPECT_EQ(ox_array_destroy(a), 12);
+    EXPECT_EQ(ox_array_remove_node(a, ptr(5), &out), 0);
+    EXPECT_EQ(ox_iterator_next(it, &out), 49);  // repaired to none
+    ox_iterator_destroy(it);
+    EXPECT_EQ(ox_array_destroy(a), 0);
+}
+
+TEST(Array, FailedGrowthLeavesTheArrayUnchanged)
+{
+    ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
+    ASSERT_NE(a, nullptr);
+    for (intptr_t i = 0; i < 256; ++i)
+        ox_array_add(a, ptr(i), ptr(i + 1));
+    for (int n : {1, 2}) {
+        cairn::testing::alloc_fail_at(n);
+        EXPECT_EQ(ox_array_add(a, ptr(999), ptr(1)), OX_ENOMEM);
+        cairn::testing::alloc_fail_at(0);
+        EXPECT_EQ(ox_array_size(a), 256);
+        EXPECT_EQ(ox_array_index_b(a, ptr(255)), 255);
+    }
+    EXPECT_EQ(ox_array_add(a, ptr(999), ptr(1)), 0);
+    EXPECT_EQ(ox_array_index_b(a, ptr(999)), 256);
+    ox_array_destroy(a);
+}
+
+TEST(Array, ConstructorSurvivesEveryAllocationFailure)
+{
+    cairn::testing::for_each_allocation_failure([] {
+        ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
+        if (a == nullptr)
+            return false;
+        ox_array_destroy(a);
+        return true;
+    });
+}
+
+}  // namespace

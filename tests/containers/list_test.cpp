@@ -1,0 +1,372 @@
+// Lists: expiry, ownership, duplicates, replace, removal results, callbacks
+// that re-enter the list, failure paths and contention.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cairn/containers.h"
+#include "cairn/frame.h"
+#include "fault_injection.hpp"
+#include "platform/clock.hpp"
+
+namespace {
+
+int compare_str(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+
+std::vector<std::string> g_destroyed;
+void destroy_str(void *p)
+{
+    g_destroyed.emplace_back(static_cast<char *>(p));
+    std::free(p);
+}
+void *copy_str(void *p) { return strdup(static_cast<char *>(p)); }
+void *failing_copy(void *) { return nullptr; }
+
+char *dup(const char *s) { return strdup(s); }
+
+struct ClockShift {
+    explicit ClockShift(int32_t s) { cairn::testing::clock_seconds32_offset(s); }
+    ~ClockShift() { cairn::testing::clock_seconds32_offset(0); }
+};
+
+class ListTest : public ::testing::Test {
+protected:
+    void SetUp() override { g_destroyed.clear(); }
+};
+
+TEST_F(ListTest, AppendWithTtlRefusesLiveDuplicatesAndReplacesExpiredOnes)
+{
+    ox_list *l = ox_list_new(destroy_str, copy_str, compare_str, nullptr, OX_CONTAINER_OWNS_DATA);
+    ASSERT_NE(l, nullptr);
+    char key[] = "k";
+    ASSERT_EQ(ox_list_append_with_ttl(l, key, dup("one"), 10), 0);
+    char *two = dup("two");
+    EXPECT_EQ(ox_list_append_with_ttl(l, key, two, 10), OX_EEXIST);
+    EXPECT_EQ(ox_error_get_last(), OX_EEXIST);
+    EXPECT_EQ(ox_list_size(l), 1);
+    {
+        ClockShift later(11);
+        EXPECT_EQ(ox_list_append_with_ttl(l, key, two, 10), 0);
+        EXPECT_EQ(g_destroyed, std::vector<std::string>{"one"});
+        EXPECT_EQ(ox_list_size(l), 1);
+        void *data = nullptr;
+        EXPECT_EQ(ox_list_find(l, key, &data), 0);
+        EXPECT_STREQ(static_cast<char *>(data), "two");
+    }
+    ox_list_destroy(l);
+}
+
+TEST_F(ListTest, ExpiryOfLookupsAndTtlEdges)
+{
+    ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
+    ASSERT_NE(l, nullptr);
+    char a[] = "a", b[] = "b", c[] = "c", d[] = "d", e[] = "e";
+    int data = 1;
+    ASSERT_EQ(ox_list_append_with_ttl(l, a, &data, -1), 0);          // already past
+    ASSERT_EQ(ox_list_append_with_ttl(l, b, &data, 0), 0);           // lives this second
+    ASSERT_EQ(ox_list_append_with_ttl(l, c, &data, 0x7ffffffe), 0);  // saturates: never
+    ASSERT_EQ(ox_list_append_with_ttl(l, d, &data, 2), 0);
+    ASSERT_EQ(ox_list_append(l, e, &data), 0);
+    void *out = &data;
+    EXPECT_EQ(ox_list_find(l, a, &out), 80);
+    EXPECT_EQ(out, nullptr);
+    int kind = 0;
+    EXPECT_EQ(ox_error_get_last_native(&kind), static_cast<uint32_t>(ETIME));
+    EXPECT_EQ(ox_list_size(l), 4);
+    EXPECT_EQ(ox_list_find(l, b, &out), 0);
+    // Positions, nth and index see expired elements as ordinary ones.
+    {
+        ClockShift later(1);
+        EXPECT_EQ(ox_list_index(l, b), 1);
+        EXPECT_EQ(ox_list_nth(l, 1, &out), 0);
+        EXPECT_EQ(ox_list_reference(l, b, &out), 80);
+        EXPECT_EQ(ox_list_size(l), 3);
+    }
+    {
+        ClockShift much_later(100000);
+        EXPECT_EQ(ox_list_find(l, c, &out), 0);
+        EXPECT_EQ(ox_list_find(l, e, &out), 0);
+        EXPECT_EQ(ox_list_unreference(l, d), 80);
+    }
+    EXPECT_EQ(ox_list_size(l), 2);
+    ox_list_destroy(l);
+}
+
+TEST_F(ListTest, DuplicatesPositionsAndInsert)
+{
+    ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
+    ASSERT_NE(l, nullptr);
+    char k[] = "k", other[] = "x";
+    int one = 1, two = 2, zero = 0, tail = 9;
+    ASSERT_EQ(ox_list_append(l, k, &one), 0);
+    ASSERT_EQ(ox_list_append(l, k, &two), 0);
+    EXPECT_EQ(ox_list_size(l), 2);
+    void *out = nullptr;
+    EXPECT_EQ(ox_list_find(l, k, &out), 0);
+    EXPECT_EQ(out, &one);
+    EXPECT_EQ(ox_list_insert(l, other, &zero, 0), 0);
+    EXPECT_EQ(ox_list_insert(l, other, &tail, ox_list_size(l) + 1), 0);
+    EXPECT_EQ(ox_list_nth(l, 1, &out), 0);
+    EXPECT_EQ(out, &zero);
+    EXPECT_EQ(ox_list_nth(l, 4, &out), 0);
+    EXPECT_EQ(out, &tail);
+    EXPECT_EQ(ox_list_nth(l, 0, &out), 49);
+    EXPECT_EQ(ox_list_nth(l, 5, &out), 49);
+    EXPECT_EQ(ox_list_index(l, k), 2);
+    char none[] = "none";
+    EXPECT_EQ(ox_list_index(l, none), 0);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
+    EXPECT_EQ(ox_list_index(l, nullptr), 0);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    ox_list_destroy(l);
+}
+
+TEST_F(ListTest, OwnershipDecidesWhatRemovalsHandBack)
+{
+    for (int mode : {0, 1}) {
+        g_destroyed.clear();
+        ox_list *l = ox_list_new(destroy_str, copy_str, compare_str, nullptr, mode);
+        ASSERT_NE(l, nullptr);
+        char *a = dup("a");
+        ASSERT_EQ(ox_list_push(l, a), 0);
+        void *out = nullptr;
+        ASSERT_EQ(ox_list_pop(l, &out), 0);
+        if (mode == 1) {
+            EXPECT_EQ(out, nullptr);
+            EXPECT_EQ(g_destroyed, std::vector<std::string>{"a"});
+        } else {
+            EXPECT_EQ(out, a);
+            EXPECT_TRUE(g_destroyed.empty());
+            std::free(a);
+        }
+        EXPECT_EQ(ox_list_pop(l, &out), 49);
+        // Destroy frees the data of remaining elements whatever the mode.
+        ox_list_append(l, nullptr, dup("left"));
+        ox_list_destroy(l);
+        EXPECT_EQ(g_destroyed.back(), "left");
+    }
+}
+
+TEST_F(ListTest, ReferencesBlockTryRemovalAndReplace)
+{
+    ox_list *l = ox_list_new(destroy_str, copy_str, compare_str, nullptr, 0);
+    ASSERT_NE(l, nullptr);
+    char k[] = "k";
+    char *first = dup("first");
+    ASSERT_EQ(ox_list_append(l, k, first), 0);
+    void *out = nullptr;
+    ASSERT_EQ(ox_list_reference(l, k, &out), 0);
+    EXPECT_EQ(ox_list_try_remove_node(l, k, &out), 12);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(ox_list_try_remove_index(l, 1, &out), 12);
+    char k2[] = "k";
+    char *second = dup("second");
+    void *old_key = nullptr, *old_data = nullptr;
+    EXPECT_EQ(ox_list_replace(l, k2, &old_key, second, &old_data), 12);
+    ASSERT_EQ(ox_list_unreference(l, k), 0);
+    ASSERT_EQ(ox_list_unreference(l, k), 0);  // stops at 0
+    EXPECT_EQ(ox_list_replace(l, k2, &old_key, second, &old_data), 0);
+    EXPECT_EQ(old_key, k);
+    EXPECT_EQ(old_data, first);
+    std::free(first);
+    // Without outs, old data goes to the destructor whatever the mode.
+    char *third = dup("third");
+    EXPECT_EQ(ox_list_replace(l, k, nullptr, third, nullptr), 0);
+    EXPECT_EQ(g_destroyed, std::vector<std::string>{"second"});
+    // No match: appended, outs cleared.
+    char nk[] = "new";
+    old_key = old_data = k;
+    EXPECT_EQ(ox_list_replace(l, nk, &old_key, dup("fourth"), &old_data), 0);
+    EXPECT_EQ(old_key, nullptr);
+    EXPECT_EQ(old_data, nullptr);
+    EXPECT_EQ(ox_list_size(l), 2);
+    // A plain removal ignores references.
+    ASSERT_EQ(ox_list_reference(l, k, &out), 0);
+    EXPECT_EQ(ox_list_remove_node(l, k, &out), 0);
+    EXPECT_EQ(out, third);
+    std::free(third);
+    ox_list_destroy(l);
+}
+
+TEST_F(ListTest, GetCopiesAndReportsFailedCopies)
+{
+    ox_list *l = ox_list_new(destroy_str, copy_str, compare_str, nullptr, 1);
+    ox_list *nocopy = ox_list_new(destroy_str, failing_copy, compare_str, nullptr, 1);
+    ASSERT_TRUE(l && nocopy);
+    char k[] = "k";
+    ox_list_append(l, k, dup("v"));
+    ox_list_append(nocopy, k, dup("v"));
+    void *copy = nullptr;
+    ASSERT_EQ(ox_list_get(l, k, &copy), 0);
+    EXPECT_STREQ(static_cast<char *>(copy), "v");
+    std::free(copy);
+    EXPECT_EQ(ox_list_get(nocopy, k, &copy), 53);
+    EXPECT_EQ(copy, nullptr);
+    ox_list_destroy(l);
+    ox_list_destroy(nocopy);
+}
+
+TEST_F(ListTest, RemoveAllSucceedsButLeavesEnoent)
+{
+    ox_list *l = ox_list_new(destroy_str, nullptr, compare_str, destroy_str, 0);
+    ASSERT_NE(l, nullptr);
+    char *data = dup("d");
+    ox_list_append(l, dup("key"), data);
+    EXPECT_EQ(ox_list_remove_all(l), 0);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
+    // Not owned: the data survives; the key is destroyed always.
+    EXPECT_EQ(g_destroyed, std::vector<std::string>{"key"});
+    std::free(data);
+    EXPECT_EQ(ox_list_size(l), 0);
+    ox_list_destroy(l);
+}
+
+TEST_F(ListTest, NullAndBadArguments)
+{
+    void *out = nullptr;
+    char k[] = "k";
+    int v = 0;
+    EXPECT_EQ(ox_list_destroy(nullptr), 2);
+    EXPECT_EQ(ox_list_append(nullptr, k, &v), 2);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(ox_list_pop(nullptr, &out), 2);
+    EXPECT_EQ(ox_list_size(nullptr), 0);
+    ox_list *l = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);  // no comparison
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(ox_list_append(l, k, nullptr), 2);
+    EXPECT_EQ(ox_list_find(l, k, &out), 2);
+    EXPECT_EQ(ox_list_remove_node(l, k, &out), 2);
+    EXPECT_EQ(ox_list_find(l, k, nullptr), 2);
+    EXPECT_EQ(ox_list_nth(l, 1, nullptr), 2);
+    EXPECT_EQ(ox_list_foreach(l, nullptr, nullptr), 2);
+    ox_list_destroy(l);
+}
+
+// Callbacks run under the list's mutex; one that re-enters the same list on
+// the same thread must not deadlock.
+ox_list *g_reentered;
+int g_seen_size;
+void reenter(void *, void *) { g_seen_size = ox_list_size(g_reentered); }
+
+TEST_F(ListTest, CallbacksMayReenterTheList)
+{
+    g_reentered = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
+    ASSERT_NE(g_reentered, nullptr);
+    int v = 1;
+    ox_list_append(g_reentered, nullptr, &v);
+    ox_list_append(g_reentered, nullptr, &v);
+    EXPECT_EQ(ox_list_foreach(g_reentered, reenter, nullptr), 0);
+    EXPECT_EQ(g_seen_size, 2);
+    // The list still works afterwards, from this and another thread.
+    std::thread other([] { ox_list_push(g_reentered, &g_seen_size); });
+    other.join();
+    EXPECT_EQ(ox_list_size(g_reentered), 3);
+    ox_list_destroy(g_reentered);
+}
+
+TEST_F(ListTest, IteratorRepairAtTheTailRepeatsTheElementBefore)
+{
+    ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
+    ASSERT_NE(l, nullptr);
+    int a = 1, b = 2, c = 3;
+    ox_list_append(l, nullptr, &a);
+    ox_list_append(l, nullptr, &b);
+    ox_list_append(l, nullptr, &c);
+    ox_iterator *it = ox_iterator_new(l);
+    void *out = nullptr;
+    ASSERT_EQ(ox_iterator_start(it, &out), 0);
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(out, &b);
+    // Removing the current element mid-walk: the next step gives the one after.
+    ASSERT_EQ(ox_list_remove_index(l, 2, nullptr), 0);
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(out, &c);
+    // Removing it at the tail: the iterator moves back, and next repeats.
+    ASSERT_EQ(ox_list_remove_index(l, 2, nullptr), 0);
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(out, &a);
+    EXPECT_EQ(ox_iterator_next(it, &out), 49);
+    EXPECT_EQ(out, nullptr);
+    // Stepping back after the end resumes from where it stood.
+    ASSERT_EQ(ox_list_append(l, nullptr, &b), 0);
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(out, &b);
+    void *key = &a;
+    ASSERT_EQ(ox_iterator_previous_key_data(it, &key, &out), 0);
+    EXPECT_EQ(out, &a);
+    EXPECT_EQ(key, nullptr);
+    EXPECT_EQ(ox_list_destroy(l), 12);
+    EXPECT_EQ(ox_iterator_destroy(it), 0);
+    EXPECT_EQ(ox_list_destroy(l), 0);
+}
+
+TEST_F(ListTest, ConstructorsSurviveEveryAllocationFailure)
+{
+    cairn::testing::for_each_allocation_failure([] {
+        ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
+        if (l == nullptr)
+            return false;
+        ox_list_destroy(l);
+        return true;
+    });
+    ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
+    ASSERT_NE(l, nullptr);
+    cairn::testing::for_each_allocation_failure([l] {
+        ox_iterator *it = ox_iterator_new(l);
+        if (it == nullptr)
+            return false;
+        ox_iterator_destroy(it);
+        return true;
+    });
+    int v = 0;
+    cairn::testing::for_each_allocation_failure([l, &v] {
+        int rc = ox_list_append(l, nullptr, &v);
+        if (rc != 0) {
+            EXPECT_EQ(rc, OX_ENOMEM);
+            EXPECT_EQ(ox_list_size(l), 0);
+            return false;
+        }
+        ox_list_pop(l, nullptr);
+        return true;
+    });
+    ox_list_destroy(l);
+}
+
+TEST_F(ListTest, ConcurrentProducersAndConsumersKeepEveryElement)
+{
+    ox_list *l = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);
+    ASSERT_NE(l, nullptr);
+    constexpr int kPerProducer = 20000;
+    std::atomic<long> popped_sum{0};
+    std::atomic<int> popped{0};
+    std::vector<std::thread> threads;
+    for (int p = 0; p < 2; ++p)
+        threads.emplace_back([l] {
+            for (intptr_t i = 1; i <= kPerProducer; ++i)
+                ox_list_append(l, nullptr, reinterpret_cast<void *>(i));
+        });
+    for (int c = 0; c < 2; ++c)
+        threads.emplace_back([&] {
+            while (popped.load() < 2 * kPerProducer) {
+                void *out = nullptr;
+                if (ox_list_pop(l, &out) == 0) {
+                    popped_sum += reinterpret_cast<intptr_t>(out);
+                    ++popped;
+                }
+            }
+        });
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(popped.load(), 2 * kPerProducer);
+    EXPECT_EQ(popped_sum.load(), 2L * kPerProducer * (kPerProducer + 1) / 2);
+    EXPECT_EQ(ox_list_size(l), 0);
+    ox_list_destroy(l);
+}
+
+}  // namespace
