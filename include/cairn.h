@@ -6,5 +6,6 @@
 #include "cairn/frame.h"
 #include "cairn/concurrency.h"
 #include "cairn/diagnostics.h"
+#include "cairn/time.h"
 
 #endif /* CAIRN_H */
