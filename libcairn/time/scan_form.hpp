@@ -11,8 +11,8 @@ constexpr int kMaxFormValues = 8;
 // Conversions understood: "%d" and "%ld", each with an optional width
 // ("%04d": at most 4 characters; a leading 0 is part of the width).  A
 // number may be preceded by white space (not counted in the width) and
-// carries an optional sign and at least one digit.  Other form characters
-// must appear in the text as they are.
+// carries an optional sign and at least one digit.  Other form characters,
+// blanks included, must appear in the text as they are.
 //
 // Returns the number of values stored in `values` when the form matches the
 // whole text, or -1 when it does not: a literal or a number is missing, text

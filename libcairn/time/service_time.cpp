@@ -17,7 +17,9 @@ cairn::CriticalSection *g_lock;
 ox_once_t g_lock_once = OX_ONCE_INIT;
 ox_time64_t g_service_time;  // 0 while unset; guarded by g_lock
 
-void destroy_service_lock()
+}  // namespace
+
+void cairn::service_time_exit_cleanup()
 {
     if (g_lock != nullptr) {
         g_lock->~CriticalSection();
@@ -27,10 +29,12 @@ void destroy_service_lock()
     ox_once_reset(&g_lock_once);
 }
 
+namespace {
+
 void create_service_lock()
 {
     g_lock = new (g_lock_storage) cairn::CriticalSection(100);
-    cairn::register_exit_cleanup(destroy_service_lock);
+    cairn::register_exit_cleanup(cairn::service_time_exit_cleanup);
 }
 
 cairn::CriticalSection &service_lock()

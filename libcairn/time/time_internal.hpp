@@ -13,6 +13,10 @@ namespace cairn {
 // The current time as ox_time() gives it.
 ox_time64_t clock_time_now();
 
+// Exit-time clean-up of the service time: destroys its lock, clears the
+// value and resets the once-guard, so that a later call starts afresh.
+void service_time_exit_cleanup();
+
 // ox_str8601_time() with the zone of the moment `now` instead of the
 // present one.
 int format_8601_with_zone_at(char *buf, std::size_t size, ox_time64_t t, std::time_t now);

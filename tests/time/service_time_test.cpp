@@ -5,12 +5,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <thread>
 #include <vector>
 
 #include "cairn/time.h"
 #include "child_process.hpp"
+#include "time/time_internal.hpp"
 
 namespace {
 
@@ -75,29 +75,26 @@ TEST(ServiceTime, ThreadsSeeOneValueBetweenResets)
     EXPECT_EQ(mismatches.load(), 0);
 }
 
-// Registered before the service time's own clean-up, so it runs after it.
-void read_service_time_at_exit()
-{
-    std::printf("late=%lld\n", static_cast<long long>(svc_time()));
-    std::fflush(stdout);
-}
-
-TEST(ServiceTime, UsableAgainAfterExitCleanup)
+TEST(ServiceTime, CleanupClearsAndLaterCallsStartAfresh)
 {
     auto child = run_in_child([] {
-        std::atexit(read_service_time_at_exit);
         ox_time64_t first = svc_time();
-        std::printf("first=%lld\n", static_cast<long long>(first));
-        // Let the clock move on, so that a value read again differs.
         while (ox_time(nullptr) == first)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        cairn::service_time_exit_cleanup();
+        cairn::service_time_exit_cleanup();  // a second run finds nothing to free
+        ox_time64_t again = svc_time();
+        std::printf("first=%lld again=%lld frozen=%d\n", static_cast<long long>(first), static_cast<long long>(again),
+                    svc_time() == again);
     });
-    ASSERT_TRUE(child.exited) << "signal " << child.signal;
+    ASSERT_TRUE(child.exited) << "signal " << child.signal;  // the registered clean-up ran at exit too
     EXPECT_EQ(child.exit_code, 0);
-    long long first = 0, late = 0;
-    ASSERT_EQ(std::sscanf(child.out.c_str(), "first=%lld\nlate=%lld", &first, &late), 2) << child.out;
+    long long first = 0, again = 0;
+    int frozen = 0;
+    ASSERT_EQ(std::sscanf(child.out.c_str(), "first=%lld again=%lld frozen=%d", &first, &again, &frozen), 3) << child.out;
     EXPECT_GT(first, 0);
-    EXPECT_GT(late, first);  // the clean-up cleared it; recreated and read again
+    EXPECT_GT(again, first);
+    EXPECT_EQ(frozen, 1);
 }
 
 }  // namespace
