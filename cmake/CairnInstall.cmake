@@ -20,6 +20,11 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/cairnConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/cairnConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/cairn)
 
+# The .pc file finds the prefix relative to itself, so a staged or moved
+# installation still works.
+file(RELATIVE_PATH CAIRN_PC_TO_PREFIX
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" CAIRN_PC_TO_PREFIX "${CAIRN_PC_TO_PREFIX}")
 configure_file(cmake/cairn.pc.in ${CMAKE_CURRENT_BINARY_DIR}/cairn.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/cairn.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

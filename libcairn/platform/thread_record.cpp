@@ -12,6 +12,9 @@ namespace {
 // The fast path reads this pointer; the key exists only so that the record
 // is freed when the thread ends.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadRecord *t_record;
+// Set while the record is being made: an allocation failure reports through
+// the last error, which must not try to make the record again.
+__attribute__((tls_model("initial-exec"))) thread_local bool t_creating;
 
 pthread_key_t g_key;
 pthread_once_t g_key_once = PTHREAD_ONCE_INIT;
@@ -43,8 +46,12 @@ ThreadRecord *thread_record()
 {
     if (t_record != nullptr)
         return t_record;
+    if (t_creating)
+        return nullptr;
     pthread_once(&g_key_once, create_key);
+    t_creating = true;
     auto *rec = mem_new<ThreadRecord>();
+    t_creating = false;
     if (rec == nullptr || !g_key_ok || pthread_setspecific(g_key, rec) != 0) {
         mem_delete(rec);
         raise(SIGTERM);

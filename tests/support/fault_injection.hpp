@@ -6,7 +6,8 @@
 
 namespace cairn::testing {
 
-// Calls `attempt` with allocation n failing, for n = 1, 2, ... until it
+// Calls `attempt` once normally (to create lazily made process-wide state),
+// then with allocation n failing, for n = 1, 2, ... until it
 // reports success.  `attempt` returns true on success (and then releases
 // what it made itself).  Each failed attempt must leave the last error at
 // ENOMEM (53) and nothing allocated.  Returns the number of allocations the
