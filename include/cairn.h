@@ -7,5 +7,6 @@
 #include "cairn/concurrency.h"
 #include "cairn/diagnostics.h"
 #include "cairn/time.h"
+#include "cairn/paths.h"
 
 #endif /* CAIRN_H */

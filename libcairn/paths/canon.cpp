@@ -43,7 +43,8 @@ std::size_t previous_component(const char *s, std::size_t floor, std::size_t end
 // a separator) is kept as it is and ".." stops at the start.  In a relative
 // part every component is looked at, ".." with nothing to remove is kept
 // (from the front up to `floor`), and an empty first component is dropped
-// so that the result cannot begin with a separator.
+// so that the result cannot begin with a separator.  Empty components come
+// only from the separator runs kept before a '?'.
 std::size_t walk_components(char *s, std::size_t n, char sep, bool relative)
 {
     std::size_t r = 0, w = 0, floor = 0;
@@ -63,6 +64,10 @@ std::size_t walk_components(char *s, std::size_t n, char sep, bool relative)
             continue;
         if (is_dot_dot(s + start, len) && (!relative || w > floor)) {
             w = previous_component(s, floor, w, sep);
+            // An empty component is only kept to protect a '?' after it;
+            // in a relative path it goes with that component.
+            if (relative && w > floor && s[w - 1] == sep)
+                --w;
             continue;
         }
         if (relative && w == 0 && len == 0)
