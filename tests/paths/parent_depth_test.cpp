@@ -90,7 +90,7 @@ TEST(Parent, AllocatedAndInPlace)
 
 TEST(Parent, TooSmallGivesEnospc)
 {
-    char out[5];
+    char out[6];
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(getpathparent_dirsep("/abcd/e", out, 5, '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_ENOSPC);
