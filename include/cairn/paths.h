@@ -143,7 +143,8 @@ CAIRN_API char *fullcanon(const char *name, char *out, const char *cwd);
  * no such separator follows.  The letters are case-mapped as wide
  * characters (towupper() of the current locale); the rest of the path is
  * kept byte for byte, and the path is left as it is when the mapped part
- * would need more bytes than it had.
+ * would need more bytes than it had (or, for names beyond 512 bytes, when
+ * memory for the mapping runs out: last error ENOMEM).
  * Other paths: when a ':' follows the first character, the ASCII letters
  * before the first ':' (c:\x gives C:\x).
  * @return @p path; NULL for NULL.

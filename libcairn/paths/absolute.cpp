@@ -75,8 +75,6 @@ bool choose_path(char *work, const char *name, Directory dir, int &sep)
     return copy_name(work, name);
 }
 
-}  // namespace
-
 // The absolute canonical form of `name` in `out` (kPathMax bytes).
 char *full_canonical(const char *name, char *out, const char *cwd, int sep)
 {
@@ -100,6 +98,7 @@ char *full_canonical(const char *name, char *out, const char *cwd, int sep)
     return out;
 }
 
+}  // namespace
 }  // namespace cairn::paths
 
 extern "C" {

@@ -117,8 +117,7 @@ void set_root(char *out)
     out[1] = '\0';
 }
 
-}  // namespace
-
+// The canonical form of `out`, in place.
 void canonicalise(char *out, char sep)
 {
     char *work = sep == '\\' ? prepare_backslash_path(out) : out;
@@ -144,6 +143,7 @@ void canonicalise(char *out, char sep)
     }
 }
 
+}  // namespace
 }  // namespace cairn::paths
 
 extern "C" {
