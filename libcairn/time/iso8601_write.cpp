@@ -20,6 +20,8 @@ bool format_fields(char (&out)[kFieldTextSize], ox_time64_t t, bool utc, const c
 {
     auto when = static_cast<std::time_t>(t);
     std::tm fields{};
+    if (!utc)
+        cairn::refresh_zone_data();
     if ((utc ? gmtime_r(&when, &fields) : localtime_r(&when, &fields)) == nullptr)
         return false;
     return std::strftime(out, sizeof out, format, &fields) != 0;
@@ -56,7 +58,7 @@ int format_8601_with_zone_at(char *buf, std::size_t size, ox_time64_t t, std::ti
     if (buf == nullptr || size == 0)
         return 0;
     char text[kFieldTextSize];
-    if (!format_fields(text, t, false, "%Y-%m-%dT%H:%M:%S"))
+    if (!format_fields(text, t, false, "%Y-%m-%dT%H:%M:%S"))  // makes the zone data current
         return deliver(buf, size, "", -1);
     // The offset in effect now, daylight time included, also for other
     // dates: whole minutes west of UTC, as the zone is written.

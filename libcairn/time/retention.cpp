@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "cairn/time.h"
+#include "platform/time_zone.hpp"
 #include "time/time_internal.hpp"
 
 namespace {
@@ -32,6 +33,7 @@ ox_time64_t ox_time_roundup(ox_time64_t t)
         return t;
     auto when = static_cast<std::time_t>(t);
     std::tm local{};
+    cairn::refresh_zone_data();
     if (localtime_r(&when, &local) == nullptr)
         return t;
     ox_time64_t rounded = t + 86399 - (local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec);

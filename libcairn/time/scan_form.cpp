@@ -8,6 +8,17 @@ namespace {
 bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
+// Largest magnitudes as tens and units, so that the overflow test needs no
+// division: [long][negative].
+struct Limit {
+    unsigned long long tens, units;
+};
+constexpr unsigned long long kIntMost = INT_MAX, kLongMost = LONG_MAX;
+constexpr Limit kLimits[2][2] = {
+    {{kIntMost / 10, kIntMost % 10}, {(kIntMost + 1) / 10, (kIntMost + 1) % 10}},
+    {{kLongMost / 10, kLongMost % 10}, {(kLongMost + 1) / 10, (kLongMost + 1) % 10}},
+};
+
 struct Conversion {
     int width = INT_MAX;  // characters of sign and digits at most
     bool is_long = false;
@@ -41,13 +52,12 @@ const char *read_number(const char *t, const Conversion &conv, long long &value)
         --left;
     }
     // The magnitude may reach the type's limit, or one more when negative.
-    unsigned long long limit = conv.is_long ? LONG_MAX : INT_MAX;
-    unsigned long long most = negative ? limit + 1 : limit;
+    const Limit &most = kLimits[conv.is_long][negative];
     unsigned long long magnitude = 0;
     int digits = 0;
     for (; left > 0 && is_digit(*t); --left, ++digits, ++t) {
         unsigned digit = static_cast<unsigned>(*t - '0');
-        if (magnitude > (most - digit) / 10)
+        if (magnitude > most.tens || (magnitude == most.tens && digit > most.units))
             return nullptr;
         magnitude = magnitude * 10 + digit;
     }
@@ -59,7 +69,7 @@ const char *read_number(const char *t, const Conversion &conv, long long &value)
 
 }  // namespace
 
-int scan_form(const char *text, const char *form, long long (&values)[kMaxFormValues])
+int scan_prefix(const char *text, const char *form, long long (&values)[kMaxFormValues], const char *&end)
 {
     int stored = 0;
     const char *t = text;
@@ -78,7 +88,15 @@ int scan_form(const char *text, const char *form, long long (&values)[kMaxFormVa
             return -1;
         ++stored;
     }
-    return *t == '\0' ? stored : -1;
+    end = t;
+    return stored;
+}
+
+int scan_form(const char *text, const char *form, long long (&values)[kMaxFormValues])
+{
+    const char *end = nullptr;
+    int stored = scan_prefix(text, form, values, end);
+    return stored >= 0 && *end == '\0' ? stored : -1;
 }
 
 }  // namespace cairn

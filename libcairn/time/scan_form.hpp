@@ -19,4 +19,8 @@ constexpr int kMaxFormValues = 8;
 // is left over, or a number does not fit its type (int for %d, long for %ld).
 int scan_form(const char *text, const char *form, long long (&values)[kMaxFormValues]);
 
+// scan_form() for the beginning of the text only: on a match `end` points
+// just after the matched text, which may go on.
+int scan_prefix(const char *text, const char *form, long long (&values)[kMaxFormValues], const char *&end);
+
 }  // namespace cairn
