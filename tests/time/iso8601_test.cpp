@@ -5,7 +5,9 @@
 
 #include <cstring>
 #include <ctime>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cairn/time.h"
@@ -203,6 +205,37 @@ TEST(Iso8601Write, BoundsAndFailures)
     EXPECT_EQ(ox_str8601_time_compz(buf, sizeof buf, OX_TIME_FOREVER, 0), 0);
     EXPECT_EQ(ox_str8601_time(buf, sizeof buf, OX_TIME_FOREVER), 0);
     EXPECT_EQ(ox_str8601_time_comp(buf, sizeof buf, INT64_MIN, 0), 0);
+}
+
+TEST(Iso8601Threads, ConcurrentWritersAndReadersAgreeWithOneThread)
+{
+    ZoneGuard zone("America/New_York");
+    constexpr int kThreads = 4, kPerThread = 3000;
+    auto sample = [](int k) { return kJune21At10Utc + k * 7919LL; };
+    // One thread first: what each time reads back as (times in the hour
+    // after an autumn switch are ambiguous as text and read back an hour
+    // off; that is the same in every thread).
+    std::vector<ox_time64_t> expected(kThreads * kPerThread);
+    for (int k = 0; k < kThreads * kPerThread; ++k) {
+        char buf[64];
+        ASSERT_GT(ox_str8601_time(buf, sizeof buf, sample(k)), 0);
+        expected[k] = ox_8601ptime(buf);
+    }
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            for (int n = 0; n < kPerThread; ++n) {
+                int k = i * kPerThread + n;
+                char buf[64];
+                if (ox_str8601_time(buf, sizeof buf, sample(k)) == 0 || ox_8601ptime(buf) != expected[k])
+                    mismatches.fetch_add(1);
+            }
+        });
+    }
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(mismatches.load(), 0);
 }
 
 // Write-then-read round trips under every test zone, with the present moment
