@@ -8,6 +8,9 @@ int main()
     static_assert(OX_EPRIVATE == 85, "code table");
     if (ox_error_from_errno(0) != OX_SUCCESS)
         return 1;
+    char path[16];
+    if (canon("c:/x/.", path) == nullptr || path[0] != 'C' || ox_8601ptime("2021/06/21") != 0)
+        return 1;
     std::puts("C++ headers ok");
     return 0;
 }

@@ -1,0 +1,190 @@
+// Canonical forms with both separators, as tables of (input, separator,
+// expected), plus the properties every result must have.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cairn/frame.h"
+#include "cairn/paths.h"
+#include "path_test_util.hpp"
+
+namespace {
+
+using cairn::testing::exact_copy;
+using cairn::testing::sep_name;
+
+struct Case {
+    const char *in;
+    int sep;
+    const char *expected;
+};
+
+// Canonicalise into an exactly sized output buffer (2 bytes at least).
+std::string canonical(const std::string &in, int sep)
+{
+    auto out = exact_copy(std::string(in.size() < 1 ? 1 : in.size(), '#'));
+    EXPECT_EQ(canon_dirsep(in.c_str(), out.get(), sep), out.get());
+    return out.get();
+}
+
+const Case kSlashCases[] = {
+    {"/", '/', "/"},
+    {"/a/b/", '/', "/a/b"},
+    {"/a/./b/../c", '/', "/a/c"},
+    {"/..", '/', "/"},
+    {"/a/..", '/', "/"},
+    {"/../x", '/', "/x"},
+    {"/a/b/../../../x", '/', "/x"},
+    {"/a/./././b", '/', "/a/b"},
+    {"//a//b", '/', "/a/b"},
+    {"////", '/', "/"},
+    {"", '/', "/"},
+    {"/a/.hidden/...", '/', "/a/.hidden/..."},
+    {"/a/..b/b../.", '/', "/a/..b/b.."},
+    {"/a\\b/..\\c", '/', "/a\\b/..\\c"},  // a backslash is part of a name
+    {"/a/\"", '/', "/a/\""},             // and so is a quote
+    {"C:/x/../y", '/', "C:/y"},          // no drive rules with '/'
+    // The long-path prefix and runs before a '?' survive.
+    {"//?/a", '/', "//?/a"},
+    {"///?/a", '/', "//?/a"},
+    {"/x//?/y", '/', "/x//?/y"},
+    {"/x//?/..", '/', "/x/"},
+    // Relative paths stay relative.
+    {"a//b/", '/', "a/b"},
+    {".", '/', "."},
+    {"./", '/', "."},
+    {"./a", '/', "a"},
+    {"a/.", '/', "a"},
+    {"a/./b/.", '/', "a/b"},
+    {"a/..", '/', "."},
+    {"a/../b", '/', "b"},
+    {"..", '/', ".."},
+    {"../x", '/', "../x"},
+    {"a/../../x", '/', "../x"},
+    {"../../a/../b", '/', "../../b"},
+    {"a/b/../../..", '/', ".."},
+    {"a/../..//?/b", '/', "..//?/b"},
+    {"a/..//?/b", '/', "?/b"},  // never begins with a separator
+};
+
+const Case kBackslashCases[] = {
+    {"c:/Temp//x/./y/..", '\\', "C:\\Temp\\x"},
+    {"C:\\", '\\', "C:"},
+    {"c:", '\\', "C:"},
+    {"x:\\a\\.\\b\\", '\\', "X:\\a\\b"},
+    {"C:\\..", '\\', "/"},  // above the drive is the root
+    {"C:\\a\\..\\..\\x", '\\', "\\x"},
+    {"abc:def\\x", '\\', "ABC:def\\x"},
+    {"\\a\\b\\..", '\\', "\\a"},
+    {"/a/b", '\\', "\\a\\b"},
+    {"\\..", '\\', "/"},
+    {"", '\\', "/"},
+    // A trailing quote goes, only one.
+    {"C:\\a\\\"", '\\', "C:\\a"},
+    {"C:\\a\"\"", '\\', "C:\\a\""},
+    {"\"", '\\', "/"},
+    // Relative paths.
+    {"a\\..\\b", '\\', "b"},
+    {"..\\x", '\\', "..\\x"},
+    {".\\a/b", '\\', "a\\b"},
+    {"a/..", '\\', "."},
+    // Long drive paths: the part after the drive is worked on.
+    {"\\\\?\\C:\\a", '\\', "\\\\?\\C:\\a"},
+    {"\\\\?\\c:\\a\\..\\b\\\\c\\", '\\', "\\\\?\\C:\\b\\c"},
+    {"\\\\?\\c:\\..\\..", '\\', "\\\\?\\C:"},
+    {"\\\\?\\c:", '\\', "\\\\?\\c:"},  // no separator after the drive: not upper-cased
+    // Shares: server and share upper-cased, the file path worked on.
+    {"\\\\server\\share\\a\\..\\b\\.", '\\', "\\\\SERVER\\SHARE\\b"},
+    {"\\\\server\\share\\..\\..", '\\', "\\\\SERVER\\SHARE"},
+    {"\\\\server\\share\\", '\\', "\\\\SERVER\\SHARE"},
+    {"\\\\server\\share\\a\\\\\\b", '\\', "\\\\SERVER\\SHARE\\a\\b"},
+    {"//server/share//a/", '\\', "\\\\SERVER\\SHARE\\a"},
+    {"\\\\?\\UNC\\srv\\shr\\a\\.\\b", '\\', "\\\\?\\UNC\\SRV\\SHR\\a\\b"},
+    {"\\\\server\\share", '\\', "\\\\server\\share"},
+    // Other UNC names are left as they are after upper-casing.
+    {"\\\\server", '\\', "\\\\server"},
+    {"\\\\server\\", '\\', "\\\\SERVER\\"},
+    {"\\\\\\x\\..", '\\', "\\\\\\x\\.."},
+    {"\\\\.\\pipe\\x\\..\\y", '\\', "\\\\.\\PIPE\\x\\..\\y"},
+    {"\\\\?\\Volume{ab}\\x\\..\\y", '\\', "\\\\?\\VOLUME{AB}\\x\\..\\y"},
+};
+
+TEST(Canon, SlashRules)
+{
+    for (const Case &c : kSlashCases)
+        EXPECT_EQ(canonical(c.in, c.sep), c.expected) << '"' << c.in << "\" with " << sep_name(c.sep);
+}
+
+TEST(Canon, BackslashRules)
+{
+    for (const Case &c : kBackslashCases)
+        EXPECT_EQ(canonical(c.in, c.sep), c.expected) << '"' << c.in << "\" with " << sep_name(c.sep);
+}
+
+TEST(Canon, ShortFormUsesBackslash)
+{
+    char out[64];
+    EXPECT_EQ(canon("c:/Temp//x/./y/..", out), out);
+    EXPECT_STREQ(out, "C:\\Temp\\x");
+}
+
+TEST(Canon, InPlaceAndOverlapping)
+{
+    for (const Case &c : kBackslashCases) {
+        auto buf = exact_copy(c.in, 1);
+        EXPECT_EQ(canon_dirsep(buf.get(), buf.get(), c.sep), buf.get());
+        EXPECT_STREQ(buf.get(), c.expected) << c.in;
+    }
+    // Output starting inside the input.
+    char buf[32] = "xx/a/./b";
+    EXPECT_EQ(canon_dirsep(buf + 2, buf + 1, '/'), buf + 1);
+    EXPECT_STREQ(buf + 1, "/a/b");
+}
+
+TEST(Canon, BadArguments)
+{
+    char out[16] = "untouched";
+    struct {
+        const char *in;
+        char *out;
+        int sep;
+    } rows[] = {{nullptr, out, '/'}, {"/a", nullptr, '/'}, {"/a", out, ':'}, {"/a", out, 0}};
+    for (const auto &r : rows) {
+        ox_error_set_last(0, OX_ERRKIND_ERRNO);
+        EXPECT_EQ(canon_dirsep(r.in, r.out, r.sep), nullptr);
+        EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    }
+    EXPECT_STREQ(out, "untouched");
+    EXPECT_EQ(canon(nullptr, out), nullptr);
+}
+
+// Random relative paths: the result is relative, never empty, and a second
+// canonicalisation changes nothing.
+TEST(Canon, RelativePathsStayRelative)
+{
+    const char *parts[] = {"a", "bc", ".", "..", "...", ".x", "", "?"};
+    std::mt19937 rng(20210621);
+    for (int sep : {'/', '\\'}) {
+        for (int i = 0; i < 5000; ++i) {
+            std::string path;
+            int n = 1 + static_cast<int>(rng() % 7);
+            for (int k = 0; k < n; ++k) {
+                path += parts[rng() % std::size(parts)];
+                if (k + 1 < n)
+                    path += std::string(1 + rng() % 3, static_cast<char>(sep));
+            }
+            if (path.empty() || path[0] == sep || !ispathrelative(path.c_str(), sep))
+                continue;
+            std::string once = canonical(path, sep);
+            ASSERT_FALSE(once.empty()) << path;
+            EXPECT_EQ(ispathrelative(once.c_str(), sep), 1) << '"' << path << "\" -> \"" << once << '"';
+            EXPECT_NE(once[0], sep) << path;
+            EXPECT_EQ(canonical(once, sep), once) << path;
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,191 @@
+// Base and directory names, children, and the clean-up of typed paths;
+// the child and parent steps checked against each other.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "cairn/frame.h"
+#include "cairn/paths.h"
+#include "fault_injection.hpp"
+#include "path_test_util.hpp"
+
+namespace {
+
+using cairn::testing::exact_copy;
+using cairn::testing::sep_name;
+
+struct NameCase {
+    const char *path;
+    int sep;
+    const char *base, *dir;
+};
+
+const NameCase kNames[] = {
+    {"/a/b", '/', "b", "/a"},
+    {"/a/b/", '/', "b", "/a"},
+    {"/a//b//", '/', "b", "/a"},
+    {"/a", '/', "a", "/"},
+    {"/", '/', "/", "/"},
+    {"///", '/', "/", "/"},
+    {"a", '/', "a", "."},
+    {"a/b", '/', "b", "a"},
+    {"", '/', ".", "."},
+    {"C:\\x", '/', "C:\\x", "."},
+    {"C:\\a\\b", '\\', "b", "C:\\a"},
+    {"C:\\a", '\\', "a", "C:\\"},
+    {"C:/a", '\\', "a", "C:/"},  // '/' separates with '\\' too
+    {"C:\\", '\\', "C:\\", "C:\\"},
+    {"C:", '\\', "C:", "C:"},
+    {"c:a", '\\', "a", "c:"},
+    {"\\a", '\\', "a", "\\"},
+    {"\\\\srv\\shr\\a\\b", '\\', "b", "\\\\srv\\shr\\a"},
+    {"\\\\srv\\shr\\a", '\\', "a", "\\\\srv\\shr\\"},
+    {"\\\\srv\\shr", '\\', "\\\\srv\\shr", "\\\\srv\\shr"},
+    {"\\\\.\\pipe\\x", '\\', "\\\\.\\pipe\\x", "\\\\.\\pipe\\x"},
+    {"\\\\?\\C:\\a", '\\', "a", "\\\\?\\C:\\"},
+};
+
+TEST(Names, BaseAndDirectoryAsTable)
+{
+    for (const NameCase &c : kNames) {
+        char out[64] = "junk";
+        EXPECT_EQ(ox_path_basename(c.path, out, sizeof out, c.sep), out);
+        EXPECT_STREQ(out, c.base) << '"' << c.path << "\" with " << sep_name(c.sep);
+        EXPECT_EQ(ox_path_dirname(c.path, out, sizeof out, c.sep), out);
+        EXPECT_STREQ(out, c.dir) << '"' << c.path << "\" with " << sep_name(c.sep);
+        char *base = ox_path_basename(c.path, nullptr, 0, c.sep);
+        char *dir = ox_path_dirname(c.path, nullptr, 0, c.sep);
+        ASSERT_NE(base, nullptr);
+        ASSERT_NE(dir, nullptr);
+        EXPECT_STREQ(base, c.base);
+        EXPECT_STREQ(dir, c.dir);
+        ox_path_free(base);
+        ox_path_free(dir);
+    }
+}
+
+TEST(Names, BoundsAndFailures)
+{
+    char out[3];
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(ox_path_basename("/x/abc", out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOSPC);
+    EXPECT_EQ(ox_path_basename("/x/ab", out, sizeof out, '/'), out);
+    EXPECT_STREQ(out, "ab");
+    EXPECT_EQ(ox_path_dirname("/abc/d", out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_path_dirname("/a", out, 1, '/'), nullptr);
+    EXPECT_EQ(ox_path_basename(nullptr, out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(ox_path_dirname("/a", out, sizeof out, 0), nullptr);
+    for (auto *fn : {ox_path_basename, ox_path_dirname}) {
+        cairn::testing::for_each_allocation_failure([fn] {
+            char *r = fn("/a/b", nullptr, 0, '/');
+            ox_path_free(r);
+            return r != nullptr;
+        });
+    }
+}
+
+TEST(Names, StripAsTable)
+{
+    struct Case {
+        const char *in;
+        int sep;
+        const char *out;
+    } cases[] = {
+        {" \"C:\\x\\\" ", '\\', "C:\\x"},
+        {"\t/a/b//\n", '/', "/a/b"},
+        {"\"/a b/\"", '/', "/a b"},
+        {"\" /a \"", '/', " /a "},  // blanks inside quotes stay
+        {"/", '/', "/"},
+        {"  ///  ", '/', "/"},
+        {"C:\\\\", '\\', "C:\\"},
+        {"\\\\srv\\shr\\\\", '\\', "\\\\srv\\shr\\"},
+        {"\"", '/', ""},
+        {"", '/', ""},
+        {"   ", '/', ""},
+        {"a\"", '/', "a"},
+    };
+    for (const Case &c : cases) {
+        auto buf = exact_copy(c.in);
+        EXPECT_EQ(ox_path_strip(buf.get(), c.sep), buf.get());
+        EXPECT_STREQ(buf.get(), c.out) << '"' << c.in << '"';
+    }
+    EXPECT_EQ(ox_path_strip(nullptr, '/'), nullptr);
+}
+
+struct ChildCase {
+    const char *path, *parent;
+    int sep;
+    const char *child;  // nullptr: not below
+};
+
+const ChildCase kChildren[] = {
+    {"/a/b/c", "/a", '/', "/a/b"},
+    {"/a/b/c", "/a/", '/', "/a/b"},
+    {"/a/b", "/a", '/', "/a/b"},
+    {"/a/b/", "/a", '/', "/a/b"},
+    {"/a/b", "/", '/', "/a"},
+    {"/a", "/", '/', "/a"},
+    {"/a", "/a", '/', nullptr},
+    {"/a/", "/a", '/', nullptr},
+    {"/ab", "/a", '/', nullptr},
+    {"/b/c", "/a", '/', nullptr},
+    {"a/b", "/", '/', nullptr},
+    {"/", "/", '/', nullptr},
+    {"a/b/c", "a", '/', "a/b"},
+    {"C:\\a\\b", "C:", '\\', "C:\\a"},
+    {"C:\\a\\b", "C:\\", '\\', "C:\\a"},
+    {"C:\\a\\b", "C:\\a", '\\', "C:\\a\\b"},
+    {"c:data\\x", "c:", '\\', "c:data"},
+    {"C:\\a\\b", "/", '\\', "C:"},
+    {"C:", "/", '\\', "C:"},
+    {"\\a\\b", "/", '\\', "\\a"},
+    {"\\\\srv\\shr\\a\\b", "/", '\\', "\\\\srv\\shr"},
+    {"\\\\srv\\shr\\a\\b", "\\\\srv\\shr", '\\', "\\\\srv\\shr\\a"},
+    {"\\\\srv", "/", '\\', "\\\\srv"},
+    {"a\\b", "/", '\\', nullptr},
+    {"D:\\a", "C:", '\\', nullptr},
+};
+
+TEST(Children, AsTable)
+{
+    for (const ChildCase &c : kChildren) {
+        char out[64] = "junk";
+        char *r = getpathchild_dirsep(c.path, c.parent, out, sizeof out, c.sep);
+        if (c.child == nullptr) {
+            EXPECT_EQ(r, nullptr) << c.path << " under " << c.parent;
+            EXPECT_STREQ(out, "");
+            continue;
+        }
+        EXPECT_EQ(r, out) << c.path << " under " << c.parent;
+        EXPECT_STREQ(out, c.child) << c.path << " under " << c.parent << " with " << sep_name(c.sep);
+        // One step down and one step up lead back to the parent.
+        char up[64];
+        ASSERT_NE(getpathparent_dirsep(out, up, sizeof up, c.sep), nullptr) << out;
+        std::string parent = c.parent;
+        if (parent.size() > 1 && parent.back() == c.sep && parent[parent.size() - 2] == ':')
+            parent.pop_back();  // C:\ and C: are the same directory
+        if (parent.size() > 1 && parent.back() == '/' && c.sep == '/')
+            parent.pop_back();
+        EXPECT_EQ(std::string(up), parent) << "parent of " << out;
+    }
+    char out[5];
+    EXPECT_EQ(getpathchild("C:\\a\\b", "C:", out, sizeof out), out);
+    EXPECT_STREQ(out, "C:\\a");
+    EXPECT_EQ(getpathchild("C:\\ab\\c", "C:", out, sizeof out), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOSPC);
+    EXPECT_EQ(getpathchild_dirsep(nullptr, "/", out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(getpathchild_dirsep("/a", nullptr, out, sizeof out, '/'), nullptr);
+    cairn::testing::for_each_allocation_failure([] {
+        char *r = getpathchild_dirsep("/a/b/c", "/a", nullptr, 0, '/');
+        bool right = r != nullptr && std::strcmp(r, "/a/b") == 0;
+        ox_path_free(r);
+        return right;
+    });
+}
+
+}  // namespace

@@ -1,0 +1,182 @@
+// Parents, depths and relativity as tables for both separators, with the
+// output-buffer rules: bounded writes, ENOSPC, allocation and its failure.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "cairn/frame.h"
+#include "cairn/paths.h"
+#include "fault_injection.hpp"
+#include "path_test_util.hpp"
+
+namespace {
+
+using cairn::testing::exact_copy;
+using cairn::testing::sep_name;
+
+struct ParentCase {
+    const char *path;
+    int sep;
+    const char *parent;  // nullptr: no parent
+};
+
+const ParentCase kParents[] = {
+    {"/a/b", '/', "/a"},
+    {"/a/b/", '/', "/a"},
+    {"/a", '/', "/"},
+    {"/", '/', "/"},
+    {"//", '/', "/"},
+    {"a", '/', nullptr},
+    {"a/", '/', nullptr},
+    {"a/b", '/', "a"},
+    {"C:\\a", '/', nullptr},  // no drive rules with '/'
+    {"", '/', nullptr},
+    {"C:\\a\\b", '\\', "C:\\a"},
+    {"C:\\a", '\\', "C:"},
+    {"C:\\", '\\', "/"},
+    {"C:", '\\', "/"},
+    {"c:data", '\\', "c:"},
+    {"c:data\\x", '\\', "c:data"},
+    {"\\a", '\\', "/"},
+    {"/", '\\', "/"},
+    {"a", '\\', nullptr},
+    {"a\\b\\", '\\', "a"},
+    {"x:y:z", '\\', "x:"},
+    {"\\\\server\\share\\a\\b", '\\', "\\\\server\\share\\a"},
+    {"\\\\server\\share\\a", '\\', "\\\\server\\share"},
+    {"\\\\server\\share\\", '\\', "/"},  // file path part of one character
+    {"\\\\server\\share", '\\', "/"},
+    {"\\\\server", '\\', "/"},
+    {"\\\\.\\pipe\\x", '\\', "/"},
+    {"\\\\?\\C:\\a\\b", '\\', "\\\\?\\C:\\a"},
+    {"\\\\?\\C:\\", '\\', "/"},
+    {"\\\\?\\Volume{x}\\a", '\\', "/"},
+};
+
+TEST(Parent, AsTable)
+{
+    for (const ParentCase &c : kParents) {
+        char out[64] = "junk";
+        char *r = getpathparent_dirsep(c.path, out, sizeof out, c.sep);
+        if (c.parent == nullptr) {
+            EXPECT_EQ(r, nullptr) << '"' << c.path << "\" with " << sep_name(c.sep);
+            EXPECT_STREQ(out, "") << "output is emptied first";
+        } else {
+            EXPECT_EQ(r, out) << '"' << c.path << "\" with " << sep_name(c.sep);
+            EXPECT_STREQ(out, c.parent) << '"' << c.path << "\" with " << sep_name(c.sep);
+        }
+    }
+}
+
+TEST(Parent, AllocatedAndInPlace)
+{
+    for (const ParentCase &c : kParents) {
+        if (c.parent == nullptr)
+            continue;
+        char *allocated = getpathparent_dirsep(c.path, nullptr, 0, c.sep);
+        ASSERT_NE(allocated, nullptr) << c.path;
+        EXPECT_STREQ(allocated, c.parent);
+        ox_path_free(allocated);
+        auto buf = exact_copy(c.path);
+        EXPECT_EQ(getpathparent_dirsep(buf.get(), buf.get(), std::strlen(c.path) + 1, c.sep), buf.get());
+        EXPECT_STREQ(buf.get(), c.parent) << c.path;
+    }
+    char out[8];
+    EXPECT_EQ(getpathparent("C:\\a\\b", out, sizeof out), out);
+    EXPECT_STREQ(out, "C:\\a");
+}
+
+TEST(Parent, TooSmallGivesEnospc)
+{
+    char out[6];
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(getpathparent_dirsep("/abcd/e", out, 5, '/'), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOSPC);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(getpathparent_dirsep("/abcd/e", out, 6, '/'), out);  // exactly enough
+    EXPECT_STREQ(out, "/abcd");
+    EXPECT_EQ(getpathparent_dirsep("/a", out, 1, '/'), nullptr);  // even "/" needs two bytes
+    EXPECT_EQ(getpathparent_dirsep("/a", out, 0, '/'), nullptr);
+}
+
+TEST(Parent, BadArguments)
+{
+    char out[8] = "junk";
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(getpathparent_dirsep(nullptr, out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(getpathparent_dirsep("/a/b", out, sizeof out, '|'), nullptr);
+    EXPECT_EQ(getpathparent(nullptr, nullptr, 0), nullptr);
+}
+
+TEST(Parent, AllocationFailureLeavesNothing)
+{
+    cairn::testing::for_each_allocation_failure([] {
+        char *p = getpathparent_dirsep("/a/b/c", nullptr, 0, '/');
+        if (p == nullptr)
+            return false;
+        bool right = std::strcmp(p, "/a/b") == 0;
+        ox_path_free(p);
+        return right;
+    });
+}
+
+TEST(Depth, AsTable)
+{
+    struct Case {
+        const char *path;
+        int sep, depth;
+    } cases[] = {
+        {"/", '/', 0},
+        {"/a", '/', 1},
+        {"/a/b", '/', 2},
+        {"/a/b/", '/', 2},
+        {"a/b", '/', 1},
+        {"a", '/', 0},
+        {"", '/', 0},
+        {"C:\\a", '/', 0},
+        {"C:\\", '\\', 0},
+        {"C:\\a", '\\', 1},
+        {"C:\\a\\b", '\\', 2},
+        {"c:data", '\\', 1},
+        {"C:", '\\', 1},  // a ':' at the end is not followed by a separator
+        {"\\a", '\\', 1},
+        {"\\\\server", '\\', 1},
+        {"\\\\server\\share", '\\', 1},
+        {"\\\\server\\share\\", '\\', 1},
+        {"\\\\server\\share\\a", '\\', 2},
+        {"\\\\server\\share\\a\\b", '\\', 3},
+        {"\\\\?\\UNC\\s\\h\\a\\b", '\\', 3},
+        {"\\\\?\\C:\\a\\b", '\\', 1},  // types other than a share count as one
+        {"\\\\.\\pipe\\x\\y", '\\', 1},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(getpathdepth_dirsep(c.path, c.sep), c.depth) << '"' << c.path << "\" with " << sep_name(c.sep);
+    EXPECT_EQ(getpathdepth("C:\\a\\b"), 2);
+    EXPECT_EQ(getpathdepth_dirsep(nullptr, '/'), -1);
+    EXPECT_EQ(getpathdepth_dirsep("/a", 'x'), -1);
+    EXPECT_EQ(getpathdepth(nullptr), -1);
+}
+
+TEST(Relative, AsTable)
+{
+    struct Case {
+        const char *path;
+        int sep, relative;
+    } cases[] = {
+        {"/a", '/', 0}, {"/", '/', 0}, {"a", '/', 1}, {"", '/', 1}, {"C:\\x", '/', 1}, {"\\x", '/', 1},
+        {"\\\\s\\h", '\\', 0}, {"//s/h", '\\', 0}, {"/", '\\', 0}, {"\\x", '\\', 0}, {"C:\\x", '\\', 0},
+        {"c:x", '\\', 0}, {"a\\b", '\\', 1}, {"", '\\', 1}, {"/etc", '\\', 1},  // '/' is not the separator here
+        {"a:b", '\\', 0},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(ispathrelative(c.path, c.sep), c.relative) << '"' << c.path << "\" with " << sep_name(c.sep);
+    EXPECT_EQ(ispathrelative(nullptr, '/'), 0);
+    EXPECT_EQ(ispathrelative("a", 0), 0);
+}
+
+}  // namespace
