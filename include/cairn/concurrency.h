@@ -404,6 +404,41 @@ CAIRN_API int ox_threadstorage_destroy(ox_threadstorage *key);
  */
 CAIRN_API void _ox_threadstorage_expunge(void);
 
+/* ------------------------------------------------------------------------
+ * Timers: a callback called periodically on the thread that started (or
+ * reset) the timer, during that thread's alertable waits (any library wait,
+ * ox_thread_sleep(), ox_thread_test_cancel()), each delivery interrupting
+ * the wait (30).  The first expiry is immediate; later ones follow every
+ * interval.  A busy thread gets one call when it next waits, not a pile.
+ * ------------------------------------------------------------------------ */
+
+typedef struct ox_timer ox_timer;
+typedef void (*ox_timer_fn)(void *arg);
+
+/**
+ * A new idle timer.  @p value is stored for the caller and not used.
+ * @p release (may be NULL) is called with @p arg once, when the timer is
+ * finally destroyed.  An interval of 0 makes a timer that fires once.
+ * @return the timer, or NULL with the last error set.
+ */
+CAIRN_API ox_timer *ox_timer_new(uint32_t interval_ms, uint32_t value, ox_timer_fn fn,
+                                 void *arg, ox_timer_fn release);
+/** Arm the timer for the calling thread.  @return 0; 2 for NULL; 12 (errno
+ *  EBUSY) when it is already running. */
+CAIRN_API int ox_timer_start(ox_timer *t);
+/** Disarm a running timer (state stopped); an idle timer stays idle.
+ *  @return 0, or 2 for NULL. */
+CAIRN_API int ox_timer_stop(ox_timer *t);
+/** Store a new interval and value and arm the timer again for the calling
+ *  thread, with an immediate first expiry.  @return 0, or 2 for NULL. */
+CAIRN_API int ox_timer_reset(ox_timer *t, uint32_t interval_ms, uint32_t value);
+/** The value given to ox_timer_new() or the last ox_timer_reset(); 0 for
+ *  NULL (last error errno 22). */
+CAIRN_API uint32_t ox_timer_get_value(ox_timer *t);
+/** Drop one reference; the last disarms the timer, calls the release
+ *  function and frees it.  @return 0; 2 for NULL; 49 for a stale handle. */
+CAIRN_API int ox_timer_destroy(ox_timer *t);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_CONCURRENCY_H */

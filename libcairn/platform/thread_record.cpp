@@ -23,6 +23,7 @@ pthread_key_t g_key;
 bool g_key_ok = false;
 ox_once_t g_key_once;
 std::atomic<void (*)(ThreadRecord &)> g_end_hook{nullptr};
+std::atomic<void (*)(ThreadRecord &)> g_due_release_hook{nullptr};
 
 void free_calls(QueuedCall *call)
 {
@@ -37,6 +38,9 @@ void free_record(ThreadRecord *rec)
 {
     if (auto hook = g_end_hook.load(std::memory_order_acquire))
         hook(*rec);
+    if (rec->due_work != nullptr)
+        if (auto release = g_due_release_hook.load(std::memory_order_acquire))
+            release(*rec);
     free_calls(rec->incoming.exchange(nullptr));
     free_calls(rec->ready);
     mem_free(rec->slots);
@@ -116,6 +120,11 @@ void thread_record_release()
         pthread_setspecific(g_key, nullptr);
     free_record(rec);
     t_record = nullptr;
+}
+
+void set_due_work_release_hook(void (*hook)(ThreadRecord &rec))
+{
+    g_due_release_hook.store(hook, std::memory_order_release);
 }
 
 void set_thread_end_hook(void (*hook)(ThreadRecord &rec))

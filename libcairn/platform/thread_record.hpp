@@ -47,6 +47,10 @@ struct ThreadRecord {
     // from inside a wait (a jmp_buf of the entry), or nullptr.
     void *exit_landing = nullptr;
 
+    // Work that falls due on this thread (the timers it armed), owned by the
+    // due-work component; released with the record.
+    void *due_work = nullptr;
+
     // Thread-local slot values, indexed by slot.
     SlotValue *slots = nullptr;
     uint32_t slot_capacity = 0;
@@ -68,5 +72,9 @@ void thread_record_release();
 // record is still the thread's own; the thread layer uses it to settle the
 // thread object of a thread it did not create.
 void set_thread_end_hook(void (*hook)(ThreadRecord &rec));
+
+// Called with a record that still holds due work when it is freed, so the
+// due-work component can detach that work from the ending thread.
+void set_due_work_release_hook(void (*hook)(ThreadRecord &rec));
 
 }  // namespace cairn

@@ -113,7 +113,11 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
         uint64_t now = monotonic_ns();
         if (alert_pending(rec, now))
             break;
-        uint64_t limit = std::min(deadline, rec.next_due_ns.load(std::memory_order_relaxed));
+        // Due work cannot run while calls are held, so it does not shorten
+        // the sleep then (it would only make the wait spin).
+        uint64_t due = rec.calls_held != 0 ? kNoDeadline
+                                           : rec.next_due_ns.load(std::memory_order_relaxed);
+        uint64_t limit = std::min(deadline, due);
         if (now >= limit)
             break;
         futex_wait(rec.park, 1, limit);
