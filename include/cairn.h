@@ -6,5 +6,6 @@
 #include "cairn/frame.h"
 #include "cairn/concurrency.h"
 #include "cairn/diagnostics.h"
+#include "cairn/text.h"
 
 #endif /* CAIRN_H */
