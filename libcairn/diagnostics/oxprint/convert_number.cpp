@@ -1,0 +1,174 @@
+// Integer conversions done here; floating and pointer conversions handed to
+// the C library one conversion at a time.
+#include <cstdio>
+
+#include "diagnostics/oxprint/convert.hpp"
+#include "platform/alloc.hpp"
+
+namespace cairn::oxprint {
+namespace {
+
+struct Integer {
+    unsigned long long magnitude;
+    bool negative;
+};
+
+Integer signed_value(const Resolved &r, const ox_fmt_arg &arg)
+{
+    long long v;
+    switch (r.length) {
+    case Length::hh: v = static_cast<signed char>(slot_as<int>(arg)); break;
+    case Length::h: v = static_cast<short>(slot_as<int>(arg)); break;
+    case Length::none: v = slot_as<int>(arg); break;
+    case Length::l: v = slot_as<long>(arg); break;
+    default: v = slot_as<long long>(arg); break;
+    }
+    if (v < 0)
+        return {0ull - static_cast<unsigned long long>(v), true};
+    return {static_cast<unsigned long long>(v), false};
+}
+
+unsigned long long unsigned_value(const Resolved &r, const ox_fmt_arg &arg)
+{
+    switch (r.length) {
+    case Length::hh: return static_cast<unsigned char>(slot_as<unsigned>(arg));
+    case Length::h: return static_cast<unsigned short>(slot_as<unsigned>(arg));
+    case Length::none: return slot_as<unsigned>(arg);
+    case Length::l: return slot_as<unsigned long>(arg);
+    default: return slot_as<unsigned long long>(arg);
+    }
+}
+
+// Digits of v in `base`, written backwards ending at `end`; returns the start.
+char *digits(unsigned long long v, unsigned base, bool upper, char *end)
+{
+    const char *set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+    char *p = end;
+    if (base == 10) {
+        while (v >= 100) {
+            static constexpr char kPairs[] =
+                "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                "8081828384858687888990919293949596979899";
+            unsigned r = static_cast<unsigned>(v % 100);
+            v /= 100;
+            *--p = kPairs[r * 2 + 1];
+            *--p = kPairs[r * 2];
+        }
+    }
+    do {
+        *--p = set[v % base];
+        v /= base;
+    } while (v != 0);
+    return p;
+}
+
+}  // namespace
+
+void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
+{
+    const char c = r.conversion;
+    Integer value = (c == 'd' || c == 'i') ? signed_value(r, arg) : Integer{unsigned_value(r, arg), false};
+    unsigned base = c == 'o' ? 8 : (c == 'x' || c == 'X') ? 16 : 10;
+
+    char buf[32];
+    char *end = buf + sizeof buf;
+    char *first = digits(value.magnitude, base, c == 'X', end);
+    std::size_t ndigits = static_cast<std::size_t>(end - first);
+    if (r.precision == 0 && value.magnitude == 0)
+        ndigits = 0;  // an explicit zero precision prints no digit for zero
+
+    std::size_t zeros = r.precision > 0 && static_cast<std::size_t>(r.precision) > ndigits
+                            ? static_cast<std::size_t>(r.precision) - ndigits
+                            : 0;
+    if (c == 'o' && (r.flags & kFlagHash) && zeros == 0 && (ndigits == 0 || *first != '0'))
+        zeros = 1;  // '#' makes an octal number begin with 0
+
+    char prefix[2];
+    std::size_t nprefix = 0;
+    if (c == 'd' || c == 'i') {
+        if (value.negative)
+            prefix[nprefix++] = '-';
+        else if (r.flags & kFlagPlus)
+            prefix[nprefix++] = '+';
+        else if (r.flags & kFlagSpace)
+            prefix[nprefix++] = ' ';
+    } else if ((c == 'x' || c == 'X') && (r.flags & kFlagHash) && value.magnitude != 0) {
+        prefix[nprefix++] = '0';
+        prefix[nprefix++] = c;
+    }
+
+    std::size_t columns = nprefix + zeros + ndigits;
+    bool zero_pad = (r.flags & kFlagZero) && !(r.flags & kFlagMinus) && r.precision < 0;
+    if (zero_pad && static_cast<std::size_t>(r.width) > columns) {
+        zeros += static_cast<std::size_t>(r.width) - columns;
+        columns = static_cast<std::size_t>(r.width);
+    }
+    pad_before(out, r, columns);
+    out.put(prefix, nprefix);
+    out.fill('0', zeros);
+    out.put(first, ndigits);
+    pad_after(out, r, columns);
+}
+
+namespace {
+
+// Rebuild the plain specification: '%', flags, width, precision, length
+// ("L" exactly when a long double is passed) and the letter.
+void rebuild(const Resolved &r, bool long_double, char *spec)
+{
+    char *p = spec;
+    *p++ = '%';
+    if (r.flags & kFlagMinus) *p++ = '-';
+    if (r.flags & kFlagPlus) *p++ = '+';
+    if (r.flags & kFlagSpace) *p++ = ' ';
+    if (r.flags & kFlagHash) *p++ = '#';
+    if (r.flags & kFlagZero) *p++ = '0';
+    if (r.width > 0)
+        p += std::snprintf(p, 16, "%d", r.width);
+    if (r.precision >= 0)
+        p += std::snprintf(p, 17, ".%d", r.precision);
+    if (long_double)
+        *p++ = 'L';
+    *p++ = r.conversion;
+    *p = '\0';
+}
+
+template <typename T>
+void run_and_put(Sink &out, const char *spec, T value)
+{
+    char small[512];
+    int n = std::snprintf(small, sizeof small, spec, value);
+    if (n < 0)
+        return;
+    if (static_cast<std::size_t>(n) < sizeof small) {
+        out.put(small, static_cast<std::size_t>(n));
+        return;
+    }
+    auto *big = static_cast<char *>(mem_alloc(static_cast<std::size_t>(n) + 1));
+    if (big == nullptr)
+        return;  // the conversion is dropped; the last error says why
+    std::snprintf(big, static_cast<std::size_t>(n) + 1, spec, value);
+    out.put(big, static_cast<std::size_t>(n));
+    mem_free(big);
+}
+
+}  // namespace
+
+void convert_by_runtime(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
+{
+    // At most '%', five flags, two numbers of 11 characters, '.', 'L', the
+    // letter and the terminator.
+    char spec[48];
+    bool long_double = r.conversion != 'p' && r.length == Length::L &&
+                       r.fetched_kind == OX_FMT_LONGDOUBLE;
+    rebuild(r, long_double, spec);
+    if (r.conversion == 'p')
+        run_and_put(out, spec, slot_as<const void *>(arg));
+    else if (long_double)
+        run_and_put(out, spec, slot_as<long double>(arg));
+    else
+        run_and_put(out, spec, slot_as<double>(arg));
+}
+
+}  // namespace cairn::oxprint
