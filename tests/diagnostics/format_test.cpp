@@ -483,6 +483,17 @@ TEST(FormatC99, SnprintfReturnsTheFullLength)
     EXPECT_EQ(err.text(), "") << "the C99 form reports a cut only by its result";
 }
 
+// A huge width on a conversion done by the runtime makes only the part
+// that fits, and still counts the whole.
+TEST(FormatNumbers, HugeRuntimeConversionIntoSmallBuffer)
+{
+    char buf[16];
+    EXPECT_EQ(vformat(buf, sizeof buf, "%100000f", 1.0), 15);
+    EXPECT_EQ(std::string(buf), std::string(15, ' '));
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%-100000f|", 1.0), 100001);
+    EXPECT_STREQ(buf, "1.000000       ");
+}
+
 TEST(FormatC99, SnprintfFailsNegative)
 {
     char buf[8];

@@ -141,15 +141,19 @@ void run_and_put(Sink &out, const char *spec, T value)
     int n = std::snprintf(small, sizeof small, spec, value);
     if (n < 0)
         return;
-    if (static_cast<std::size_t>(n) < sizeof small) {
-        out.put(small, static_cast<std::size_t>(n));
+    auto len = static_cast<std::size_t>(n);
+    if (len < sizeof small) {
+        out.put(small, len);
         return;
     }
-    auto *big = static_cast<char *>(mem_alloc(static_cast<std::size_t>(n) + 1));
+    // Only what the sink can still keep is made; the rest is counted.
+    std::size_t keep = len < out.room() ? len : out.room();
+    auto *big = static_cast<char *>(mem_alloc(keep + 1));
     if (big == nullptr)
         return;  // the conversion is dropped; the last error says why
-    std::snprintf(big, static_cast<std::size_t>(n) + 1, spec, value);
-    out.put(big, static_cast<std::size_t>(n));
+    std::snprintf(big, keep + 1, spec, value);
+    out.put(big, keep);
+    out.skip(len - keep);
     mem_free(big);
 }
 

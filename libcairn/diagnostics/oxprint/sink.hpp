@@ -36,6 +36,18 @@ public:
     // n copies of c.
     void fill(char c, std::size_t n);
 
+    // Count `n` bytes that are not stored (the caller knows they would not
+    // fit).
+    void skip(std::size_t n) { total_ += n; }
+
+    // Bytes the sink can still store (SIZE_MAX while it may grow).
+    std::size_t room() const
+    {
+        if (growing_ && !growth_failed_)
+            return SIZE_MAX;
+        return buf_ == nullptr || cap_ == 0 ? 0 : cap_ - 1 - len_;
+    }
+
     // Terminate the text (when there is a buffer).
     void finish();
 
