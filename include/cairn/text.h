@@ -26,8 +26,9 @@ CAIRN_BEGIN_DECLS
 /**
  * The library's wide character: one 16-bit unit.  Wide text is an array of
  * these ended by a 0 unit.  There are no surrogate pairs: a character above
- * U+FFFF decodes to the low 16 bits of its value, and every unit (surrogate
- * values included) encodes on its own.  This is not the platform's wchar_t,
+ * U+FFFF decodes to the low 16 bits of its value (so U+10000, U+20000, ...
+ * become 0 and end the wide text), and every unit (surrogate values
+ * included) encodes on its own.  This is not the platform's wchar_t,
  * which is 32 bits on Linux.
  */
 typedef uint16_t ox_wchar;
