@@ -191,6 +191,25 @@ TEST(FormatPositions, PositionCountBelow256)
     EXPECT_EQ(err.text(), "Too many arguments. maxpos(301) must be less than 256.\n");
 }
 
+// Long formats (more pieces than the formatter keeps from its scan) are
+// parsed again for output, with the same positions.
+TEST(FormatPositions, ManyConversions)
+{
+    std::string format, want;
+    for (int i = 1; i <= 40; ++i) {
+        format += "%" + std::to_string(i % 2 == 0 ? i - 1 : i + 1) + "$d,";
+        want += std::to_string(i % 2 == 0 ? (i - 1) * 10 : (i + 1) * 10) + ",";
+    }
+    char *text = nullptr;
+    EXPECT_EQ(alloc_format(&text, format.c_str(), 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120,
+                           130, 140, 150, 160, 170, 180, 190, 200, 210, 220, 230, 240, 250, 260, 270,
+                           280, 290, 300, 310, 320, 330, 340, 350, 360, 370, 380, 390, 400),
+              static_cast<int>(want.size()));
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::string(text), want);
+    cairn::mem_free(text);
+}
+
 TEST(FormatText, NullStringAndStringPrecisions)
 {
     EXPECT_EQ(fmt("[%s]", static_cast<char *>(nullptr)), "[null]");
@@ -416,6 +435,7 @@ TEST(FormatModes, AllocatingGrowsAndBoundsWhenSized)
 // fails.
 TEST(FormatModes, AllocationFailures)
 {
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
     for_each_allocation_failure([] {
         char *text = reinterpret_cast<char *>(1);
         int n = alloc_format(&text, "%s %d", "short", 1);

@@ -190,6 +190,7 @@ TEST(Edit, AppendGrowsAndSurvivesAllocationFailure)
     EXPECT_EQ(ox_strappend(s, nullptr), s);
     cairn::mem_free(s);
 
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
     for_each_allocation_failure([] {
         char *first = ox_strappend(nullptr, "one");
         if (first == nullptr)
@@ -237,6 +238,7 @@ TEST(Numbers, StrtollResultsAsData)
 
 TEST(Vectors, AllocateZeroFilledAndCleanUpOnFailure)
 {
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
     int needed = for_each_allocation_failure([] {
         char **v = ox_strvalloc(3, 16);
         if (v == nullptr)
@@ -282,6 +284,7 @@ TEST(Vectors, JoinWithAndWithoutSeparator)
     EXPECT_EQ(ox_strvcat(nullptr, ','), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
 
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
     for_each_allocation_failure([&] {
         char *s = ox_strvcat(v, ',');
         if (s == nullptr)

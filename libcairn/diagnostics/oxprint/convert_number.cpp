@@ -39,28 +39,50 @@ unsigned long long unsigned_value(const Resolved &r, const ox_fmt_arg &arg)
     }
 }
 
-// Digits of v in `base`, written backwards ending at `end`; returns the start.
-char *digits(unsigned long long v, unsigned base, bool upper, char *end)
+// Digits of v, written backwards ending at `end`; returns the start.  Each
+// base has its own loop so that the divisions are by constants.
+char *decimal_digits(unsigned long long v, char *end)
+{
+    static constexpr char kPairs[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
+    char *p = end;
+    while (v >= 100) {
+        auto r = static_cast<unsigned>(v % 100);
+        v /= 100;
+        *--p = kPairs[r * 2 + 1];
+        *--p = kPairs[r * 2];
+    }
+    if (v >= 10) {
+        *--p = kPairs[v * 2 + 1];
+        *--p = kPairs[v * 2];
+    } else {
+        *--p = static_cast<char>('0' + v);
+    }
+    return p;
+}
+
+char *power_of_two_digits(unsigned long long v, unsigned bits, bool upper, char *end)
 {
     const char *set = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+    const unsigned long long mask = (1u << bits) - 1;
     char *p = end;
-    if (base == 10) {
-        while (v >= 100) {
-            static constexpr char kPairs[] =
-                "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-                "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-                "8081828384858687888990919293949596979899";
-            unsigned r = static_cast<unsigned>(v % 100);
-            v /= 100;
-            *--p = kPairs[r * 2 + 1];
-            *--p = kPairs[r * 2];
-        }
-    }
     do {
-        *--p = set[v % base];
-        v /= base;
+        *--p = set[v & mask];
+        v >>= bits;
     } while (v != 0);
     return p;
+}
+
+char *digits(unsigned long long v, char conversion, char *end)
+{
+    switch (conversion) {
+    case 'o': return power_of_two_digits(v, 3, false, end);
+    case 'x': return power_of_two_digits(v, 4, false, end);
+    case 'X': return power_of_two_digits(v, 4, true, end);
+    default: return decimal_digits(v, end);
+    }
 }
 
 }  // namespace
@@ -69,11 +91,9 @@ void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
 {
     const char c = r.conversion;
     Integer value = (c == 'd' || c == 'i') ? signed_value(r, arg) : Integer{unsigned_value(r, arg), false};
-    unsigned base = c == 'o' ? 8 : (c == 'x' || c == 'X') ? 16 : 10;
-
     char buf[32];
     char *end = buf + sizeof buf;
-    char *first = digits(value.magnitude, base, c == 'X', end);
+    char *first = digits(value.magnitude, c, end);
     std::size_t ndigits = static_cast<std::size_t>(end - first);
     if (r.precision == 0 && value.magnitude == 0)
         ndigits = 0;  // an explicit zero precision prints no digit for zero

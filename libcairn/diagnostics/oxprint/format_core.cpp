@@ -17,39 +17,66 @@ constexpr int kSpecRoom = 255;
 constexpr int kFailLevel = 6;
 constexpr uint32_t kFailTrace = 32;
 
+// One piece of a format: literal text, then a conversion (except for the
+// last piece).
+struct Step {
+    const char *literal;
+    std::size_t literal_len;
+    bool has_spec;
+    ConvSpec spec;
+    ArgPositions pos;
+};
+
+// The scan keeps the first steps of a format, so that the output pass of a
+// typical format does not parse it again.
+constexpr int kKeptSteps = 24;
+
 struct ArgTable {
     int count = 1;  // highest position used, plus one
     uint8_t kinds[OX_FMT_MAX_POSITIONS];
     ox_fmt_arg slots[OX_FMT_MAX_POSITIONS];
+    Step steps[kKeptSteps];
+    int step_count = 0;
+    bool all_steps_kept = true;
 };
 
 void mark(ArgTable &t, int pos, int kind)
 {
     if (pos <= 0)
         return;
+    if (pos >= t.count) {
+        // Positions between the old count and this one are never mentioned.
+        int last = pos < OX_FMT_MAX_POSITIONS ? pos : OX_FMT_MAX_POSITIONS - 1;
+        if (last >= t.count)
+            std::memset(t.kinds + t.count, OX_FMT_WORD, static_cast<std::size_t>(last + 1 - t.count));
+        t.count = pos < INT_MAX ? pos + 1 : INT_MAX;
+    }
     if (pos < OX_FMT_MAX_POSITIONS)
         t.kinds[pos] = static_cast<uint8_t>(kind);
-    if (pos >= t.count)
-        t.count = pos < INT_MAX ? pos + 1 : INT_MAX;
 }
 
 void scan(const char *fmt, ArgTable &t)
 {
-    std::memset(t.kinds, 0, sizeof t.kinds);
     t.count = 1;
+    t.step_count = 0;
+    t.all_steps_kept = true;
     SpecWalker walker(fmt);
-    const char *literal;
-    std::size_t literal_len;
-    ConvSpec spec;
-    ArgPositions pos;
-    while (walker.next(&literal, &literal_len, &spec, &pos)) {
-        if (!takes_argument(spec))
+    Step spare;
+    for (;;) {
+        // Parse straight into the kept table while it has room.
+        bool keep = t.step_count < kKeptSteps;
+        Step &step = keep ? t.steps[t.step_count++] : spare;
+        t.all_steps_kept = t.all_steps_kept && keep;
+        step.has_spec = walker.next(&step.literal, &step.literal_len, &step.spec, &step.pos);
+        if (!step.has_spec)
+            return;
+        if (!takes_argument(step.spec))
             continue;
-        if (spec.kind == OX_FMT_WORD)
-            CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n", spec.conversion);
-        mark(t, pos.width, OX_FMT_INT);
-        mark(t, pos.precision, OX_FMT_INT);
-        mark(t, pos.value, spec.kind);
+        if (step.spec.kind == OX_FMT_WORD)
+            CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n", step.spec.conversion);
+        mark(t, step.pos.width, OX_FMT_INT);
+        mark(t, step.pos.precision, OX_FMT_INT);
+        mark(t, step.pos.value, step.spec.kind);
     }
 }
 
@@ -176,6 +203,32 @@ int position_count(const char *fmt)
     return t.count;
 }
 
+namespace {
+
+// Literal text and one conversion.  Returns false when the format fails.
+bool emit_step(Sink &out, const Step &step, const ArgTable &t)
+{
+    out.put(step.literal, step.literal_len);
+    if (!step.has_spec)
+        return true;
+    const ConvSpec &spec = step.spec;
+    if (spec.conversion == 0) {  // broken specification: copied as text
+        out.put(spec.start, static_cast<std::size_t>(spec.end - spec.start));
+        return true;
+    }
+    if (spec.conversion == '%') {
+        out.put('%');
+        return true;
+    }
+    Resolved r;
+    if (!resolve(spec, step.pos, t, &r))
+        return false;
+    convert(out, spec, r, t.slots[step.pos.value]);
+    return true;
+}
+
+}  // namespace
+
 bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *fetchers,
                  bool stop_when_cut)
 {
@@ -188,29 +241,25 @@ bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *
     }
     fetch_all(t, ap, fetchers);
 
-    SpecWalker walker(fmt);
-    const char *literal;
-    std::size_t literal_len;
-    ConvSpec spec;
-    ArgPositions pos;
-    for (;;) {
-        bool more = walker.next(&literal, &literal_len, &spec, &pos);
-        out.put(literal, literal_len);
-        if (!more || (stop_when_cut && out.cut()))
-            return true;
-        if (spec.conversion == 0) {  // broken specification: copied as text
-            out.put(spec.start, static_cast<std::size_t>(spec.end - spec.start));
-            continue;
+    if (t.all_steps_kept) {
+        for (int i = 0; i < t.step_count; ++i) {
+            if (!emit_step(out, t.steps[i], t))
+                return false;
+            if (stop_when_cut && out.cut())
+                return true;
         }
-        if (spec.conversion == '%') {
-            out.put('%');
-            continue;
-        }
-        Resolved r;
-        if (!resolve(spec, pos, t, &r))
-            return false;
-        convert(out, spec, r, t.slots[pos.value]);
+        return true;
     }
+    SpecWalker walker(fmt);
+    Step step;
+    do {
+        step.has_spec = walker.next(&step.literal, &step.literal_len, &step.spec, &step.pos);
+        if (!emit_step(out, step, t))
+            return false;
+        if (stop_when_cut && out.cut())
+            return true;
+    } while (step.has_spec);
+    return true;
 }
 
 }  // namespace cairn::oxprint

@@ -51,7 +51,15 @@ unsigned flag_bit(char c)
     }
 }
 
-bool is_floating(char c) { return c != 0 && std::strchr("eEfFgGaA", c) != nullptr; }
+bool is_floating(char c)
+{
+    switch (c) {
+    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
+        return true;
+    default:
+        return false;
+    }
+}
 
 }  // namespace
 
@@ -108,10 +116,6 @@ void parse_spec(const char *percent, ConvSpec *spec)
     spec->kind = kind_of(*spec);
 }
 
-bool is_known_conversion(char c)
-{
-    return c != 0 && std::strchr("diuoxXcspeEfFgGaA", c) != nullptr;
-}
 
 int kind_of(const ConvSpec &spec)
 {
@@ -162,13 +166,15 @@ bool SpecWalker::next(const char **literal, std::size_t *literal_len, ConvSpec *
                       ArgPositions *pos)
 {
     *literal = next_;
-    const char *percent = std::strchr(next_, '%');
-    if (percent == nullptr) {
-        *literal_len = std::strlen(next_);
-        next_ += *literal_len;
+    // Literal runs between conversions are short: a plain loop beats a call.
+    const char *percent = next_;
+    while (*percent != '%' && *percent != '\0')
+        ++percent;
+    *literal_len = static_cast<std::size_t>(percent - next_);
+    if (*percent == '\0') {
+        next_ = percent;
         return false;
     }
-    *literal_len = static_cast<std::size_t>(percent - next_);
     parse_spec(percent, spec);
     next_ = spec->end;
     *pos = ArgPositions{};

@@ -24,24 +24,26 @@ enum class Length : uint8_t { none, hh, h, l, ll, L };
 // Saturation value for numbers written in a format.
 inline constexpr int kNumberOverflow = INT32_MAX;
 
+// Plain data without default initialisers, so that the formatter's table
+// of kept steps costs nothing until used; parse_spec() sets every field.
 struct ConvSpec {
-    const char *start = nullptr;  // the '%'
-    const char *end = nullptr;    // one past the specification
-    int position = 0;             // n of "%n$", 0 when absent
-    unsigned flags = 0;
-    int flag_chars = 0;           // flags as written, repeats included
-    Amount width = Amount::none;
-    Amount precision = Amount::none;
-    int width_value = 0;          // literal value (kNumberOverflow: too big)
-    int precision_value = 0;
-    int width_position = 0;       // m of "*m$", 0 when absent
-    int precision_position = 0;
-    int width_chars = 0;          // digits as written
-    int precision_chars = 0;
-    Length length = Length::none;
-    char conversion = 0;          // the letter or '%'; 0 when malformed
-    char after_l = 0;             // the letter after a single 'l'
-    int kind = 0;                 // ox_fmt_kind of the argument
+    const char *start;      // the '%'
+    const char *end;        // one past the specification
+    int position;           // n of "%n$", 0 when absent
+    unsigned flags;
+    int flag_chars;         // flags as written, repeats included
+    Amount width;
+    Amount precision;
+    int width_value;        // literal value (kNumberOverflow: too big)
+    int precision_value;
+    int width_position;     // m of "*m$", 0 when absent
+    int precision_position;
+    int width_chars;        // digits as written
+    int precision_chars;
+    Length length;
+    char conversion;        // the letter or '%'; 0 when malformed
+    char after_l;           // the letter after a single 'l'
+    int kind;               // ox_fmt_kind of the argument
 };
 
 // Parse the specification whose '%' is at `percent`.  A specification
@@ -59,14 +61,11 @@ inline bool takes_argument(const ConvSpec &spec)
     return spec.conversion != 0 && spec.conversion != '%';
 }
 
-// Whether the letter is one the formatter knows how to convert.
-bool is_known_conversion(char c);
-
 // Positions of one conversion's arguments (0: none).
 struct ArgPositions {
-    int value = 0;
-    int width = 0;
-    int precision = 0;
+    int value;
+    int width;
+    int precision;
 };
 
 // Walks the conversions of a format, assigning positions: a "%n$" makes n

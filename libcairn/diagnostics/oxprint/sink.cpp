@@ -35,7 +35,7 @@ void Sink::put_slow(const char *s, std::size_t n)
     len_ += room;
 }
 
-void Sink::fill(char c, std::size_t n)
+void Sink::fill_slow(char c, std::size_t n)
 {
     if (buf_ == nullptr || (len_ + 1 >= cap_ && (!growing_ || growth_failed_))) {
         total_ += n;  // nothing more can be stored: only count

@@ -34,7 +34,11 @@ public:
     void put(char c) { put(&c, 1); }
 
     // n copies of c.
-    void fill(char c, std::size_t n);
+    void fill(char c, std::size_t n)
+    {
+        if (n != 0)
+            fill_slow(c, n);
+    }
 
     // Count `n` bytes that are not stored (the caller knows they would not
     // fit).
@@ -64,6 +68,7 @@ private:
     Sink(char *buf, std::size_t cap, bool growing) : buf_(buf), cap_(cap), growing_(growing) {}
 
     void put_slow(const char *s, std::size_t n);
+    void fill_slow(char c, std::size_t n);
     bool grow(std::size_t need);
 
     char *buf_;
