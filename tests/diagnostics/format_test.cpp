@@ -448,6 +448,18 @@ TEST(FormatModes, AllocationFailures)
         return true;
     });
 
+    for_each_allocation_failure([] {
+        char *text = reinterpret_cast<char *>(1);
+        int n = bounded_alloc_format(4, &text, "%s", "sized");
+        if (text == nullptr) {
+            EXPECT_EQ(n, 0);
+            return false;
+        }
+        EXPECT_STREQ(text, "siz");
+        cairn::mem_free(text);
+        return true;
+    });
+
     const std::string long_arg(30000, 'y');
     DebugScope debug(0, 32);
     CaptureFd err(2);

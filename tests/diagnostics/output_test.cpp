@@ -233,6 +233,32 @@ TEST_F(Output, ConsoleIsAlwaysConverted)
     close(master);
 }
 
+// When a buffer of the output path cannot be had, the text still goes out:
+// unconverted when the conversion buffer fails, cut at the stack buffer
+// when the long-text buffer fails.
+TEST_F(Output, AllocationFailuresFallBack)
+{
+    REQUIRE_LATIN1();
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(is_user_fp(file_), 1);  // the list's lock exists
+
+    std::string accented(3000, 'a');
+    accented += kEAcuteUtf8;  // 3002 bytes: converting needs more than the stack
+    accented = accented + accented;
+    cairn::testing::alloc_fail_at(1);
+    EXPECT_EQ(ox_fprintf(file_, "%s", accented.c_str()), static_cast<int>(accented.size()));
+    cairn::testing::alloc_fail_at(0);
+    EXPECT_EQ(read_all(file_), accented) << "written as UTF-8";
+
+    std::rewind(file_);
+    ASSERT_EQ(ftruncate(fileno(file_), 0), 0);
+    const std::string long_text(30000, 'w');
+    cairn::testing::alloc_fail_at(1);
+    EXPECT_EQ(ox_fprintf(file_, "%s", long_text.c_str()), 19455);
+    cairn::testing::alloc_fail_at(0);
+    EXPECT_EQ(read_all(file_), long_text.substr(0, 19455));
+}
+
 TEST_F(Output, FputsConvertsInPiecesCutByBytes)
 {
     REQUIRE_LATIN1();
