@@ -89,8 +89,10 @@ std::string complete_positions(std::string f)
 {
     for (int pos = 1; pos <= kPositions; ++pos) {
         std::string tag = std::to_string(pos) + "$";
-        if (f.find("%" + tag) == std::string::npos && f.find("*" + tag) == std::string::npos)
-            f += " %" + tag + canonical(kTypes[pos]);
+        bool used = f.find(std::string("%") + tag) != std::string::npos ||
+                    f.find(std::string("*") + tag) != std::string::npos;
+        if (!used)
+            f += std::string(" %") + tag + canonical(kTypes[pos]);
     }
     return f;
 }
@@ -132,11 +134,11 @@ public:
             std::string width, precision;
             if (chance(4)) {
                 int star = kStarPositions[pick(4)];
-                width = "*" + std::to_string(star) + "$";
+                width = star_at(star);
             }
             if (chance(4)) {
                 int star = kStarPositions[pick(4)];
-                precision = "*" + std::to_string(star) + "$";
+                precision = star_at(star);
             }
             f += conversion(pos, std::to_string(pos) + "$", width, precision);
             f += literal();
@@ -145,6 +147,15 @@ public:
     }
 
 private:
+    // "*m$", built by appending (GCC 12 warns falsely on inserting concatenations).
+    static std::string star_at(int pos)
+    {
+        std::string s = "*";
+        s += std::to_string(pos);
+        s += '$';
+        return s;
+    }
+
     int pick(int n) { return static_cast<int>(rng_() % static_cast<unsigned>(n)); }
     bool chance(int one_in) { return pick(one_in) == 0; }
     static bool is_star_position(int pos)
@@ -196,7 +207,7 @@ private:
         char letter = tail.back();
         bool text = letter == 's' || letter == 'c';
         bool hash_ok = std::strchr("oxXeEfFgGaA", letter) != nullptr;
-        std::string f = "%" + position;
+        std::string f = std::string("%") + position;
         for (char flag : std::string("-+ #0")) {
             if ((flag != '#' || hash_ok) && chance(4))
                 f += flag;
@@ -206,9 +217,9 @@ private:
         else if (chance(2))
             f += std::to_string(1 + pick(25));
         if (!precision_star.empty())
-            f += "." + precision_star;
+            f += std::string(".") + precision_star;
         else if (chance(2))
-            f += "." + (chance(6) ? std::string() : std::to_string(pick(text ? 8 : 13)));
+            f += std::string(".") + (chance(6) ? std::string() : std::to_string(pick(text ? 8 : 13)));
         return f + tail;
     }
 

@@ -197,7 +197,7 @@ TEST(FormatPositions, ManyConversions)
 {
     std::string format, want;
     for (int i = 1; i <= 40; ++i) {
-        format += "%" + std::to_string(i % 2 == 0 ? i - 1 : i + 1) + "$d,";
+        format += std::string("%") + std::to_string(i % 2 == 0 ? i - 1 : i + 1) + "$d,";
         want += std::to_string(i % 2 == 0 ? (i - 1) * 10 : (i + 1) * 10) + ",";
     }
     char *text = nullptr;
@@ -334,7 +334,7 @@ TEST(FormatNumbers, FloatsAndPointersMatchTheRuntime)
 TEST(FormatFailures, WidthAndPrecisionFailuresAsData)
 {
     const std::string long_flags(300, '-');
-    const std::string long_precision = "%." + std::string(300, '0') + "5d";
+    const std::string long_precision = std::string("%.") + std::string(300, '0') + "5d";
     struct Case {
         std::string format;
         const char *line;
@@ -342,7 +342,7 @@ TEST(FormatFailures, WidthAndPrecisionFailuresAsData)
     const Case cases[] = {
         {"%99999999999d", "i18n_vsnprintf: Failed to format parameter width\n"},
         {"%.99999999999d", "i18n_vsnprintf: Failed to format parameter precision\n"},
-        {"%" + long_flags + "d", "i18n_vsnprintf: Truncation detected during parameter width formatting\n"},
+        {std::string("%") + long_flags + "d", "i18n_vsnprintf: Truncation detected during parameter width formatting\n"},
         {long_precision, "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"},
         {"%*d", "i18n_vsnprintf: Failed to format parameter width\n"},
     };
@@ -415,7 +415,7 @@ TEST(FormatModes, AllocatingGrowsAndBoundsWhenSized)
     char *text = nullptr;
     EXPECT_EQ(alloc_format(&text, "<%s>", long_arg.c_str()), 50002);
     ASSERT_NE(text, nullptr);
-    EXPECT_EQ(std::string(text), "<" + long_arg + ">");
+    EXPECT_EQ(std::string(text), std::string("<") + long_arg + ">");
     cairn::mem_free(text);
 
     EXPECT_EQ(bounded_alloc_format(6, &text, "%s", "abcdefgh"), 5);
@@ -529,6 +529,13 @@ TEST(FormatNumbers, HugeRuntimeConversionIntoSmallBuffer)
 TEST(FormatC99, SnprintfFailsNegative)
 {
     char buf[8];
+    // The largest width is still a width; one more is beyond the int range.
+    const char *widest = "%2147483647d";
+    const char *too_wide = "%2147483648d";
+    asm volatile("" : "+r"(widest), "+r"(too_wide));
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, widest, 1), INT_MAX);
+    EXPECT_STREQ(buf, "       ");
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, too_wide, 1), -1);
     const char *bad = "%99999999999d";
     asm volatile("" : "+r"(bad));  // keep the compiler's format check away
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, bad, 1), -1);

@@ -187,7 +187,7 @@ TEST_F(Output, ConvertedAndUtf8StreamsInLatin1)
     EXPECT_EQ(read_all(file_), std::string(kEAcuteLatin1) + "-?");
     utf8_fp(file_);
     EXPECT_EQ(ox_fprintf(file_, "%2$s-%1$s", "x", kEAcuteUtf8), 4);
-    EXPECT_EQ(read_all(file_), std::string(kEAcuteLatin1) + "-?" + kEAcuteUtf8 + "-x");
+    EXPECT_EQ(read_all(file_), std::string(kEAcuteLatin1) + std::string("-?") + kEAcuteUtf8 + "-x");
     EXPECT_EQ(ox_fprintf(file_, "%s", ""), 0);
     EXPECT_EQ(ox_fprintf(nullptr, "x"), -1);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
@@ -211,7 +211,7 @@ TEST_F(Output, LongTextOnBothPaths)
     EXPECT_EQ(ox_fprintf(file_, "<%s>", long_text.c_str()), 50002);
     utf8_fp(file_);
     EXPECT_EQ(ox_fprintf(file_, "<%s>", long_text.c_str()), 50002);
-    EXPECT_EQ(read_all(file_), "<" + long_text + "><" + long_text + ">");
+    EXPECT_EQ(read_all(file_), std::string("<") + long_text + std::string("><") + long_text + ">");
 }
 
 // A terminal is converted even when listed as a UTF-8 stream.
@@ -431,7 +431,7 @@ TEST_F(Output, DirectWritesOfLongTextAreOneWrite)
         EXPECT_EQ(ox_fprintf(stdout, "%s|", text.c_str()), 70001);
         EXPECT_EQ(ox_fprintf(stderr, "%s", "err"), 3);
     });
-    EXPECT_EQ(result.out, "before|" + std::string(70000, 'q') + "|");
+    EXPECT_EQ(result.out, std::string("before|") + std::string(70000, 'q') + "|");
     EXPECT_EQ(result.err, "err");
 }
 

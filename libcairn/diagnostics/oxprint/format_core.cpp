@@ -137,7 +137,7 @@ bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, R
     r->fetched_kind = t.kinds[pos.value];
     int width_chars = spec.width_chars;
     if (spec.width == Amount::literal) {
-        if (spec.width_value == kNumberOverflow)
+        if (spec.width_overflow)
             return fail("i18n_vsnprintf: Failed to format parameter width\n");
         r->width = spec.width_value;
     } else if (spec.width == Amount::star) {
@@ -153,7 +153,7 @@ bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, R
     }
     int precision_chars = 0;
     if (spec.precision == Amount::literal) {
-        if (spec.precision_value == kNumberOverflow)
+        if (spec.precision_overflow)
             return fail("i18n_vsnprintf: Failed to format parameter precision\n");
         r->precision = spec.precision_value;
         precision_chars = 1 + spec.precision_chars;

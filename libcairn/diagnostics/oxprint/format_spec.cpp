@@ -10,16 +10,19 @@ namespace {
 inline bool is_digit(char c) { return c >= '0' && c <= '9'; }
 inline bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-// Read decimal digits, saturating at kNumberOverflow.
-const char *read_number(const char *p, int *value, int *chars)
+// Read decimal digits, saturating at kNumberLimit; `overflow` (may be NULL)
+// tells whether the number was beyond it.
+const char *read_number(const char *p, int *value, int *chars, bool *overflow = nullptr)
 {
     long long v = 0;
     const char *start = p;
     for (; is_digit(*p); ++p) {
-        if (v < kNumberOverflow)
+        if (v <= kNumberLimit)
             v = v * 10 + (*p - '0');
     }
-    *value = v >= kNumberOverflow ? kNumberOverflow : static_cast<int>(v);
+    if (overflow)
+        *overflow = v > kNumberLimit;
+    *value = v > kNumberLimit ? kNumberLimit : static_cast<int>(v);
     *chars = static_cast<int>(p - start);
     return p;
 }
@@ -86,7 +89,7 @@ void parse_spec(const char *percent, ConvSpec *spec)
         p = read_star_position(p + 1, &spec->width_position);
     } else if (is_digit(*p)) {
         spec->width = Amount::literal;
-        p = read_number(p, &spec->width_value, &spec->width_chars);
+        p = read_number(p, &spec->width_value, &spec->width_chars, &spec->width_overflow);
     }
     if (*p == '.') {
         ++p;
@@ -95,7 +98,8 @@ void parse_spec(const char *percent, ConvSpec *spec)
             p = read_star_position(p + 1, &spec->precision_position);
         } else {
             spec->precision = Amount::literal;
-            p = read_number(p, &spec->precision_value, &spec->precision_chars);
+            p = read_number(p, &spec->precision_value, &spec->precision_chars,
+                            &spec->precision_overflow);
         }
     }
     if (*p == 'h') {
@@ -157,7 +161,7 @@ int kind_of(const ConvSpec &spec)
 int SpecWalker::take_current()
 {
     int pos = current_;
-    if (current_ < kNumberOverflow)
+    if (current_ < kNumberLimit)
         ++current_;
     return pos;
 }

@@ -21,8 +21,8 @@ enum class Amount : uint8_t { none, literal, star };
 
 enum class Length : uint8_t { none, hh, h, l, ll, L };
 
-// Saturation value for numbers written in a format.
-inline constexpr int kNumberOverflow = INT32_MAX;
+// Numbers written in a format saturate here; positions saturate too.
+inline constexpr int kNumberLimit = INT32_MAX;
 
 // Plain data without default initialisers, so that the formatter's table
 // of kept steps costs nothing until used; parse_spec() sets every field.
@@ -34,8 +34,10 @@ struct ConvSpec {
     int flag_chars;         // flags as written, repeats included
     Amount width;
     Amount precision;
-    int width_value;        // literal value (kNumberOverflow: too big)
+    int width_value;        // literal value
     int precision_value;
+    bool width_overflow;    // the literal value is beyond the int range
+    bool precision_overflow;
     int width_position;     // m of "*m$", 0 when absent
     int precision_position;
     int width_chars;        // digits as written

@@ -37,13 +37,13 @@ void Sink::put_slow(const char *s, std::size_t n)
 
 void Sink::fill_slow(char c, std::size_t n)
 {
-    if (buf_ == nullptr || (len_ + 1 >= cap_ && (!growing_ || growth_failed_))) {
-        total_ += n;  // nothing more can be stored: only count
-        return;
-    }
     char block[64];
     std::memset(block, c, sizeof block);
     while (n > 0) {
+        if (room() == 0) {
+            total_ += n;  // nothing more can be stored: only count
+            return;
+        }
         std::size_t k = n < sizeof block ? n : sizeof block;
         put(block, k);
         n -= k;
