@@ -7,6 +7,7 @@
 #include "cairn/concurrency.h"
 #include "cairn/containers.h"
 #include "cairn/diagnostics.h"
+#include "cairn/text.h"
 #include "cairn/time.h"
 #include "cairn/paths.h"
 

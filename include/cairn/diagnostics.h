@@ -1,9 +1,12 @@
-/* Diagnostics and printing: the debug settings and the debug log (and, as
- * the library grows, the formatter and UTF-8-aware output). */
+/* Diagnostics and printing: the debug settings and the debug log, the
+ * library's formatter and its UTF-8-aware console and file output. */
 #ifndef CAIRN_DIAGNOSTICS_H
 #define CAIRN_DIAGNOSTICS_H
 
+#include <stdarg.h>
+#include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 #include "cairn/export.h"
 
 CAIRN_BEGIN_DECLS
@@ -15,6 +18,244 @@ CAIRN_API extern int32_t Debug;
 CAIRN_API extern uint32_t OxTrace;
 /** Verbosity of user-facing output. */
 CAIRN_API extern int32_t Vflag;
+
+/* ------------------------------------------------------------------------
+ * Formatting
+ *
+ * One formatter serves every formatting call of the library.  It takes the
+ * printf conversions d i u o x X c s p e E f F g G a A and %%, the flags
+ * - + space # 0 (and ' which is accepted and ignored), widths and
+ * precisions written as numbers or as * or *m$, and the length letters
+ * hh h l ll L.  Besides:
+ *  - positional arguments: a conversion written %n$... takes argument n;
+ *    conversions without a position take the positions in turn, also after
+ *    a positional one; the position count, the highest position plus one,
+ *    must stay below 256 (OX_FMT_MAX_POSITIONS);
+ *  - every argument is fetched once, before any text is produced;
+ *  - "%s" counts width in screen columns of its UTF-8 text, and a
+ *    precision never splits a UTF-8 character; a NULL string prints "null";
+ *  - "%ls" and "%lc" take ox_wchar text (cairn/text.h) and print UTF-8;
+ *  - a conversion letter outside the list (such as the I of I64, or z, j,
+ *    t, n) prints its specification as text and fetches one int-sized
+ *    argument; a specification broken by a character that cannot appear in
+ *    one is copied as text and fetches nothing.
+ * ------------------------------------------------------------------------ */
+
+/** The position count (highest position plus one) must stay below this. */
+#define OX_FMT_MAX_POSITIONS 256
+
+/** Kinds of argument, found from a conversion's first letter. */
+enum ox_fmt_kind {
+    OX_FMT_WORD = 0,       /**< unknown letter, or a position never used: int */
+    OX_FMT_INT = 1,        /**< c d i, and anything after h: int */
+    OX_FMT_UNSIGNED = 2,   /**< X o u x: unsigned int */
+    OX_FMT_LONG = 3,       /**< l followed by anything but l, u or a floating letter: long */
+    OX_FMT_LONGLONG = 4,   /**< ll: long long */
+    OX_FMT_DOUBLE = 5,     /**< e E f F g G a A (also after l): double */
+    OX_FMT_LONGDOUBLE = 6, /**< L: long double */
+    OX_FMT_STRING = 7,     /**< s: const char * */
+    OX_FMT_POINTER = 8,    /**< p: void * */
+    OX_FMT_ULONG = 9       /**< lu: unsigned long */
+};
+#define OX_FMT_KIND_COUNT 10
+
+/** One fetched argument. */
+typedef union ox_fmt_arg {
+    int i;
+    unsigned int u;
+    long l;
+    unsigned long ul;
+    long long ll;
+    double d;
+    long double ld;
+    const char *s;
+    const void *p;
+} ox_fmt_arg;
+
+/** Fetch one argument of a kind from @p ap into @p slot. */
+typedef void (*ox_fmt_fetch_fn)(va_list *ap, ox_fmt_arg *slot);
+
+/** One fetch operation per kind, indexed by enum ox_fmt_kind.  A NULL entry
+ *  stands for the library's own operation of that kind. */
+typedef struct ox_fmt_fetchers {
+    ox_fmt_fetch_fn fetch[OX_FMT_KIND_COUNT];
+} ox_fmt_fetchers;
+
+/**
+ * The formatter.  Modes, chosen by @p buf, @p size and @p result:
+ *  - bounded (@p buf, size > 0): at most size - 1 bytes and a terminator;
+ *    when the text is cut, the cut is at the buffer's last byte;
+ *  - unbounded (@p buf, size 0): the caller guarantees room for the text;
+ *  - allocating (no @p buf, @p result): the text goes to new zero-filled
+ *    storage stored through @p result before formatting starts (the caller
+ *    frees it with free()): of @p size bytes when size > 0, bounded like a
+ *    caller's buffer; for size 0 of strlen(fmt) + 19456 bytes, enlarged as
+ *    needed.  When an enlargement fails the text is cut at what fits.
+ * @param fetchers how to fetch each kind of argument; NULL for the
+ *        library's own table
+ * @param reserved pass NULL
+ * @return the length of the text produced (without the terminator); 0 when
+ *         neither @p buf nor @p result is given, for a NULL @p fmt, or when
+ *         the format fails: a position of 255 or more, a width or precision
+ *         beyond the int range, or a conversion that cannot be rebuilt in
+ *         255 characters.  A failed format stores an empty text in @p buf
+ *         (when it has room) and, in allocating mode, frees the storage and
+ *         sets *result to NULL.
+ */
+CAIRN_API int i18n_vsnprintf_map(char *buf, size_t size, char **result,
+                                 const ox_fmt_fetchers *fetchers, void *reserved,
+                                 const char *fmt, va_list ap);
+
+/** i18n_vsnprintf_map() with the library's fetchers. */
+CAIRN_API int i18n_vsnprintf(char *buf, size_t size, char **result, const char *fmt,
+                             va_list ap);
+
+/** Allocating form: the text is stored through @p result (NULL on failure,
+ *  last error ENOMEM when storage could not be had); the caller frees it.
+ *  @param reserved pass NULL.  @return the length of the text. */
+CAIRN_API int i18n_vsprintf(void *reserved, char **result, const char *fmt, va_list ap);
+
+/** Unbounded: @p buf must have room for the text.  @return its length; 0
+ *  for a NULL @p buf or a failed format. */
+CAIRN_API int ox_sprintf(char *buf, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+CAIRN_API int ox_vsprintf(char *buf, const char *fmt, va_list ap);
+
+/** Bounded: at most @p size - 1 bytes and a terminator; size 0 writes
+ *  nothing.  @return the length of the text written (not of the text that
+ *  was cut away); 0 for a failed format. */
+CAIRN_API int ox_vsnprintf(char *buf, size_t size, const char *fmt, va_list ap);
+
+/**
+ * Bounded, with the C99 result: the length the whole text needs, whatever
+ * was cut.  At most @p size - 1 bytes and a terminator are written; with a
+ * NULL @p buf or size 0 nothing is written and the length is only measured.
+ * @return the full length; -1 for a failed format or a NULL @p fmt.
+ */
+CAIRN_API int ox_snprintf(char *buf, size_t size, const char *fmt, ...) CAIRN_PRINTF(3, 4);
+
+/** @return the number of arguments @p fmt consumes: the highest position it
+ *  uses (0 for NULL or a format without conversions). */
+CAIRN_API int get_formatted_args_num(const char *fmt);
+
+/* ------------------------------------------------------------------------
+ * Output
+ *
+ * Every stream is either a UTF-8 stream, which receives the library's UTF-8
+ * text as it is, or a converted stream, which receives it in the encoding
+ * of the current locale (the console and the system encodings are both the
+ * locale's on this platform).  A list of at most 10 "excepted" descriptors
+ * and the mode flag Mast_flag decide: with Mast_flag 0 the listed
+ * descriptors are UTF-8 streams and all others converted; with Mast_flag
+ * non-zero it is the other way round.
+ * ------------------------------------------------------------------------ */
+
+/** Mode flag of the excepted descriptor list (initially 0). */
+CAIRN_API extern int32_t Mast_flag;
+
+/** Non-zero in a child between fork and exec, set by the process calls:
+ *  ox_close() then changes the descriptor list without its lock. */
+CAIRN_API extern int32_t In_fork;
+
+/** Signature of the final writer of the output path (as vfprintf). */
+typedef int (*ox_vfprintf_fn)(FILE *stream, const char *fmt, va_list ap);
+
+/** ox_vfprintf() on standard output. */
+CAIRN_API int ox_printf(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+CAIRN_API int ox_vprintf(const char *fmt, va_list ap);
+
+/**
+ * Format and write to @p stream.  A UTF-8 stream that is not a terminal
+ * gets the text unchanged; a terminal or a converted stream gets it in the
+ * locale's encoding (unchanged when that encoding is UTF-8 or ASCII), and
+ * with a writer hook installed a converted non-terminal stream gets UTF-8.
+ * When a conversion buffer cannot be allocated the UTF-8 text is written.
+ * @return the writer's result (the bytes written, or -1 on a write error);
+ *         0 when the format produced nothing; -1 with last error EINVAL for
+ *         a NULL stream or format.
+ */
+CAIRN_API int ox_fprintf(FILE *stream, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+CAIRN_API int ox_vfprintf(FILE *stream, const char *fmt, va_list ap);
+
+/**
+ * Write @p text to @p stream.  A converted stream gets it converted in
+ * pieces of at most 19455 bytes, cut by bytes (a character that straddles a
+ * cut is split); a UTF-8 stream gets it unchanged.
+ * @return the number of bytes written; -1 for NULL text or stream, or as
+ *         soon as a write fails.
+ */
+CAIRN_API int ox_fputs(const char *text, FILE *stream);
+
+/** ox_fputs() on standard output, then "\n".  @return the bytes written
+ *  including the newline, or -1. */
+CAIRN_API int ox_puts(const char *text);
+
+/**
+ * Read a line (as fgets) and return it in UTF-8.  On a converted stream or
+ * a terminal the line is read into a temporary buffer of @p size bytes and
+ * converted from the locale's encoding into @p buf; bytes that did not fit
+ * after conversion are pushed back onto the stream, so the next read gets
+ * them.  Other streams are read with plain fgets.
+ * @return @p buf; NULL at end of file, on a read error, for bad arguments
+ *         or when the temporary buffer cannot be allocated.
+ */
+CAIRN_API char *ox_fgets(char *buf, int size, FILE *stream);
+/** The same as ox_fgets(). */
+CAIRN_API char *ox_fgetmbts(char *buf, int size, FILE *stream);
+
+/** Drop the stream's descriptor from the list, then fclose it.
+ *  @return fclose's result; EOF for NULL (last error EINVAL). */
+CAIRN_API int ox_fclose(FILE *stream);
+
+/** Descriptors below 1 are left open and give 0; otherwise drop @p fd from
+ *  the list and close it.  @return close's result. */
+CAIRN_API int ox_close(int fd);
+
+/** Make the stream (descriptor) a UTF-8 stream.  NULL is ignored. */
+CAIRN_API void utf8_fp(FILE *stream);
+CAIRN_API void utf8_fd(int fd);
+/** Make the stream (descriptor) a converted stream.  NULL is ignored. */
+CAIRN_API void user_fp(FILE *stream);
+CAIRN_API void user_fd(int fd);
+/** @return 1 when @p stream is a converted stream, else 0 (0 for NULL). */
+CAIRN_API int is_user_fp(FILE *stream);
+
+/** Read "BXR_CATCH_CHILD_STDOUT": when set, Mast_flag is incremented; when
+ *  unset, Mast_flag becomes 0.  @return the variable's value or NULL. */
+CAIRN_API const char *printby_utf8(void);
+
+/**
+ * Install @p writer as the final writer of the output path.  Installing the
+ * writer already installed, NULL, or the default writer clears the hook.
+ * @return the previous hook, or the default writer when none was installed.
+ */
+CAIRN_API ox_vfprintf_fn set_vfprintf(ox_vfprintf_fn writer);
+/** Clear the writer hook. */
+CAIRN_API void unset_vfprintf(void);
+
+/** Set the direct-write flag: when non-zero, output to standard output and
+ *  standard error bypasses stdio and goes to the descriptor in one write
+ *  (after moving to the end of a regular file).  @return the previous
+ *  value. */
+CAIRN_API int UseWrite(int on);
+
+/* ------------------------------------------------------------------------
+ * Display width of UTF-8 text on a terminal: 1 or 2 columns a character,
+ * judged by the lead byte (wide: U+3000..U+FAFF, U+FF00..U+FF5F,
+ * U+FFE0..U+FFE7 and everything beyond U+FFFF).
+ * ------------------------------------------------------------------------ */
+
+/** Width of the character at text[*index]; moves *index to its last byte
+ *  (never past the terminator).  @return 1 or 2; 0 for NULL arguments or
+ *  at the terminator. */
+CAIRN_API int utf8_ttywidth(const char *text, int *index);
+
+/** @return the width of the whole text; 0 for NULL or empty text. */
+CAIRN_API int utf8_ttystrlen(const char *text);
+
+/** @return the width of the first @p n characters; 0 for NULL or empty. */
+CAIRN_API int ox_utf8swidth(const char *text, int n);
+/** The same as ox_utf8swidth(). */
+CAIRN_API int ox_mbswidth(const char *text, int n);
 
 CAIRN_END_DECLS
 

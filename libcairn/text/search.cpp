@@ -1,0 +1,107 @@
+// Comparison, search and case folding of text.
+#include <cstring>
+
+#include "cairn/text.h"
+#include "text/ascii_case.hpp"
+
+using namespace cairn;
+
+namespace {
+
+// Whether `needle` (non-empty) matches at `h`, ignoring ASCII case.
+template <typename Unit>
+bool matches_folded(const Unit *h, const Unit *needle)
+{
+    for (; *needle; ++h, ++needle) {
+        if (*h == 0 || text::fold_upper(*h) != text::fold_upper(*needle))
+            return false;
+    }
+    return true;
+}
+
+template <typename Unit>
+const Unit *find_folded(const Unit *h, const Unit *needle)
+{
+    if (h == nullptr || needle == nullptr)
+        return nullptr;
+    if (*needle == 0)
+        return h;
+    for (; *h; ++h) {
+        if (matches_folded(h, needle))
+            return h;
+    }
+    return nullptr;
+}
+
+using Byte = unsigned char;
+
+char *fold_in_place(char *s, const std::array<uint8_t, 256> &table)
+{
+    if (s == nullptr)
+        return nullptr;
+    for (Byte *p = reinterpret_cast<Byte *>(s); *p; ++p)
+        *p = table[*p];
+    return s;
+}
+
+}  // namespace
+
+extern "C" {
+
+int ox_straicmp(const char *a, const char *b)
+{
+    if (a == b)
+        return 0;
+    const Byte *p = reinterpret_cast<const Byte *>(a ? a : "");
+    const Byte *q = reinterpret_cast<const Byte *>(b ? b : "");
+    for (;; ++p, ++q) {
+        int ca = text::fold_upper(*p);
+        int cb = text::fold_upper(*q);
+        if (ca != cb || ca == 0)
+            return ca - cb;
+    }
+}
+
+char *ox_stristr(const char *haystack, const char *needle)
+{
+    const Byte *hit = find_folded(reinterpret_cast<const Byte *>(haystack),
+                                  reinterpret_cast<const Byte *>(needle));
+    return const_cast<char *>(reinterpret_cast<const char *>(hit));
+}
+
+ox_wchar *ox_wcsistr(const ox_wchar *haystack, const ox_wchar *needle)
+{
+    return const_cast<ox_wchar *>(find_folded(haystack, needle));
+}
+
+char *ox_strnstr(const char *haystack, const char *needle, size_t len)
+{
+    if (haystack == nullptr || needle == nullptr)
+        return nullptr;
+    size_t nlen = std::strlen(needle);
+    if (nlen == 0)
+        return const_cast<char *>(haystack);
+    size_t hlen = strnlen(haystack, len);
+    for (size_t i = 0; i + nlen <= hlen; ++i) {
+        if (haystack[i] == needle[0] && std::memcmp(haystack + i, needle, nlen) == 0)
+            return const_cast<char *>(haystack + i);
+    }
+    return nullptr;
+}
+
+size_t ox_strcount(const char *s, const char *needle)
+{
+    if (s == nullptr || needle == nullptr || *needle == '\0')
+        return 0;
+    size_t nlen = std::strlen(needle);
+    size_t n = 0;
+    for (const char *p = std::strstr(s, needle); p; p = std::strstr(p + nlen, needle))
+        ++n;
+    return n;
+}
+
+char *ox_strlower(char *s) { return fold_in_place(s, text::kFoldLower); }
+
+char *ox_strupper(char *s) { return fold_in_place(s, text::kFoldUpper); }
+
+}  // extern "C"

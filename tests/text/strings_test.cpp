@@ -1,0 +1,296 @@
+// Bounded copies, comparison and search, editing, numbers and string vectors.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cairn/frame.h"
+#include "cairn/text.h"
+#include "fault_injection.hpp"
+#include "platform/alloc.hpp"
+
+using cairn::testing::for_each_allocation_failure;
+
+namespace {
+
+std::vector<ox_wchar> wide(const char *ascii)
+{
+    std::vector<ox_wchar> w(ascii, ascii + std::strlen(ascii));
+    w.push_back(0);
+    return w;
+}
+
+}  // namespace
+
+TEST(BoundedCopy, StrlcpyBoundsAndMeasures)
+{
+    struct Case {
+        size_t size;
+        const char *want;
+    };
+    const Case cases[] = {{1, ""}, {2, "h"}, {5, "hell"}, {6, "hello"}, {9, "hello"}};
+    for (const Case &c : cases) {
+        char buf[10];
+        std::memset(buf, '#', sizeof buf);
+        EXPECT_EQ(ox_strlcpy(buf, "hello", c.size), 5u);
+        EXPECT_STREQ(buf, c.want);
+        EXPECT_EQ(buf[c.size], '#') << "wrote past the size " << c.size;
+    }
+    char buf[4] = "abc";
+    EXPECT_EQ(ox_strlcpy(buf, "hello", 0), 5u);
+    EXPECT_STREQ(buf, "abc");
+    EXPECT_EQ(ox_strlcpy(nullptr, "hello", 8), 5u);
+    EXPECT_EQ(ox_strlcpy(buf, nullptr, 4), 0u);
+    EXPECT_STREQ(buf, "abc");
+}
+
+TEST(BoundedCopy, StrlcatResultsAndBounds)
+{
+    struct Case {
+        const char *dst;
+        const char *src;
+        size_t size;
+        size_t result;
+        const char *want;
+    };
+    const Case cases[] = {
+        {"ab", "cde", 10, 5, "abcde"},
+        {"ab", "cde", 5, 5, "abcd"},
+        {"ab", "cde", 3, 5, "ab"},
+        {"abcd", "xy", 4, 6, "abcd"},  // no terminator within size: size + strlen(src)
+        {"abcd", "xy", 2, 4, "abcd"},
+        {"", "xy", 1, 2, ""},
+        {"ab", "", 3, 2, "ab"},
+    };
+    for (const Case &c : cases) {
+        char buf[16];
+        std::memset(buf, '#', sizeof buf);
+        std::strcpy(buf, c.dst);
+        EXPECT_EQ(ox_strlcat(buf, c.src, c.size), c.result) << c.dst << "+" << c.src << "@" << c.size;
+        EXPECT_STREQ(buf, c.want);
+    }
+    char buf[8] = "ab";
+    EXPECT_EQ(ox_strlcat(buf, nullptr, sizeof buf), 2u);
+    EXPECT_EQ(ox_strlcat(nullptr, "xyz", 8), 3u);
+}
+
+TEST(BoundedCopy, WideCopyAndConcatenate)
+{
+    auto src = wide("hello");
+    ox_wchar buf[8];
+    std::fill(std::begin(buf), std::end(buf), 0x2323);
+    EXPECT_EQ(ox_wcslcpy(buf, src.data(), 4), 5u);
+    EXPECT_EQ(ox_wcslen(buf), 3u);
+    EXPECT_EQ(buf[4], 0x2323);
+    auto tail = wide("XY");
+    EXPECT_EQ(ox_wcslcat(buf, tail.data(), 8), 5u);
+    EXPECT_EQ(ox_wcslen(buf), 5u);
+    EXPECT_EQ(buf[4], 'Y');
+    EXPECT_EQ(ox_wcslcat(buf, tail.data(), 6), 7u);
+    EXPECT_EQ(ox_wcslen(buf), 5u);
+    EXPECT_EQ(ox_wcslcat(buf, tail.data(), 3), 5u) << "no terminator within size";
+    EXPECT_EQ(ox_wcslen(nullptr), 0u);
+    EXPECT_EQ(ox_wcslcpy(buf, nullptr, 8), 0u);
+}
+
+// Folding to upper case puts '_' (0x5F) after the letters; bytes from 0x80
+// compare as they are.
+TEST(Compare, StraicmpOrderAsData)
+{
+    struct Case {
+        const char *a;
+        const char *b;
+        int sign;
+    };
+    const Case cases[] = {
+        {"abc", "ABC", 0}, {"a_b", "aZb", 1}, {"A_B", "azb", 1}, {"_", "z", 1},
+        {"abc", "abd", -1}, {"ab", "abc", -1}, {"\xC3\xA9", "\xC3\x89", 1},
+        {"", "", 0}, {nullptr, "", 0}, {"a", nullptr, 1}, {"[", "a", 1},
+    };
+    auto sign = [](int v) { return (v > 0) - (v < 0); };
+    for (const Case &c : cases)
+        EXPECT_EQ(sign(ox_straicmp(c.a, c.b)), c.sign) << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
+    EXPECT_EQ(ox_straicmp("a_", "aA"), '_' - 'A');
+    const char *same = "x";
+    EXPECT_EQ(ox_straicmp(same, same), 0);
+}
+
+TEST(Search, CaseInsensitiveAndBoundedSearch)
+{
+    const char *h = "Backup of SERVER_one finished";
+    EXPECT_EQ(ox_stristr(h, "server_ONE"), h + 10);
+    EXPECT_EQ(ox_stristr(h, ""), h);
+    EXPECT_EQ(ox_stristr(h, "servers"), nullptr);
+    EXPECT_EQ(ox_stristr(nullptr, "a"), nullptr);
+    EXPECT_EQ(ox_stristr("\xC3\xA9t\xC3\xA9", "\xC3\x89"), nullptr) << "no folding beyond ASCII";
+
+    auto wh = wide("Daily FULL run");
+    auto wn = wide("full");
+    EXPECT_EQ(ox_wcsistr(wh.data(), wn.data()), wh.data() + 6);
+    auto missing = wide("fullx");
+    EXPECT_EQ(ox_wcsistr(wh.data(), missing.data()), nullptr);
+
+    EXPECT_EQ(ox_strnstr(h, "of", 10), h + 7);
+    EXPECT_EQ(ox_strnstr(h, "of", 8), nullptr) << "must lie wholly within len";
+    EXPECT_EQ(ox_strnstr(h, "of", 9), h + 7);
+    EXPECT_EQ(ox_strnstr("ab", "abc", 100), nullptr);
+    EXPECT_EQ(ox_strnstr(h, "", 0), h);
+
+    EXPECT_EQ(ox_strcount("aaaa", "aa"), 2u);
+    EXPECT_EQ(ox_strcount("a,b,,c", ","), 3u);
+    EXPECT_EQ(ox_strcount("abc", ""), 0u);
+    EXPECT_EQ(ox_strcount(nullptr, "a"), 0u);
+}
+
+TEST(Case, FoldsOnlyAsciiLetters)
+{
+    char s[] = "MiXeD_\xC3\x89t\xC3\xA9 9";
+    EXPECT_EQ(ox_strlower(s), s);
+    EXPECT_STREQ(s, "mixed_\xC3\x89t\xC3\xA9 9");
+    EXPECT_EQ(ox_strupper(s), s);
+    EXPECT_STREQ(s, "MIXED_\xC3\x89T\xC3\xA9 9");
+    EXPECT_EQ(ox_strlower(nullptr), nullptr);
+}
+
+TEST(Edit, ReplaceIsBoundedAndAllOrNothing)
+{
+    char buf[16] = "a-b-c";
+    EXPECT_EQ(ox_strreplace(buf, sizeof buf, "-", "::"), 2);
+    EXPECT_STREQ(buf, "a::b::c");
+    EXPECT_EQ(ox_strreplace(buf, sizeof buf, "::", ""), 2);
+    EXPECT_STREQ(buf, "abc");
+    EXPECT_EQ(ox_strreplace(buf, sizeof buf, "x", "y"), 0);
+    EXPECT_EQ(ox_strreplace(buf, sizeof buf, "", "y"), 0);
+
+    char tight[8] = "aaa";
+    EXPECT_EQ(ox_strreplace(tight, 8, "aa", "b"), 1) << "left to right, no overlap";
+    EXPECT_STREQ(tight, "ba");
+    EXPECT_EQ(ox_strreplace(tight, 8, "a", "1234567"), -1) << "needs 8 bytes and a terminator";
+    EXPECT_EQ(ox_error_get_last(), OX_ENOBUFS);
+    EXPECT_STREQ(tight, "ba");
+    EXPECT_EQ(ox_strreplace(tight, 8, "a", "123456"), 1) << "exactly fills the buffer";
+    EXPECT_STREQ(tight, "b123456");
+
+    char unterminated[4] = {'a', 'b', 'c', 'd'};
+    EXPECT_EQ(ox_strreplace(unterminated, 4, "a", "b"), -1);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(ox_strreplace(nullptr, 4, "a", "b"), -1);
+    EXPECT_EQ(ox_strreplace(tight, 8, "a", nullptr), -1);
+}
+
+TEST(Edit, AppendGrowsAndSurvivesAllocationFailure)
+{
+    char *s = ox_strappend(nullptr, "back");
+    ASSERT_NE(s, nullptr);
+    s = ox_strappend(s, "up");
+    ASSERT_NE(s, nullptr);
+    EXPECT_STREQ(s, "backup");
+    EXPECT_EQ(ox_strappend(s, nullptr), s);
+    cairn::mem_free(s);
+
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
+    for_each_allocation_failure([] {
+        char *first = ox_strappend(nullptr, "one");
+        if (first == nullptr)
+            return false;
+        char *both = ox_strappend(first, " two");
+        if (both == nullptr) {
+            EXPECT_STREQ(first, "one") << "the original is untouched on failure";
+            cairn::mem_free(first);
+            return false;
+        }
+        EXPECT_STREQ(both, "one two");
+        cairn::mem_free(both);
+        return true;
+    });
+}
+
+TEST(Numbers, StrtollResultsAsData)
+{
+    struct Case {
+        const char *text;
+        int64_t value;
+    };
+    const Case cases[] = {
+        {"", 0},
+        {"0", 0},
+        {"42", 42},
+        {"  -17", -17},
+        {"+8", 8},
+        {"9223372036854775806", INT64_MAX - 1},
+        {"-9223372036854775807", INT64_MIN + 1},
+        {"-9223372036854775808", OX_STRTOLL_FAILED},  // exactly the smallest value
+        {"9223372036854775808", OX_STRTOLL_FAILED},   // range error
+        {"-99999999999999999999", OX_STRTOLL_FAILED},
+        {"12abc", OX_STRTOLL_FAILED},
+        {"12 ", OX_STRTOLL_FAILED},
+        {"abc", OX_STRTOLL_FAILED},
+        {" ", OX_STRTOLL_FAILED},
+        {"0x10", OX_STRTOLL_FAILED},  // base 10 only
+        {nullptr, OX_STRTOLL_FAILED},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(ox_strtoll(c.text), c.value) << (c.text ? c.text : "(null)");
+    EXPECT_EQ(OX_STRTOLL_FAILED, INT64_MAX);
+}
+
+TEST(Vectors, AllocateZeroFilledAndCleanUpOnFailure)
+{
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
+    int needed = for_each_allocation_failure([] {
+        char **v = ox_strvalloc(3, 16);
+        if (v == nullptr)
+            return false;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NE(v[i], nullptr);
+            EXPECT_EQ(std::string(v[i], 16), std::string(16, '\0'));
+        }
+        EXPECT_EQ(v[3], nullptr);
+        ox_strvfree(v);
+        return true;
+    });
+    EXPECT_EQ(needed, 5) << "vector plus three blocks, succeeding at the fifth";
+
+    char **empty = ox_strvalloc(0, 8);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(empty[0], nullptr);
+    ox_strvfree(empty);
+    EXPECT_EQ(ox_strvalloc(-1, 8), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    ox_strvfree(nullptr);
+}
+
+TEST(Vectors, JoinWithAndWithoutSeparator)
+{
+    char a[] = "usr", b[] = "", c[] = "bin";
+    char *v[] = {a, b, c, nullptr};
+    struct Case {
+        char sep;
+        const char *want;
+    };
+    for (Case k : {Case{'/', "usr//bin"}, Case{'\0', "usrbin"}}) {
+        char *joined = ox_strvcat(v, k.sep);
+        ASSERT_NE(joined, nullptr);
+        EXPECT_STREQ(joined, k.want);
+        cairn::mem_free(joined);
+    }
+    char *none[] = {nullptr};
+    char *joined = ox_strvcat(none, ',');
+    ASSERT_NE(joined, nullptr);
+    EXPECT_STREQ(joined, "");
+    cairn::mem_free(joined);
+    EXPECT_EQ(ox_strvcat(nullptr, ','), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    for_each_allocation_failure([&] {
+        char *s = ox_strvcat(v, ',');
+        if (s == nullptr)
+            return false;
+        EXPECT_STREQ(s, "usr,,bin");
+        cairn::mem_free(s);
+        return true;
+    });
+}

@@ -1,0 +1,433 @@
+// UTF-8 decoding and encoding, lengths and validity, and the conversions
+// between UTF-8 and 16-bit wide text.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "capture_fd.hpp"
+#include "cairn/frame.h"
+#include "cairn/text.h"
+#include "debug_scope.hpp"
+#include "text/utf8_codec.hpp"
+
+using cairn::testing::CaptureFd;
+using cairn::testing::DebugScope;
+
+namespace {
+
+using WideString = std::vector<ox_wchar>;
+
+WideString wide(std::initializer_list<ox_wchar> units)
+{
+    WideString w(units);
+    w.push_back(0);
+    return w;
+}
+
+// Convert with a generous output; returns the units without the terminator.
+WideString to_wide(const char *in, int *result)
+{
+    WideString out(std::strlen(in) + 1, 0xFFFF);
+    size_t count = 99;
+    *result = ox_utf8s_to_wcs(out.data(), in, out.size(), &count);
+    EXPECT_EQ(out[count], 0) << "terminated after the count";
+    out.resize(count);
+    return out;
+}
+
+// The reference: convert character by character with ox_utf8_to_wc.
+WideString to_wide_stepwise(const char *in)
+{
+    WideString out;
+    while (*in) {
+        ox_wchar wc = 0;
+        int len = 0;
+        if (ox_utf8_to_wc(&wc, in, std::strlen(in), &len) == 0) {
+            out.push_back(wc);
+            in += len;
+        } else {
+            out.push_back('?');
+            in += 1;
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+// The class table as data: each row's boundaries encode to the row's length,
+// decode back, and the overlong form of the value below each minimum fails.
+TEST(Utf8Codec, ClassTableBoundaries)
+{
+    using namespace cairn::utf8;
+    for (int row = 0; row < kMaxSequence; ++row) {
+        const ClassRow &r = kClassTable[row];
+        SCOPED_TRACE(row + 1);
+        for (uint32_t v : {r.minimum, r.limit}) {
+            unsigned char buf[8] = {};
+            int len = encode(v, buf);
+            EXPECT_EQ(len, row + 1);
+            EXPECT_EQ(buf[0] & r.lead_mask, r.lead_value);
+            uint32_t back = 0xDEAD;
+            EXPECT_EQ(decode_by_table(buf, sizeof buf, &back), row + 1);
+            EXPECT_EQ(back, v);
+            EXPECT_EQ(decode(buf, sizeof buf, &back), row + 1);
+        }
+        if (row > 0) {
+            // The value just below the minimum, forced into this row's length.
+            uint32_t v = r.minimum - 1;
+            unsigned char buf[8] = {};
+            int shift = r.shift;
+            buf[0] = static_cast<unsigned char>((v >> shift) | r.lead_value);
+            for (int i = 1; shift > 0; ++i) {
+                shift -= 6;
+                buf[i] = static_cast<unsigned char>(((v >> shift) & 63) | 0x80);
+            }
+            uint32_t back = 0;
+            EXPECT_EQ(decode_by_table(buf, sizeof buf, &back), kInvalid) << "overlong";
+            EXPECT_EQ(decode(buf, sizeof buf, &back), kInvalid) << "overlong";
+        }
+    }
+}
+
+// The inline decoder agrees with the table walk on every sequence of up to
+// three bytes, at every number of bytes available.
+TEST(Utf8Codec, FastDecoderMatchesTableExhaustively)
+{
+    using namespace cairn::utf8;
+    unsigned char buf[8] = {};
+    for (uint32_t b0 = 1; b0 < 256; ++b0) {
+        buf[0] = static_cast<unsigned char>(b0);
+        for (uint32_t b1 = 0; b1 < 256; ++b1) {
+            buf[1] = static_cast<unsigned char>(b1);
+            for (uint32_t b2 = 0; b2 < 256; b2 += (b0 >= 0xE0 && b0 < 0xF0) ? 1 : 85) {
+                buf[2] = static_cast<unsigned char>(b2);
+                for (size_t avail = 1; avail <= 4; ++avail) {
+                    uint32_t a = 0, b = 0;
+                    int la = decode_by_table(buf, avail, &a);
+                    int lb = decode(buf, avail, &b);
+                    ASSERT_EQ(la, lb) << std::hex << b0 << ' ' << b1 << ' ' << b2 << " avail " << avail;
+                    if (la > 0) {
+                        ASSERT_EQ(a, b);
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(Utf8Chars, DecodeOneCharacterResults)
+{
+    struct Case {
+        const char *bytes;
+        size_t avail;
+        int result;
+        ox_wchar wc;
+        int len;
+    };
+    const Case cases[] = {
+        {"A", 1, 0, 'A', 1},
+        {"\xC3\xA9", 2, 0, 0xE9, 2},
+        {"\xC3\xA9", 1, 1, 0x7777, -1},            // cut off by the bytes available
+        {"\xE6\x97\xA5", 3, 0, 0x65E5, 3},
+        {"\xE6\x97", 3, 1, 0x7777, -1},            // cut off by the terminator
+        {"\xF0\x9F\x98\x80", 4, 0, 0xF600, 4},     // U+1F600 keeps its low 16 bits
+        {"\xED\xA0\x80", 3, 0, 0xD800, 3},         // a surrogate value decodes as such
+        {"\xC0\x80", 2, 1, 0x7777, -1},            // overlong NUL
+        {"\xE0\x80\xAF", 3, 1, 0x7777, -1},        // overlong '/'
+        {"\x80", 1, 1, 0x7777, -1},                // stray continuation byte
+        {"\xFF", 1, 1, 0x7777, -1},
+        {"\xFC\x84\x80\x80\x80\x80", 6, 0, 0x0000, 6},  // U+4000000, six bytes
+        {"\xC3\x28", 2, 1, 0x7777, -1},
+        {"", 5, 31, 0, 0},                          // empty: stores 0 and length 0
+        {"A", 0, 31, 0x7777, -1},                   // no bytes available
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::PrintToString(std::string(c.bytes)));
+        ox_wchar wc = 0x7777;
+        int len = 42;
+        EXPECT_EQ(ox_utf8_to_wc(&wc, c.bytes, c.avail, &len), c.result);
+        EXPECT_EQ(wc, c.wc);
+        EXPECT_EQ(len, c.len);
+        EXPECT_EQ(ox_utf8_to_wc(nullptr, c.bytes, c.avail, nullptr), c.result) << "NULL outputs";
+    }
+    EXPECT_EQ(ox_utf8_to_wc(nullptr, nullptr, 4, nullptr), 31);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+}
+
+TEST(Utf8Chars, EncodeOneCharacter)
+{
+    struct Case {
+        ox_wchar wc;
+        const char *bytes;
+    };
+    const Case cases[] = {{0, "\0"}, {'A', "A"}, {0x7F, "\x7F"}, {0x80, "\xC2\x80"},
+                          {0x7FF, "\xDF\xBF"}, {0x800, "\xE0\xA0\x80"}, {0xD800, "\xED\xA0\x80"},
+                          {0xF8A9, "\xEF\xA2\xA9"}, {0xFFFF, "\xEF\xBF\xBF"}};
+    for (const Case &c : cases) {
+        char out[4] = {'x', 'x', 'x', 'x'};
+        int len = -5;
+        size_t want = c.wc == 0 ? 1 : std::strlen(c.bytes);
+        EXPECT_EQ(ox_wc_to_utf8(out, c.wc, &len), 0);
+        EXPECT_EQ(len, static_cast<int>(want));
+        EXPECT_EQ(std::memcmp(out, c.bytes, want), 0) << std::hex << c.wc;
+        EXPECT_EQ(out[3], 'x') << "room for three bytes only, no terminator";
+    }
+    int len = 7;
+    EXPECT_EQ(ox_wc_to_utf8(nullptr, 'A', &len), 31);
+    EXPECT_EQ(len, 0);
+}
+
+TEST(Utf8Chars, LengthsAndValidity)
+{
+    EXPECT_EQ(ox_utf8_len("\xE6\x97\xA5x", 4), 3);
+    EXPECT_EQ(ox_utf8_len("", 4), 0);
+    EXPECT_EQ(ox_utf8_len(nullptr, 4), 0);
+    EXPECT_EQ(ox_utf8_len("\xE6\x97\xA5", 2), -1);
+    EXPECT_EQ(ox_utf8_len("a", 0), -1);
+    EXPECT_EQ(ox_utf8_len("\xC0\xAF", 2), -1);
+
+    EXPECT_EQ(ox_utf8s_len(nullptr), 0);
+    EXPECT_EQ(ox_utf8s_len(""), 0);
+    EXPECT_EQ(ox_utf8s_len("a\xC3\xA9\xE6\x97\xA5\xF0\x9F\x98\x80"), 4);
+    EXPECT_EQ(ox_utf8s_len("ab\xC0\x80"), -1);
+    EXPECT_EQ(ox_utf8s_len("ab\xE6\x97"), -1) << "cut off at the terminator";
+
+    EXPECT_TRUE(is_utf8_mb("\xC3\xA9", 2));
+    EXPECT_TRUE(is_utf8_mb("", 1));
+    EXPECT_FALSE(is_utf8_mb("\xC3", 1));
+    EXPECT_FALSE(is_utf8_mb(nullptr, 3));
+    EXPECT_TRUE(is_utf8_mbs(nullptr));
+    EXPECT_TRUE(is_utf8_mbs(""));
+    EXPECT_TRUE(is_utf8_mbs("x\xEF\xBF\xBF"));
+    EXPECT_FALSE(is_utf8_mbs("x\xF8"));
+}
+
+// Judged by shape only: continuation bytes after any lead from 0xC0 count.
+TEST(Utf8Chars, NextCharacterByteCountByShape)
+{
+    struct Case {
+        const char *s;
+        int n;
+    };
+    const Case cases[] = {
+        {nullptr, 0}, {"", 0}, {"a", 1}, {"\xC3", 1}, {"\x80\x80", 1}, {"ab", 1},
+        {"\xC3\xA9", 2}, {"\xC3\xA9\xA9\xA9", 4},             // the class is not consulted
+        {"\xFF\x80\x80\x80\x80\x80\x80\x80", 6},               // capped at six
+        {"\xE6\x97\xA5", 3}, {"\xE6x", 1},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(utf8_num_bytes_in_next_utf8_char(c.s), c.n) << (c.s ? c.s : "(null)");
+}
+
+TEST(Utf8Chars, EightBitTextLengthAsUtf8)
+{
+    EXPECT_EQ(ox_calc_utf8_len(nullptr), 0u);
+    EXPECT_EQ(ox_calc_utf8_len(""), 0u);
+    EXPECT_EQ(ox_calc_utf8_len("abc"), 3u);
+    EXPECT_EQ(ox_calc_utf8_len("\xE9t\xE9\x7F\x80\xFF"), 10u);
+}
+
+TEST(Utf8ToWide, ReplacementAndWideValues)
+{
+    struct Case {
+        const char *in;
+        int result;
+        WideString want;
+    };
+    const Case cases[] = {
+        {"\xC3\x28", 1, {'?', '('}},
+        {"\xC0\x80", 1, {'?', '?'}},  // each bad byte replaced by itself
+        {"\xF0\x9F\x98\x80", 0, {0xF600}},
+        {"a\xE6\x97\xA5z", 0, {'a', 0x65E5, 'z'}},
+        {"\xE6\x97", 1, {'?', '?'}},
+        {"\xFE\xFF", 1, {'?', '?'}},
+        {"\xED\xB0\x80", 0, {0xDC00}},
+    };
+    for (const Case &c : cases) {
+        int result = -1;
+        EXPECT_EQ(to_wide(c.in, &result), c.want) << c.in;
+        EXPECT_EQ(result, c.result) << c.in;
+    }
+}
+
+TEST(Utf8ToWide, ArgumentsAndEmptyInput)
+{
+    ox_wchar out[4] = {9, 9, 9, 9};
+    size_t count = 7;
+    EXPECT_EQ(ox_utf8s_to_wcs(nullptr, "a", 4, &count), 31);
+    EXPECT_EQ(count, 0u);
+    count = 7;
+    EXPECT_EQ(ox_utf8s_to_wcs(out, nullptr, 4, &count), 31);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(ox_utf8s_to_wcs(out, "", 4, &count), 0);
+    EXPECT_EQ(out[0], 0);
+    EXPECT_EQ(count, 0u);
+    out[0] = 9;
+    EXPECT_EQ(ox_utf8s_to_wcs(out, "abc", 0, &count), 0) << "no room: nothing written";
+    EXPECT_EQ(out[0], 9);
+    EXPECT_EQ(ox_utf8s_to_wcs(out, "abc", 1, &count), 0);
+    EXPECT_EQ(out[0], 0);
+    EXPECT_EQ(count, 0u);
+}
+
+// Every output size, on text whose non-ASCII characters sit at every offset
+// around the sixteen-byte blocks of the ASCII path; the output never passes
+// its size and matches the stepwise reference.
+TEST(Utf8ToWide, BoundsAndFastPathAgreeWithStepwiseReference)
+{
+    const char *inserts[] = {"\xC3\xA9", "\xE6\x97\xA5", "\xF0\x9F\x98\x80", "\xC3", "\x80"};
+    for (const char *insert : inserts) {
+        for (size_t at = 0; at < 40; ++at) {
+            std::string text(at, 'a');
+            text += insert;
+            text += std::string(37, 'b');
+            WideString full = to_wide_stepwise(text.c_str());
+            for (size_t size = 1; size <= full.size() + 2; ++size) {
+                WideString out(size + 1, 0xBEEF);
+                size_t count = 0;
+                int r = ox_utf8s_to_wcs(out.data(), text.c_str(), size, &count);
+                ASSERT_TRUE(r == 0 || r == 1);
+                size_t want = std::min(full.size(), size - 1);
+                ASSERT_EQ(count, want) << "at " << at << " size " << size;
+                ASSERT_TRUE(std::equal(full.begin(), full.begin() + static_cast<long>(want), out.begin()));
+                ASSERT_EQ(out[want], 0);
+                ASSERT_EQ(out[size], 0xBEEF) << "wrote past the size";
+            }
+        }
+    }
+}
+
+TEST(WideToUtf8, CountsBoundsAndTermination)
+{
+    WideString in = wide({'a', 0xE9, 0x65E5, 0xD800});  // 1 + 2 + 3 + 3 bytes
+    const std::string want = "a\xC3\xA9\xE6\x97\xA5\xED\xA0\x80";
+    size_t count = 0;
+    EXPECT_EQ(ox_wcs_to_utf8s(nullptr, in.data(), 0, &count), 46) << "counting only";
+    EXPECT_EQ(count, want.size());
+    EXPECT_EQ(ox_wcs_to_utf8s(nullptr, in.data(), want.size() + 1, &count), 0);
+    EXPECT_EQ(count, want.size());
+
+    // The whole characters that fit, terminated, at every size.
+    const size_t ends[] = {0, 1, 3, 6, 9};
+    for (size_t size = 1; size <= want.size() + 1; ++size) {
+        std::string out(size + 1, '#');
+        int r = ox_wcs_to_utf8s(out.data(), in.data(), size, &count);
+        size_t fit = 0;
+        for (size_t e : ends)
+            if (e < size)
+                fit = e;
+        EXPECT_EQ(r, fit == want.size() ? 0 : 46) << size;
+        EXPECT_EQ(count, fit);
+        EXPECT_EQ(out.substr(0, fit), want.substr(0, fit));
+        EXPECT_EQ(out[fit], '\0');
+        EXPECT_EQ(out[size], '#') << "wrote past the size";
+    }
+    char one = '#';
+    EXPECT_EQ(ox_wcs_to_utf8s(&one, in.data(), 0, &count), 46);
+    EXPECT_EQ(one, '#') << "size 0 writes nothing";
+    EXPECT_EQ(ox_error_get_last(), OX_ENOBUFS);
+
+    EXPECT_EQ(ox_wcs_to_utf8s(&one, nullptr, 4, &count), 31);
+    WideString empty = wide({});
+    char out[2] = {'x', 'x'};
+    EXPECT_EQ(ox_wcs_to_utf8s(out, empty.data(), 2, &count), 0);
+    EXPECT_EQ(out[0], '\0');
+    EXPECT_EQ(count, 0u);
+}
+
+TEST(WideToUtf8, RoundTripOfEveryUnit)
+{
+    WideString all;
+    for (uint32_t u = 1; u <= 0xFFFF; ++u)
+        all.push_back(static_cast<ox_wchar>(u));
+    all.push_back(0);
+    size_t need = 0;
+    ASSERT_EQ(ox_wcs_to_utf8s(nullptr, all.data(), 0, &need), 46);
+    std::string text(need + 1, '\0');
+    ASSERT_EQ(ox_wcs_to_utf8s(text.data(), all.data(), text.size(), &need), 0);
+    WideString back(all.size(), 0);
+    size_t count = 0;
+    ASSERT_EQ(ox_utf8s_to_wcs(back.data(), text.c_str(), back.size(), &count), 0);
+    EXPECT_EQ(count, all.size() - 1);
+    EXPECT_EQ(back, all);
+}
+
+TEST(Truncate, DropsStraddlingCharacterWhole)
+{
+    char out[16];
+    std::memset(out, '#', sizeof out);
+    // "abcde" then a two-byte character at bytes 5..6: size 7 puts byte 6
+    // (its continuation) at position size - 1.
+    EXPECT_EQ(utf8_truncate_to_char_boundary("abcde\xC3\xA9xyz", out, 7), out);
+    EXPECT_STREQ(out, "abcde");
+    // An ASCII byte at position size - 1 is left out too.
+    EXPECT_EQ(utf8_truncate_to_char_boundary("abcdefghij", out, 7), out);
+    EXPECT_STREQ(out, "abcdef");
+    // A character that would fit exactly is still left out.
+    EXPECT_EQ(utf8_truncate_to_char_boundary("abcd\xE6\x97\xA5xyz", out, 7), out);
+    EXPECT_STREQ(out, "abcd");
+    // Shorter text is copied whole.
+    EXPECT_EQ(utf8_truncate_to_char_boundary("abc\xC3\xA9", out, 7), out);
+    EXPECT_STREQ(out, "abc\xC3\xA9");
+}
+
+TEST(Truncate, RefusesBadArgumentsAndLeadlessText)
+{
+    char out[16] = "keep";
+    EXPECT_EQ(utf8_truncate_to_char_boundary(nullptr, out, 8), nullptr);
+    EXPECT_EQ(utf8_truncate_to_char_boundary("", out, 8), nullptr);
+    EXPECT_EQ(utf8_truncate_to_char_boundary("abcdefgh", nullptr, 8), nullptr);
+    EXPECT_EQ(utf8_truncate_to_char_boundary("abcdefgh", out, 6), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_STREQ(out, "keep");
+    EXPECT_EQ(utf8_truncate_to_char_boundary("a\x80\x80\x80\x80\x80\x80\x80\x80", out, 8), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EILSEQ);
+    EXPECT_STREQ(out, "keep");
+}
+
+TEST(Truncate, DebugLines)
+{
+    char out[16];
+    {
+        DebugScope quiet(0, 0);
+        CaptureFd err(2);
+        utf8_truncate_to_char_boundary("abcde\xC3\xA9xyz", out, 7);
+        EXPECT_EQ(err.text(), "");
+    }
+    {
+        DebugScope verbose(7, 0);
+        CaptureFd err(2);
+        utf8_truncate_to_char_boundary("abcde\xC3\xA9xyz", out, 7);
+        EXPECT_EQ(err.text(), "byte #6 = a9\nbyte #5 = c3\ninput truncated to strlen(abcde)=5\n");
+    }
+    {
+        DebugScope trace_only(0, 4);
+        CaptureFd err(2);
+        utf8_truncate_to_char_boundary("a\x80\x80\x80\x80\x80\x80\x80\x80", out, 8);
+        EXPECT_EQ(err.text(), "No lead UTF-8 byte found for truncation\n");
+    }
+    {
+        DebugScope byte_trace(0, 64);
+        CaptureFd err(2);
+        utf8_truncate_to_char_boundary("abcdefghij", out, 7);
+        EXPECT_EQ(err.text(), "byte #6 = 67\n");
+    }
+}
+
+TEST(PathEncoding, BoundedCopy)
+{
+    char out[6] = "#####";
+    size_t len = 9;
+    EXPECT_EQ(ox_ensure_path_encoding(out, "C:\\dir\\file", sizeof out, &len), 0);
+    EXPECT_STREQ(out, "C:\\di");
+    EXPECT_EQ(len, 5u);
+    EXPECT_EQ(ox_ensure_path_encoding(out, nullptr, sizeof out, &len), 0);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(len, 0u);
+    EXPECT_EQ(ox_ensure_path_encoding(nullptr, "x", 4, &len), 0);
+    EXPECT_EQ(len, 0u);
+}
