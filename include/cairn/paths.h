@@ -8,6 +8,7 @@
 #include <stdint.h>
 
 #include "cairn/export.h"
+#include "cairn/text.h"
 
 CAIRN_BEGIN_DECLS
 
@@ -32,9 +33,7 @@ CAIRN_BEGIN_DECLS
 /** Size of the library's path buffers, terminator included. */
 #define OX_PATH_MAX 13312
 
-/** Wide text for the system's wide path calls: 16-bit units, no surrogate
- *  pairs. */
-typedef uint16_t ox_path_wchar;
+/* Wide paths use the library's 16-bit wide text, ox_wchar (cairn/text.h). */
 
 /* ------------------------------------------------------------------------
  * UNC names (separator '\\'; '/' is accepted in their place)
@@ -81,7 +80,7 @@ CAIRN_API const char *get_unc_file_path(const char *path);
  * @return the position after the prefix; @p path itself when it is not a
  *         UNC name; NULL for NULL.
  */
-CAIRN_API const ox_path_wchar *unc_skip_prefixw(const ox_path_wchar *path);
+CAIRN_API const ox_wchar *unc_skip_prefixw(const ox_wchar *path);
 
 /* ------------------------------------------------------------------------
  * Canonical forms
@@ -162,7 +161,7 @@ CAIRN_API char *convertDriveToUpper(char *path);
  *  @return @p path; NULL for NULL or a bad separator. */
 CAIRN_API char *adddirsep(char *path, int sep);
 /** adddirsep() for wide paths (the limit counts 16-bit units). */
-CAIRN_API ox_path_wchar *adddirsepw(ox_path_wchar *path, int sep);
+CAIRN_API ox_wchar *adddirsepw(ox_wchar *path, int sep);
 
 /** Remove trailing @p sep characters, never the first character.
  *  @return how many were removed (0 for paths shorter than 2, for NULL and
@@ -340,7 +339,7 @@ CAIRN_API char *fullpath2(const char *name, const char *dir, char *out, size_t s
  *         size 0.  On any result but 0, @p out holds the empty
  *         string (when @p size > 0).
  */
-CAIRN_API int ox_utf8_to_widepath(const char *path, ox_path_wchar *out, size_t size, ox_path_wchar **after_prefix);
+CAIRN_API int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size, ox_wchar **after_prefix);
 
 CAIRN_END_DECLS
 

@@ -42,7 +42,7 @@ extern "C" {
 
 char *adddirsep(char *path, int sep) { return add_separator(path, sep); }
 
-ox_path_wchar *adddirsepw(ox_path_wchar *path, int sep) { return add_separator(path, sep); }
+ox_wchar *adddirsepw(ox_wchar *path, int sep) { return add_separator(path, sep); }
 
 int rmdirsep(char *path, int sep)
 {

@@ -32,7 +32,7 @@ const char *get_unc_file_path(const char *path)
     return path + u.file_offset;
 }
 
-const ox_path_wchar *unc_skip_prefixw(const ox_path_wchar *path)
+const ox_wchar *unc_skip_prefixw(const ox_wchar *path)
 {
     if (path == nullptr)
         return nullptr;

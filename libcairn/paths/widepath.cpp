@@ -103,7 +103,7 @@ int convert_whole(const char *source, WideUnit *out, std::size_t room)
 }  // namespace
 }  // namespace cairn::paths
 
-extern "C" int ox_utf8_to_widepath(const char *path, ox_path_wchar *out, size_t size, ox_path_wchar **after_prefix)
+extern "C" int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size, ox_wchar **after_prefix)
 {
     using namespace cairn::paths;
     if (after_prefix != nullptr)
@@ -129,7 +129,7 @@ extern "C" int ox_utf8_to_widepath(const char *path, ox_path_wchar *out, size_t 
     }
     if (prefix != nullptr)
         std::memcpy(out, prefix, prefix_len * sizeof(WideUnit));
-    for (ox_path_wchar *p = out + prefix_len; *p != 0; ++p)
+    for (ox_wchar *p = out + prefix_len; *p != 0; ++p)
         if (*p == '/')
             *p = '\\';
     if (after_prefix != nullptr)

@@ -29,7 +29,7 @@ TEST(AddSeparator, AsTable)
         auto buf = exact_copy(c.in, 1);
         EXPECT_EQ(adddirsep(buf.get(), c.sep), buf.get());
         EXPECT_STREQ(buf.get(), c.out) << c.in;
-        std::vector<ox_path_wchar> wide(std::strlen(c.in) + 2, 0);
+        std::vector<ox_wchar> wide(std::strlen(c.in) + 2, 0);
         std::copy(c.in, c.in + std::strlen(c.in), wide.begin());
         EXPECT_EQ(adddirsepw(wide.data(), c.sep), wide.data());
         EXPECT_EQ(std::string(wide.begin(), wide.begin() + static_cast<long>(std::strlen(c.out))), c.out) << c.in;

@@ -52,9 +52,9 @@ const UncCase kNames[] = {
     {"\\\\?\\c:x", OX_UNC_LONG_DRIVE, "x", 4},
 };
 
-std::vector<ox_path_wchar> widen_ascii(const char *s)
+std::vector<ox_wchar> widen_ascii(const char *s)
 {
-    std::vector<ox_path_wchar> w(s, s + std::strlen(s) + 1);
+    std::vector<ox_wchar> w(s, s + std::strlen(s) + 1);
     return w;
 }
 
@@ -71,7 +71,7 @@ TEST(Unc, ClassificationAsTable)
             EXPECT_STREQ(file, c.file) << c.path;
             EXPECT_EQ(file + std::strlen(file), c.path + std::strlen(c.path)) << "a pointer into the path";
         }
-        std::vector<ox_path_wchar> wide = widen_ascii(c.path);
+        std::vector<ox_wchar> wide = widen_ascii(c.path);
         EXPECT_EQ(unc_skip_prefixw(wide.data()), wide.data() + c.prefix) << c.path;
     }
 }

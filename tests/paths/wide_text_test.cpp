@@ -63,7 +63,10 @@ TEST(WideText, BoundsAndArguments)
     EXPECT_EQ(std::string(bytes), "\xe2\x82\xac");
     EXPECT_EQ(cairn::paths::wide_to_utf8(bytes, euro, 3, &count), OX_ENOBUFS);
     EXPECT_EQ(std::string(bytes), "");
-    EXPECT_EQ(cairn::paths::wide_to_utf8(nullptr, euro, 3, &count), OX_EINVAL);
+    // Without an output it only counts, so a caller can size its buffer.
+    EXPECT_EQ(cairn::paths::wide_to_utf8(nullptr, euro, 3, &count), OX_ENOBUFS);
+    EXPECT_EQ(count, 4u);
+    EXPECT_EQ(cairn::paths::wide_to_utf8(bytes, nullptr, sizeof bytes, &count), OX_EINVAL);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ namespace {
 
 std::u16string widen(const std::string &s) { return std::u16string(s.begin(), s.end()); }
 
-std::u16string from_wide(const ox_path_wchar *p)
+std::u16string from_wide(const ox_wchar *p)
 {
     std::u16string s;
     while (*p != 0)
@@ -61,8 +61,8 @@ protected:
     int convert(const std::string &path, std::u16string &out, size_t size = OX_PATH_MAX + 8,
                 size_t *after = nullptr)
     {
-        std::vector<ox_path_wchar> buf(size == 0 ? 1 : size, 0xAAAA);
-        ox_path_wchar *after_prefix = nullptr;
+        std::vector<ox_wchar> buf(size == 0 ? 1 : size, 0xAAAA);
+        ox_wchar *after_prefix = nullptr;
         int r = ox_utf8_to_widepath(path.c_str(), buf.data(), size, &after_prefix);
         out = from_wide(buf.data());
         if (after != nullptr)
@@ -153,7 +153,7 @@ TEST_F(WidePath, OutputBounds)
     EXPECT_EQ(out.size(), 17u);
     EXPECT_EQ(convert(accents, out, 4 + 13), OX_ENOBUFS);
     cairn::testing::for_each_allocation_failure([&] {
-        std::vector<ox_path_wchar> buf(18);
+        std::vector<ox_wchar> buf(18);
         return ox_utf8_to_widepath(accents.c_str(), buf.data(), buf.size(), nullptr) == 0;
     });
 }
@@ -165,8 +165,8 @@ TEST_F(WidePath, TooLongAndBadArguments)
     EXPECT_EQ(convert("C:\\" + std::string(OX_PATH_MAX, 'x'), out), OX_EINVAL);
     EXPECT_EQ(ox_error_get_last(), OX_ENAMETOOLONG);
     EXPECT_EQ(convert(std::string(OX_PATH_MAX, 'x'), out), OX_EINVAL);
-    ox_path_wchar buf[8];
-    ox_path_wchar *after = buf + 3;
+    ox_wchar buf[8];
+    ox_wchar *after = buf + 3;
     EXPECT_EQ(ox_utf8_to_widepath(nullptr, buf, 8, &after), OX_EINVAL);
     EXPECT_EQ(after, buf);
     EXPECT_EQ(ox_utf8_to_widepath("C:\\", nullptr, 8, nullptr), OX_EINVAL);
@@ -175,7 +175,7 @@ TEST_F(WidePath, TooLongAndBadArguments)
 
 TEST(WideSeparator, AddsToWidePaths)
 {
-    ox_path_wchar path[8] = {'C', ':', 0, 0};
+    ox_wchar path[8] = {'C', ':', 0, 0};
     EXPECT_EQ(adddirsepw(path, '\\'), path);
     EXPECT_EQ(from_wide(path), u"C:\\");
     EXPECT_EQ(adddirsepw(path, '\\'), path);
