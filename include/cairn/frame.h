@@ -213,6 +213,19 @@ CAIRN_API int ox_atexit_is_executing(void);
  *  handling is enabled, and end the process with @p status. */
 CAIRN_API void ox_exit(int status);
 
+/* ------------------------------------------------------------------------
+ * Program identity
+ * ------------------------------------------------------------------------ */
+
+/** Record the program name from @p argv0: its base name (either separator),
+ *  cut at the first '.', in lower case ("C:\dir\Backup.Tool.EXE" gives
+ *  "backup").  NULL or empty is ignored. */
+CAIRN_API void ox_set_progname(const char *argv0);
+/** Copy the program name into @p dst (at most @p n - 1 bytes, terminated);
+ *  "(pid N)" when none was set.  @return @p dst, or NULL with last error
+ *  errno 22 when @p dst is NULL or @p n is not positive. */
+CAIRN_API char *ox_get_progname(char *dst, int n);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_FRAME_H */
