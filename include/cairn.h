@@ -10,5 +10,6 @@
 #include "cairn/text.h"
 #include "cairn/time.h"
 #include "cairn/paths.h"
+#include "cairn/messages.h"
 
 #endif /* CAIRN_H */

@@ -257,6 +257,150 @@ CAIRN_API int ox_utf8swidth(const char *text, int n);
 /** The same as ox_utf8swidth(). */
 CAIRN_API int ox_mbswidth(const char *text, int n);
 
+/* ------------------------------------------------------------------------
+ * The debug log
+ *
+ * Lines go to the process debug stream and then to the calling thread's
+ * debug stream, each that is open; with neither open they fall back to
+ * standard error through msg_print().  Every line that carries a prefix
+ * starts with the local time (when need_timestamps() is on) and the
+ * program name: "11/15/26 18:22:52 prog: " or "prog: ".  Debug streams are
+ * unbuffered, so a crash loses no line.  No lock guards the settings or the
+ * process stream: they are plain variables read by every thread.
+ * ------------------------------------------------------------------------ */
+
+/** Switches set through the debug-control file and read by the subsystems
+ *  that use them (all 0 at start but DriveStealExclusion, 30). */
+CAIRN_API extern int32_t PrintDevInfo;
+CAIRN_API extern int32_t PrintBxrAuthInfo;
+CAIRN_API extern int32_t FlushDnsCache;
+CAIRN_API extern int32_t PrintDnsCache;
+CAIRN_API extern int32_t LogDnsThreshold;
+CAIRN_API extern int32_t JukeboxThrottle;
+CAIRN_API extern int32_t DriveStealExclusion;
+CAIRN_API extern int32_t PatchDebug;
+CAIRN_API extern int32_t PrintDeviceSelection;
+CAIRN_API extern int32_t JobsdbFullPurge;
+
+/** Open @p name in append mode as the process debug stream (unbuffered).
+ *  A stream already open is replaced without being closed (with a warning
+ *  at level 1 or trace bit 1).  NULL or "" keeps the current stream.  An
+ *  open failure leaves no stream, so lines fall back to standard error. */
+CAIRN_API void dfopen(const char *name);
+/** The same for the calling thread's debug stream; an existing stream of
+ *  the thread is closed first unless it was lent. */
+CAIRN_API void dfopen_at_thread_level(const char *name);
+/** Close the process stream (dfclose()) and use the caller's @p fhp in its
+ *  place; the caller keeps owning it.  NULL changes nothing. */
+CAIRN_API void dfopen_use_existing_filehndl(FILE *fhp);
+/** The same for the calling thread's stream. */
+CAIRN_API void dfopen_use_existing_thread_filehndl(FILE *fhp);
+/** @return the process debug stream, or NULL. */
+CAIRN_API FILE *dfopen_filehndl(void);
+/** @return the calling thread's debug stream, or NULL. */
+CAIRN_API FILE *dfopen_thread_filehndl(void);
+/** Forget the calling thread's stream without closing it. */
+CAIRN_API void dfopen_varp_reset(void);
+/** Close the process stream unless it was lent; it is forgotten either
+ *  way.  A failed close is reported at level 2 or trace bit 2. */
+CAIRN_API void dfclose(void);
+/** The same for the calling thread's stream. */
+CAIRN_API void dfclose_at_thread_level(void);
+
+/** A debug line at @p level: written only when Debug >= level (tested
+ *  before any formatting). */
+CAIRN_API void dfprintf(int level, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+CAIRN_API void vdfprintf(int level, const char *fmt, va_list ap);
+/** As vdfprintf(); a level-0 line is marked "Diagnostic: " after the
+ *  prefix, and the text is written through ox_fprintf(). */
+CAIRN_API void ox_vdprintf(int level, const char *fmt, va_list ap);
+/** A debug line without level test, with a microsecond time stamp ahead of
+ *  the text while get_timestamps_dprintf() is on.  Without a stream the
+ *  line goes to standard error without prefix, and standard error and
+ *  standard output are flushed. */
+CAIRN_API void debugprintf(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+/** When Debug >= @p level, write the text to standard error without
+ *  prefix.  With "BXR_STRICT_LEVEL" set (read on every call), lines of
+ *  level 1 and above pass only when their level equals it. */
+CAIRN_API void verbprint(int level, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+/** A prefixed error line to standard error.  The prefix is joined to
+ *  @p fmt and the whole is the format (a "%" in the program name is read as
+ *  a conversion).  Nothing is written when storage cannot be had. */
+CAIRN_API void printerr(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+CAIRN_API void vprinterr(const char *fmt, va_list ap);
+/** A prefixed information line to standard output, joined as printerr(). */
+CAIRN_API void printinfo(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+CAIRN_API void vprintinfo(const char *fmt, va_list ap);
+
+/** @return the need-timestamps flag (0 at start). */
+CAIRN_API int need_timestamps(void);
+/** Set the need-timestamps flag.  @return @p on. */
+CAIRN_API int print_timestamps(int on);
+/** @return the debugprintf-timestamps flag (1 at start). */
+CAIRN_API int get_timestamps_dprintf(void);
+/** Set the debugprintf-timestamps flag.  @return @p on. */
+CAIRN_API int set_timestamps_dprintf(int on);
+/** Set Debug (no upper bound).  @return @p level. */
+CAIRN_API int liblvars_set_debug(int level);
+
+/**
+ * Length of @p prefix when @p path begins with it (case-insensitively) at
+ * a component boundary: the next character of path is "\" or the end, or
+ * the prefix is "\", a drive "C:" or a drive root "C:\".  @return that
+ * length, else 0 (0 for NULL arguments).
+ */
+CAIRN_API int preflen(const char *path, const char *prefix);
+
+/* ------------------------------------------------------------------------
+ * Run-time control
+ *
+ * An operator changes a running program's settings by writing one setting
+ * line ("Debug=3", "Trace=1,2", ...) to the debug-control file and firing
+ * the program's debug event (see docs/platform.md for how on Linux).  The
+ * library's event thread then calls the handler registered for event 17,
+ * ondbgintr() unless the program registered another.
+ * ------------------------------------------------------------------------ */
+
+/** The debug event's number. */
+#define OX_DEBUG_EVENT 17
+
+/** A handler of a library event; its result is ignored. */
+typedef int (*ox_event_handler)(int event);
+
+/** regevent() with this keeps the current handler. */
+#define OX_EVENT_HANDLER_KEEP ((ox_event_handler)1)
+
+/**
+ * Read the debug-control file and apply its setting line, then delete the
+ * file.  A missing file does nothing.  @return 1 always; events other than
+ * 17 return at once.
+ */
+CAIRN_API int ondbgintr(int event);
+
+/**
+ * Register @p handler for @p event (only 17, the debug event, exists) and
+ * make sure the event thread runs.  NULL restores ondbgintr();
+ * OX_EVENT_HANDLER_KEEP keeps the current handler.
+ * @return the previous handler; NULL for another event (last error errno
+ *         22) or when the event thread could not be started (last error
+ *         set).
+ */
+CAIRN_API ox_event_handler regevent(int event, ox_event_handler handler);
+
+/**
+ * Start the event thread that waits for the debug event, once per process
+ * (again in a child after fork).  It never keeps the process from ending.
+ * @return 0, or a portable error code with the last error set.
+ */
+CAIRN_API int ox_debug_event_start(void);
+
+/**
+ * Fire the debug event of process @p pid, as an operator's tool does after
+ * writing the debug-control file.  @return 0; a portable error code with the
+ * last error set when no such event is being watched.
+ */
+CAIRN_API int ox_debug_event_signal(int pid);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_DIAGNOSTICS_H */

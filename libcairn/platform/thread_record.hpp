@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 
 namespace cairn {
 
@@ -54,6 +55,11 @@ struct ThreadRecord {
     // Thread-local slot values, indexed by slot.
     SlotValue *slots = nullptr;
     uint32_t slot_capacity = 0;
+
+    // The thread's debug stream and whether the caller lent it.  A new
+    // thread starts with none; the library never closes it at thread end.
+    FILE *debug_stream = nullptr;
+    int debug_borrowed = 0;
 };
 
 // The calling thread's record, created on first use.  Allocation failure of

@@ -1,0 +1,255 @@
+// Applying the debug-control file's setting line: the keyword table, the
+// change notice and the invalid-value line.
+#include "diagnostics/debug_control.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "cairn/diagnostics.h"
+#include "diagnostics/debug_settings.hpp"
+#include "frame/process_identity.hpp"
+#include "messages/msg_identity.hpp"
+#include "text/ascii_case.hpp"
+
+namespace cairn {
+namespace {
+
+constexpr std::size_t kHeaderMax = 1024;
+constexpr std::size_t kTextMax = 512;
+constexpr std::size_t kFileMax = 1024;
+
+// What a setting does with its value.  Each row of the table names one.
+enum class Rule {
+    debug_level,       // notice (old, value); store min(value, 15)
+    plain,             // notice (old, value); store value
+    msgid_switch,      // notice (state, value); switch = value != 0
+    set_one,           // notice (old, 1); store 1
+    dns_threshold,     // notice (old, 1); store max(value, 5)
+    zero_if_negative,  // notice (old, value); store value, or 0 when negative
+    thirty_if_negative,// notice (old, value); store value, or 30 when negative
+    patch_debug,       // notice (DriveStealExclusion, value); store value
+    toggle,            // notice (old, old ^ 1); store old ^ 1
+};
+
+struct Setting {
+    const char *keyword;
+    const char *label;
+    int32_t *variable;  // nullptr for the message-number switch
+    Rule rule;
+    bool bit_list;      // value written as a bit list
+};
+
+const Setting kSettings[] = {
+    {"Debug", "Debug level", &Debug, Rule::debug_level, false},
+    {"Trace", "Trace level", reinterpret_cast<int32_t *>(&OxTrace), Rule::plain, true},
+    {"Vflag", "Vflag level", &Vflag, Rule::plain, false},
+    {"MsgID", "msgID print state", nullptr, Rule::msgid_switch, false},
+    {"PrintDevInfo", "PrintDevInfo", &PrintDevInfo, Rule::set_one, false},
+    {"PrintBxrAuthInfo", "PrintBxrAuthInfo", &PrintBxrAuthInfo, Rule::set_one, false},
+    {"FlushDnsCache", "FlushDnsCache", &FlushDnsCache, Rule::set_one, false},
+    {"PrintDnsCache", "PrintDnsCache", &PrintDnsCache, Rule::set_one, false},
+    {"PrintInactiveClients", "PrintInactiveClientsCache", &g_print_inactive_clients, Rule::set_one,
+     false},
+    {"LogDnsThreshold", "LogDnsThreshold", &LogDnsThreshold, Rule::dns_threshold, false},
+    {"JukeboxThrottle", "Jukebox Throttle", &JukeboxThrottle, Rule::zero_if_negative, false},
+    {"DriveStealExclusion", "Drive Steal Exclusion", &DriveStealExclusion,
+     Rule::thirty_if_negative, false},
+    {"PatchDebug", "Patch Debug", &PatchDebug, Rule::patch_debug, false},
+    {"PrintDeviceSelection", "Print Device Selection", &PrintDeviceSelection, Rule::toggle, false},
+    {"JobsdbFullPurge", "JobsdbFullPurge", &JobsdbFullPurge, Rule::set_one, false},
+};
+
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n'; }
+bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+bool same_word(const char *word, std::size_t len, const char *keyword)
+{
+    if (std::strlen(keyword) != len)
+        return false;
+    for (std::size_t i = 0; i < len; ++i)
+        if (text::fold_upper(static_cast<unsigned char>(word[i])) !=
+            text::fold_upper(static_cast<unsigned char>(keyword[i])))
+            return false;
+    return true;
+}
+
+const Setting *find_setting(const char *word, std::size_t len)
+{
+    for (const Setting &s : kSettings)
+        if (same_word(word, len, s.keyword))
+            return &s;
+    return nullptr;
+}
+
+// One write of the whole line to the standard-error descriptor: safe from
+// the event thread, and never interleaved with stdio buffering.
+void write_stderr(const char *buf, std::size_t len)
+{
+    while (len > 0) {
+        ssize_t n = ::write(STDERR_FILENO, buf, len);
+        if (n <= 0)
+            return;  // debug writes ignore write errors
+        buf += n;
+        len -= static_cast<std::size_t>(n);
+    }
+}
+
+void announce(const char *label, int32_t old_value, int32_t new_value)
+{
+    char line[kHeaderMax + kTextMax + 32];
+    std::size_t len = format_change_notice(line, sizeof line, label, old_value, new_value);
+    write_stderr(line, len);
+}
+
+void apply(const Setting &s, int32_t value)
+{
+    if (s.rule == Rule::msgid_switch) {
+        announce(s.label, msg_number_switch() ? 1 : 0, value);
+        set_msg_number_switch(value != 0);
+        return;
+    }
+    int32_t &var = *s.variable;
+    switch (s.rule) {
+    case Rule::debug_level:
+        announce(s.label, var, value);
+        var = value < 15 ? value : 15;
+        break;
+    case Rule::plain:
+        announce(s.label, var, value);
+        var = value;
+        break;
+    case Rule::set_one:
+        announce(s.label, var, 1);
+        var = 1;
+        break;
+    case Rule::dns_threshold:
+        announce(s.label, var, 1);  // the notice always shows 1
+        var = value > 5 ? value : 5;
+        break;
+    case Rule::zero_if_negative:
+        announce(s.label, var, value);
+        var = value < 0 ? 0 : value;
+        break;
+    case Rule::thirty_if_negative:
+        announce(s.label, var, value);
+        var = value < 0 ? 30 : value;
+        break;
+    case Rule::patch_debug:
+        announce(s.label, DriveStealExclusion, value);  // shows the other switch, as always
+        var = value;
+        break;
+    case Rule::toggle:
+        announce(s.label, var, var ^ 1);
+        var ^= 1;
+        break;
+    case Rule::msgid_switch:
+        break;
+    }
+}
+
+}  // namespace
+
+std::size_t format_change_notice(char *buf, std::size_t size, const char *label, int32_t old_value,
+                                 int32_t new_value)
+{
+    const MsgIdentity *id = msg_identity_recorded();
+    const char *host = id != nullptr && id->host[0] != '\0' ? id->host : "localhost";
+    const char *prog = id != nullptr && id->progname[0] != '\0' ? id->progname : "unknown";
+    char header[kHeaderMax];
+    std::snprintf(header, sizeof header, "0 %lld 1 1 0 0 %d 0 %s %s SYSTEM notice",
+                  static_cast<long long>(std::time(nullptr)), id != nullptr ? id->pid : 0, host, prog);
+    char text[kTextMax];
+    int tlen = std::snprintf(text, sizeof text, " Changing %s from %d to %d", label, old_value,
+                             new_value);
+    if (tlen < 0)
+        tlen = 0;
+    std::size_t shown = std::strlen(text);
+    int n = std::snprintf(buf, size, "%s %zu%s 0\n", header, shown > 0 ? shown - 1 : 0, text);
+    if (n < 0)
+        return 0;
+    return static_cast<std::size_t>(n) < size ? static_cast<std::size_t>(n) : size - 1;
+}
+
+std::size_t format_invalid_value(char *buf, std::size_t size, const char *value,
+                                 const char *keyword)
+{
+    if (size > kTextMax)
+        size = kTextMax;
+    int n = std::snprintf(buf, size, "%s is an invalid value for %s\n", value, keyword);
+    if (n < 0)
+        return 0;
+    return static_cast<std::size_t>(n) < size ? static_cast<std::size_t>(n) : size - 1;
+}
+
+void apply_setting_line(const char *line)
+{
+    if (line == nullptr)
+        return;
+    const char *p = line;
+    while (is_blank(*p))
+        ++p;
+    const char *word = p;
+    while (is_letter(*p))
+        ++p;
+    std::size_t word_len = static_cast<std::size_t>(p - word);
+    char keyword[kTextMax];
+    std::snprintf(keyword, sizeof keyword, "%.*s", static_cast<int>(word_len), word);
+    while (is_blank(*p))
+        ++p;
+    const Setting *setting = find_setting(word, word_len);
+    int32_t value = 0;
+    if (*p != '\0') {
+        if (*p != '=')
+            return;
+        ++p;
+        while (is_blank(*p))
+            ++p;
+        bool bit_list = setting != nullptr && setting->bit_list;
+        uint32_t bits = 0;
+        bool ok = *p != '\0' && (bit_list ? parse_setting_bits(p, &bits)
+                                          : parse_setting_number(p, &value));
+        if (!ok) {
+            char msg[kTextMax];
+            write_stderr(msg, format_invalid_value(msg, sizeof msg, p, keyword));
+            return;
+        }
+        if (bit_list)
+            value = static_cast<int32_t>(bits);
+    }
+    if (setting != nullptr)
+        apply(*setting, value);
+}
+
+const char *debug_control_file()
+{
+    const char *path = debug_control_path();
+    return path[0] != '\0' ? path : "oxdbg.tmp";
+}
+
+}  // namespace cairn
+
+extern "C" int ondbgintr(int event)
+{
+    using namespace cairn;
+    if (event != OX_DEBUG_EVENT)
+        return 1;
+    const char *path = debug_control_file();
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return 1;
+    char buf[kFileMax + 1];
+    ssize_t n = ::read(fd, buf, kFileMax);
+    if (n >= 1) {
+        // Meant to drop the line's newline: a file without one loses its
+        // last character.
+        buf[n - 1] = '\0';
+        apply_setting_line(buf);
+    }
+    ::close(fd);
+    ::unlink(path);
+    return 1;
+}

@@ -1,0 +1,155 @@
+// Opening, lending, forgetting and closing the debug streams.  The
+// process stream is a plain process-wide variable; a thread's stream lives
+// in its library record, which only that thread touches.
+#include "diagnostics/debug_streams.hpp"
+
+#include "cairn/diagnostics.h"
+#include "diagnostics/debug_line.hpp"
+#include "platform/thread_record.hpp"
+
+namespace cairn {
+
+FILE *g_process_debug_stream = nullptr;
+
+namespace {
+
+int g_process_borrowed = 0;
+
+// An unbuffered append stream on `name`, so that every write reaches the
+// file at once.
+FILE *open_append(const char *name)
+{
+    FILE *fp = std::fopen(name, "a");
+    if (fp != nullptr)
+        std::setvbuf(fp, nullptr, _IONBF, 0);
+    return fp;
+}
+
+bool is_empty(const char *name) { return name == nullptr || *name == '\0'; }
+
+}  // namespace
+
+FILE *thread_debug_stream()
+{
+    ThreadRecord *rec = thread_record_peek();
+    return rec != nullptr ? rec->debug_stream : nullptr;
+}
+
+}  // namespace cairn
+
+using namespace cairn;
+
+extern "C" {
+
+void dfopen(const char *name)
+{
+    if (g_process_debug_stream != nullptr && debug_wanted(1, 1))
+        debugprintf("dfopen: Warning. An Outfile already exists. Simply ignore it.\n");
+    if (is_empty(name)) {
+        if (debug_wanted(2, 2))
+            debugprintf("dfopen: filename is null ... \n");
+        return;
+    }
+    // The stream open until now is dropped, not closed: its owner may still
+    // write to it.
+    g_process_debug_stream = open_append(name);
+    if (!debug_wanted(2, 2))
+        return;
+    if (g_process_debug_stream != nullptr)
+        debugprintf("dfopen: Opened file %s for dprintf writing.\n", name);
+    else
+        debugprintf("dfopen: Unable to open file %s for writing.\n", name);
+}
+
+void dfopen_at_thread_level(const char *name)
+{
+    if (g_process_debug_stream != nullptr && debug_wanted(1, 1))
+        debugprintf("dfopen_thread_level: DPRINTF process-level handle already exists. "
+                    "Continue to create a thread-level handle.\n");
+    if (is_empty(name)) {
+        if (debug_wanted(2, 2))
+            debugprintf("dfopen_thread_level: filename is null ... \n");
+        return;
+    }
+    ThreadRecord *rec = thread_record();
+    if (rec == nullptr)
+        return;
+    if (rec->debug_stream != nullptr && !rec->debug_borrowed) {
+        if (debug_wanted(1, 1))
+            debugprintf("dfopen_thread_level: Close the existing handle.\n");
+        dfclose_at_thread_level();
+    }
+    rec->debug_stream = open_append(name);
+    if (!debug_wanted(2, 2))
+        return;
+    if (rec->debug_stream != nullptr)
+        debugprintf("dfopen_thread_level: Opened file %s for dprintf writing.\n", name);
+    else
+        debugprintf("dfopen_thread_level: Unable to open file %s for writing.\n", name);
+}
+
+void dfopen_use_existing_filehndl(FILE *fhp)
+{
+    if (fhp == nullptr) {
+        if (debug_wanted(2, 2))
+            debugprintf("dfopen_use_existing_filehndl: fhp is null ... \n");
+        return;
+    }
+    dfclose();
+    g_process_debug_stream = fhp;
+    g_process_borrowed = 1;
+}
+
+void dfopen_use_existing_thread_filehndl(FILE *fhp)
+{
+    if (fhp == nullptr) {
+        if (debug_wanted(2, 2))
+            debugprintf("dfopen_use_existing_thread_filehndl: fhp is null. \n");
+        return;
+    }
+    dfclose_at_thread_level();
+    ThreadRecord *rec = thread_record();
+    if (rec == nullptr)
+        return;
+    rec->debug_stream = fhp;
+    rec->debug_borrowed = 1;
+}
+
+FILE *dfopen_filehndl(void) { return g_process_debug_stream; }
+
+FILE *dfopen_thread_filehndl(void) { return thread_debug_stream(); }
+
+void dfopen_varp_reset(void)
+{
+    if (ThreadRecord *rec = thread_record_peek()) {
+        rec->debug_stream = nullptr;
+        rec->debug_borrowed = 0;
+    }
+}
+
+void dfclose(void)
+{
+    FILE *fp = g_process_debug_stream;
+    bool owned = !g_process_borrowed;
+    // Forgotten before the close: a stream whose close failed is freed all
+    // the same, so the failure report must not be written to it.
+    g_process_debug_stream = nullptr;
+    g_process_borrowed = 0;
+    if (fp != nullptr && owned && ox_fclose(fp) != 0 && debug_wanted(2, 2))
+        debugprintf("dfclose: file stream close failed.\n");
+}
+
+void dfclose_at_thread_level(void)
+{
+    ThreadRecord *rec = thread_record_peek();
+    if (rec == nullptr)
+        return;
+    FILE *fp = rec->debug_stream;
+    bool owned = !rec->debug_borrowed;
+    rec->debug_stream = nullptr;
+    rec->debug_borrowed = 0;
+    if (fp != nullptr && owned && ox_fclose(fp) != 0 && debug_wanted(2, 2))
+        debugprintf("dfclose_thread_level: file stream close failed.\n");
+}
+
+}  // extern "C"
