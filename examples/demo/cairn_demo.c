@@ -1,49 +1,117 @@
-/* cairn-demo: the library's error model at work.  Each failing call leaves
- * a native error in the calling thread; the program shows the portable code,
- * the native pair and the message for a few typical failures. */
-#include <errno.h>
+/* cairn-demo: a job that writes debug lines while an operator changes its
+ * debug level from outside.
+ *
+ *   cairn-demo [--duration SECONDS] [--self-change]
+ *       run the job: a line per tick at levels 1 to 3 for SECONDS (default
+ *       3); with --self-change the job plays its own operator halfway and
+ *       raises its level to 3 through the debug event.
+ *   cairn-demo ctl PID SETTING [--file PATH]
+ *       the operator's side: write SETTING (for example Debug=3) to the
+ *       debug-control file of process PID and fire its debug event.  The
+ *       file is PATH, or oxdbg.tmp in the process's working directory. */
+#define _POSIX_C_SOURCE 200809L
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+#include <unistd.h>
 
 #include "cairn.h"
 
-static void show(const char *what)
+#define TICK_MS 250
+
+static void sleep_ms(long ms)
 {
-    char text[256];
-    int kind = 0;
-    int portable = ox_error_get_last();
-    uint32_t native = ox_error_get_last_native(&kind);
-    ox_error_get_message(text, (int)sizeof text);
-    printf("%-34s portable %2d  native (kind %d, %u)  \"%s\"\n", what, portable, kind,
-           (unsigned)native, text);
+    struct timespec ts;
+    ts.tv_sec = ms / 1000;
+    ts.tv_nsec = (ms % 1000) * 1000000L;
+    nanosleep(&ts, NULL);
 }
 
-int main(void)
+/* The operator's side: the control line, then the event. */
+static int send_setting(int pid, const char *setting, const char *file)
 {
-    ox_atomic *counter;
-
-    ox_error_set_last(ENOENT, OX_ERRKIND_ERRNO);
-    show("open of a missing file (errno)");
-
-    ox_error_set_last(5, OX_ERRKIND_WIN32);
-    show("access denied (Win32 5)");
-
-    ox_error_set_last(ECONNREFUSED, OX_ERRKIND_ERRNO);
-    show("refused connection (errno)");
-    show("  ... the same, read again");
-
-    ox_error_set_last(10060, OX_ERRKIND_WINSOCK);
-    show("connect timed out (Winsock)");
-
-    printf("ox_strerror(0x10000005) = \"%s\"\n", ox_strerror(0x10000005u));
-
-    counter = ox_atomic_new(41);
-    if (counter == NULL) {
-        show("ox_atomic_new");
+    char path[4096];
+    FILE *fp;
+    if (file != NULL)
+        snprintf(path, sizeof path, "%s", file);
+    else
+        snprintf(path, sizeof path, "/proc/%d/cwd/oxdbg.tmp", pid);
+    fp = fopen(path, "w");
+    if (fp == NULL) {
+        fprintf(stderr, "cannot write %s\n", path);
         return 1;
     }
-    printf("atomic incremented to %d\n", (int)ox_atomic_increment(counter));
-    printf("destroy: %d, destroy again (stale): %d\n", ox_atomic_destroy(counter),
-           ox_object_reference(NULL));
-    show("reference of a NULL handle");
+    fprintf(fp, "%s\n", setting);
+    fclose(fp);
+    if (ox_debug_event_signal(pid) != 0) {
+        char text[256];
+        ox_error_get_message(text, (int)sizeof text);
+        fprintf(stderr, "process %d does not watch its debug event: %s\n", pid, text);
+        unlink(path);
+        return 1;
+    }
     return 0;
+}
+
+static int ctl_main(int argc, char **argv)
+{
+    const char *file = NULL;
+    if (argc < 4) {
+        fprintf(stderr, "usage: %s ctl PID SETTING [--file PATH]\n", argv[0]);
+        return 2;
+    }
+    if (argc >= 6 && strcmp(argv[4], "--file") == 0)
+        file = argv[5];
+    return send_setting(atoi(argv[2]), argv[3], file);
+}
+
+static int job_main(double seconds, int self_change)
+{
+    int ticks = (int)(seconds * 1000 / TICK_MS);
+    int tick;
+    if (ox_debug_event_start() != 0) {
+        printerr("cannot watch the debug event\n");
+        return 1;
+    }
+    Debug = 1;
+    printinfo("job %d running for %.1f s at debug level %d\n", (int)getpid(), seconds, (int)Debug);
+    printinfo("change it with: tools/cairn-debugctl %d Debug=3\n", (int)getpid());
+    for (tick = 1; tick <= ticks; ++tick) {
+        dfprintf(1, "tick %d: level 1 line (Debug is %d)\n", tick, (int)Debug);
+        dfprintf(2, "tick %d:   level 2 detail\n", tick);
+        dfprintf(3, "tick %d:     level 3 trace\n", tick);
+        if (self_change && tick == ticks / 2) {
+            printinfo("acting as the operator: Debug=3\n");
+            if (send_setting((int)getpid(), "Debug=3", NULL) != 0)
+                return 1;
+        }
+        sleep_ms(TICK_MS);
+    }
+    printinfo("job done at debug level %d\n", (int)Debug);
+    return 0;
+}
+
+int main(int argc, char **argv)
+{
+    double seconds = 3.0;
+    int self_change = 0;
+    int i;
+    ox_set_progname(argv[0]);
+    setvbuf(stdout, NULL, _IOLBF, 0); /* the job's notes interleave with its debug lines */
+    if (argc >= 2 && strcmp(argv[1], "ctl") == 0)
+        return ctl_main(argc, argv);
+    for (i = 1; i < argc; ++i) {
+        if (strcmp(argv[i], "--duration") == 0 && i + 1 < argc)
+            seconds = atof(argv[++i]);
+        else if (strcmp(argv[i], "--self-change") == 0)
+            self_change = 1;
+        else {
+            fprintf(stderr, "usage: %s [--duration SECONDS] [--self-change]\n", argv[0]);
+            return 2;
+        }
+    }
+    if (seconds <= 0 || seconds > 3600)
+        seconds = 3.0;
+    return job_main(seconds, self_change);
 }
