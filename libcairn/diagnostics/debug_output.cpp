@@ -3,6 +3,7 @@
 #include "diagnostics/debug_output.hpp"
 
 #include <cstdio>
+#include <cstring>
 
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
@@ -17,9 +18,37 @@ namespace {
 
 constexpr uint32_t kInformation = 50000;
 
-void put_line(FILE *stream, const char *prefix, const char *marker, const char *text,
-              DebugText how)
+bool is_ascii(const char *text, std::size_t len)
 {
+    for (std::size_t i = 0; i < len; ++i)
+        if (static_cast<unsigned char>(text[i]) >= 0x80)
+            return false;
+    return true;
+}
+
+// Prefix and raw text in one write, when that writes the very bytes the
+// two writes would: a plain file, an ASCII prefix (which the output path
+// passes unchanged) and no writer hook to hand the prefix to.
+bool put_joined(FILE *stream, const char *prefix, std::size_t prefix_len, const char *text)
+{
+    constexpr std::size_t kJoinedMax = 4096;
+    std::size_t text_len = std::strlen(text);
+    if (prefix_len + text_len > kJoinedMax || oxprint::writer_hook_installed() ||
+        stream == oxprint::message_log_stream() || !is_ascii(prefix, prefix_len))
+        return false;
+    char joined[kJoinedMax];
+    std::memcpy(joined, prefix, prefix_len);
+    std::memcpy(joined + prefix_len, text, text_len);
+    std::fwrite(joined, 1, prefix_len + text_len, stream);
+    return true;
+}
+
+void put_line(FILE *stream, bool plain, const char *prefix, std::size_t prefix_len,
+              const char *marker, const char *text, DebugText how)
+{
+    if (plain && how == DebugText::raw && marker == nullptr &&
+        put_joined(stream, prefix, prefix_len, text))
+        return;
     ox_fprintf(stream, "%s", prefix);
     if (how == DebugText::raw) {
         if (marker != nullptr)
@@ -37,9 +66,11 @@ void put_line(FILE *stream, const char *prefix, const char *marker, const char *
 void debug_write_line(const char *text, DebugText how, const char *marker)
 {
     char prefix[kDebugPrefixSize];
-    debug_prefix(prefix, sizeof prefix);
+    std::size_t prefix_len = debug_prefix(prefix, sizeof prefix);
     FILE *process = g_process_debug_stream;
-    FILE *thread = thread_debug_stream();
+    bool process_plain = g_process_debug_plain;
+    bool thread_plain = false;
+    FILE *thread = thread_debug_stream(&thread_plain);
     if (process == nullptr && thread == nullptr) {
         ox_fprintf(stderr, "%s", prefix);
         if (marker != nullptr)
@@ -48,16 +79,23 @@ void debug_write_line(const char *text, DebugText how, const char *marker)
         return;
     }
     if (process != nullptr)
-        put_line(process, prefix, marker, text, how);
+        put_line(process, process_plain, prefix, prefix_len, marker, text, how);
     if (thread != nullptr)
-        put_line(thread, prefix, marker, text, how);
+        put_line(thread, thread_plain, prefix, prefix_len, marker, text, how);
 }
 
-void debug_vwrite(const char *fmt, va_list ap)
+// Format and write; kept out of line so that the level tests of the
+// callers stay free of the formatter's stack frame.
+__attribute__((noinline)) void format_and_write(const char *fmt, va_list ap, DebugText how,
+                                                const char *marker)
 {
+    if (fmt == nullptr)
+        return;
     oxprint::FormattedText text(fmt, ap);
-    debug_write_line(text.data(), DebugText::raw, nullptr);
+    debug_write_line(text.data(), how, marker);
 }
+
+void debug_vwrite(const char *fmt, va_list ap) { format_and_write(fmt, ap, DebugText::raw, nullptr); }
 
 void debug_write(const char *fmt, ...)
 {
@@ -113,8 +151,7 @@ void vdfprintf(int level, const char *fmt, va_list ap)
 {
     if (Debug < level)
         return;
-    oxprint::FormattedText text(fmt, ap);
-    debug_write_line(text.data(), DebugText::raw, nullptr);
+    format_and_write(fmt, ap, DebugText::raw, nullptr);
 }
 
 void dfprintf(int level, const char *fmt, ...)
@@ -123,21 +160,21 @@ void dfprintf(int level, const char *fmt, ...)
         return;
     va_list ap;
     va_start(ap, fmt);
-    oxprint::FormattedText text(fmt, ap);
+    format_and_write(fmt, ap, DebugText::raw, nullptr);
     va_end(ap);
-    debug_write_line(text.data(), DebugText::raw, nullptr);
 }
 
 void ox_vdprintf(int level, const char *fmt, va_list ap)
 {
     if (Debug < level)
         return;
-    oxprint::FormattedText text(fmt, ap);
-    debug_write_line(text.data(), DebugText::converted, level == 0 ? "Diagnostic: " : nullptr);
+    format_and_write(fmt, ap, DebugText::converted, level == 0 ? "Diagnostic: " : nullptr);
 }
 
 void debugprintf(const char *fmt, ...)
 {
+    if (fmt == nullptr)
+        return;
     va_list ap;
     va_start(ap, fmt);
     oxprint::FormattedText text(fmt, ap);

@@ -5,11 +5,13 @@
 
 #include "cairn/diagnostics.h"
 #include "diagnostics/debug_line.hpp"
+#include "diagnostics/oxprint/output_path.hpp"
 #include "platform/thread_record.hpp"
 
 namespace cairn {
 
 FILE *g_process_debug_stream = nullptr;
+bool g_process_debug_plain = false;
 
 namespace {
 
@@ -29,10 +31,22 @@ bool is_empty(const char *name) { return name == nullptr || *name == '\0'; }
 
 }  // namespace
 
-FILE *thread_debug_stream()
+FILE *thread_debug_stream(bool *plain)
 {
     ThreadRecord *rec = thread_record_peek();
-    return rec != nullptr ? rec->debug_stream : nullptr;
+    if (rec == nullptr)
+        return nullptr;
+    if (plain != nullptr)
+        *plain = rec->debug_plain;
+    return rec->debug_stream;
+}
+
+bool is_plain_file_stream(FILE *stream)
+{
+    if (stream == nullptr || stream == stdout || stream == stderr)
+        return false;
+    int fd = fileno(stream);
+    return fd > 2 && !oxprint::is_console(fd);
 }
 
 }  // namespace cairn
@@ -53,6 +67,7 @@ void dfopen(const char *name)
     // The stream open until now is dropped, not closed: its owner may still
     // write to it.
     g_process_debug_stream = open_append(name);
+    g_process_debug_plain = is_plain_file_stream(g_process_debug_stream);
     if (!debug_wanted(2, 2))
         return;
     if (g_process_debug_stream != nullptr)
@@ -80,6 +95,7 @@ void dfopen_at_thread_level(const char *name)
         dfclose_at_thread_level();
     }
     rec->debug_stream = open_append(name);
+    rec->debug_plain = is_plain_file_stream(rec->debug_stream);
     if (!debug_wanted(2, 2))
         return;
     if (rec->debug_stream != nullptr)
@@ -97,6 +113,7 @@ void dfopen_use_existing_filehndl(FILE *fhp)
     }
     dfclose();
     g_process_debug_stream = fhp;
+    g_process_debug_plain = is_plain_file_stream(fhp);
     g_process_borrowed = 1;
 }
 
@@ -112,6 +129,7 @@ void dfopen_use_existing_thread_filehndl(FILE *fhp)
     if (rec == nullptr)
         return;
     rec->debug_stream = fhp;
+    rec->debug_plain = is_plain_file_stream(fhp);
     rec->debug_borrowed = 1;
 }
 
@@ -124,6 +142,7 @@ void dfopen_varp_reset(void)
     if (ThreadRecord *rec = thread_record_peek()) {
         rec->debug_stream = nullptr;
         rec->debug_borrowed = 0;
+        rec->debug_plain = false;
     }
 }
 
@@ -134,6 +153,7 @@ void dfclose(void)
     // Forgotten before the close: a stream whose close failed is freed all
     // the same, so the failure report must not be written to it.
     g_process_debug_stream = nullptr;
+    g_process_debug_plain = false;
     g_process_borrowed = 0;
     if (fp != nullptr && owned && ox_fclose(fp) != 0 && debug_wanted(2, 2))
         debugprintf("dfclose: file stream close failed.\n");
@@ -148,6 +168,7 @@ void dfclose_at_thread_level(void)
     bool owned = !rec->debug_borrowed;
     rec->debug_stream = nullptr;
     rec->debug_borrowed = 0;
+    rec->debug_plain = false;
     if (fp != nullptr && owned && ox_fclose(fp) != 0 && debug_wanted(2, 2))
         debugprintf("dfclose_thread_level: file stream close failed.\n");
 }
