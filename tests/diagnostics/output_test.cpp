@@ -19,6 +19,7 @@
 #include "cairn/frame.h"
 #include "child_process.hpp"
 #include "debug_scope.hpp"
+#include "debug_text.hpp"
 #include "diagnostics/oxprint/excepted_fds.hpp"
 #include "fault_injection.hpp"
 #include "platform/alloc_testing.hpp"
@@ -133,7 +134,7 @@ TEST_F(Output, ListHoldsTenAndIgnoresDuplicates)
         utf8_fd(105);
         EXPECT_EQ(err.text(), "");
         utf8_fd(110);
-        EXPECT_EQ(err.text(),
+        EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
                   "An unexpected error occured in file: oxprint, line: 152, message = \"Failed to "
                   "add new Excepted File Descriptor.\"\n");
     }

@@ -1,5 +1,8 @@
 #include "fault_injection.hpp"
 
+#include "cairn/diagnostics.h"
+#include "cairn/messages.h"
+
 #include <gtest/gtest.h>
 
 #include "cairn/frame.h"
@@ -16,6 +19,13 @@ AllocFaultGuard::~AllocFaultGuard()
 int for_each_allocation_failure(const std::function<bool()> &attempt, int limit)
 {
     AllocFaultGuard guard;
+    // A debug line's first writing sets up the program-name lock, the
+    // message layer's identity and the output path's descriptor list: do
+    // that now, outside the counted runs.
+    char name[16];
+    ox_get_progname(name, sizeof name);
+    msg_print(0, 0, 0, "%s", MSG_ARG_TEXT, "");
+    ox_fprintf(stderr, "%s", "");
     // One clean run first, so that lazily created process-wide facilities
     // (registry, thread records) exist and are not counted as leaks.
     if (!attempt()) {
