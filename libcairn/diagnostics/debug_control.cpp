@@ -105,6 +105,12 @@ void announce(const char *label, int32_t old_value, int32_t new_value)
     write_stderr(line, len);
 }
 
+// The settings are plain variables that every thread reads without a
+// lock; the event thread's stores are relaxed atomics so that each store
+// is whole.
+int32_t load(const int32_t &var) { return __atomic_load_n(&var, __ATOMIC_RELAXED); }
+void store(int32_t &var, int32_t value) { __atomic_store_n(&var, value, __ATOMIC_RELAXED); }
+
 void apply(const Setting &s, int32_t value)
 {
     if (s.rule == Rule::msgid_switch) {
@@ -113,38 +119,39 @@ void apply(const Setting &s, int32_t value)
         return;
     }
     int32_t &var = *s.variable;
+    int32_t old = load(var);
     switch (s.rule) {
     case Rule::debug_level:
-        announce(s.label, var, value);
-        var = value < 15 ? value : 15;
+        announce(s.label, old, value);
+        store(var, value < 15 ? value : 15);
         break;
     case Rule::plain:
-        announce(s.label, var, value);
-        var = value;
+        announce(s.label, old, value);
+        store(var, value);
         break;
     case Rule::set_one:
-        announce(s.label, var, 1);
-        var = 1;
+        announce(s.label, old, 1);
+        store(var, 1);
         break;
     case Rule::dns_threshold:
-        announce(s.label, var, 1);  // the notice always shows 1
-        var = value > 5 ? value : 5;
+        announce(s.label, old, 1);  // the notice always shows 1
+        store(var, value > 5 ? value : 5);
         break;
     case Rule::zero_if_negative:
-        announce(s.label, var, value);
-        var = value < 0 ? 0 : value;
+        announce(s.label, old, value);
+        store(var, value < 0 ? 0 : value);
         break;
     case Rule::thirty_if_negative:
-        announce(s.label, var, value);
-        var = value < 0 ? 30 : value;
+        announce(s.label, old, value);
+        store(var, value < 0 ? 30 : value);
         break;
     case Rule::patch_debug:
-        announce(s.label, DriveStealExclusion, value);  // shows the other switch, as always
-        var = value;
+        announce(s.label, load(DriveStealExclusion), value);  // shows the other switch, as always
+        store(var, value);
         break;
     case Rule::toggle:
-        announce(s.label, var, var ^ 1);
-        var ^= 1;
+        announce(s.label, old, old ^ 1);
+        store(var, old ^ 1);
         break;
     case Rule::msgid_switch:
         break;
