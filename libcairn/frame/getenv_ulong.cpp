@@ -33,10 +33,16 @@ const char *take_field(const char *p, const char *stops, char *out)
     return *p ? p + 1 : p;
 }
 
+// NAME must end at its '=' and DEFAULT at its ',': "NAME=5" has a NAME but
+// no DEFAULT, and is malformed.
 Spec parse(const char *spec)
 {
     Spec s;
+    if (std::strchr(spec, '=') == nullptr)
+        return s;  // no NAME
     const char *p = take_field(spec, "=", s.name);
+    if (std::strchr(p, ',') == nullptr)
+        return s;  // no DEFAULT
     p = take_field(p, ",", s.fallback);
     p = take_field(p, ":", s.min);
     take_field(p, "", s.max);

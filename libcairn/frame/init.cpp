@@ -115,9 +115,9 @@ void first_initialisation(const char *name, char **argv)
     app_directory_lookup(name);
     // Event-log source, directory-enumeration providers, message files and
     // token privileges have no counterpart here (see the platform notes).
+    // The locale for text conversions; the selector cut from the name is
+    // already kept for the message catalogs.
     std::setlocale(LC_CTYPE, "");
-    if (g_catalog_set)
-        apply_catalog_selector(g_catalog);
     if (argv != nullptr)
         ox_find_installdir(argv[0]);
     crypto_search_path_init();
