@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <cstring>
 #include <list>
+#include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,6 +16,33 @@
 #include "cairn/containers.h"
 
 namespace {
+
+// The C library skips atomic operations in its mutexes while a process has
+// a single thread.  The library's callers are multi-threaded programs, so
+// the peers are measured as they run there: with a second thread alive.
+struct SecondThread {
+    std::thread t;
+    std::mutex m;
+    std::condition_variable cv;
+    bool stop = false;
+    SecondThread()
+        : t([this] {
+              std::unique_lock<std::mutex> hold(m);
+              cv.wait(hold, [this] { return stop; });
+          })
+    {
+    }
+    ~SecondThread()
+    {
+        {
+            std::lock_guard<std::mutex> hold(m);
+            stop = true;
+        }
+        cv.notify_one();
+        t.join();
+    }
+};
+SecondThread g_second_thread;
 
 constexpr int kKeys = 100000;
 

@@ -226,6 +226,127 @@ CAIRN_API void ox_set_progname(const char *argv0);
  *  errno 22 when @p dst is NULL or @p n is not positive. */
 CAIRN_API char *ox_get_progname(char *dst, int n);
 
+/* ------------------------------------------------------------------------
+ * Initialisation
+ * ------------------------------------------------------------------------ */
+
+/**
+ * Initialise the library for this process; call it once at start, before
+ * anything else.  @p name is the application name and may carry a catalog
+ * selector after a '-' ("bxr-fr").  The first call snapshots the
+ * environment, records the program name (from @p argv[0]), finds the
+ * application and installation directories, chooses the debug-control file
+ * and converts @p argv to UTF-8 in place.  Later calls redo only the cheap
+ * steps.  Ends with the thread's last error cleared.
+ */
+CAIRN_API void _oxinit(const char *name, int argc, char **argv);
+/** _oxinit(name, 0, NULL).  @return the product name. */
+CAIRN_API const char *oxinit(const char *name);
+
+/** The application name given to the first initialisation (before any
+ *  '-'), or NULL. */
+CAIRN_API const char *get_saved_appname(void);
+/** The catalog selector given after '-' in the initialisation name, or
+ *  NULL.  Kept for the message layer. */
+CAIRN_API const char *get_saved_catalog(void);
+/** The process's real and effective user and group ids as captured at
+ *  initialisation (captured now if it has not run).  Either pointer may be
+ *  NULL. */
+CAIRN_API void get_saved_uids(uint32_t *ruid, uint32_t *euid);
+CAIRN_API void get_saved_gids(uint32_t *rgid, uint32_t *egid);
+/** Repeat the application-directory lookup for the saved application name. */
+CAIRN_API void re_init_locales(void);
+
+/** Keep a private copy of @p argv0 (NULL is ignored). */
+CAIRN_API void ox_set_argv0(const char *argv0);
+/** The copy kept by ox_set_argv0(), or NULL. */
+CAIRN_API const char *ox_get_argv0(void);
+
+/**
+ * Replace @p argv[0] .. @p argv[argc - 1] in place by their UTF-8 forms
+ * (the command line is read in the current locale's encoding), all stored
+ * in one buffer.  @p buffer_out (may be NULL) receives that buffer, which
+ * the caller then owns; otherwise it lives for the process.  Does nothing
+ * when @p argv is NULL.
+ */
+CAIRN_API void utf8_argv(int argc, char **argv, char **buffer_out);
+
+/* ------------------------------------------------------------------------
+ * The product's directory tree.  Strings belong to the library and stay
+ * valid for the life of the process.  Each is NULL while the application
+ * directory is unknown; a failed lookup is tried again on the next call.
+ * ------------------------------------------------------------------------ */
+
+/** Record @p argv0 and, once, the installation directory: the parent of the
+ *  directory holding the running executable.  NULL for a NULL argument. */
+CAIRN_API const char *ox_find_installdir(const char *argv0);
+/** The installation directory, or NULL before ox_find_installdir(). */
+CAIRN_API const char *ox_get_installdir(void);
+/** The application directory joined with "applogs", "bin", "cores", "cst",
+ *  "debug", "etc", "gls", "index", "lib", "logs", "mm", "mod", "rap",
+ *  "res" and "tmp". */
+CAIRN_API const char *ox_get_applogsdir(void);
+CAIRN_API const char *ox_get_bindir(void);
+CAIRN_API const char *ox_get_coresdir(void);
+CAIRN_API const char *ox_get_cstdir(void);
+CAIRN_API const char *ox_get_debugdir(void);
+CAIRN_API const char *ox_get_etcdir(void);
+CAIRN_API const char *ox_get_glsdir(void);
+CAIRN_API const char *ox_get_indexdir(void);
+CAIRN_API const char *ox_get_libdir(void);
+CAIRN_API const char *ox_get_logsdir(void);
+CAIRN_API const char *ox_get_mmdir(void);
+CAIRN_API const char *ox_get_moddir(void);
+CAIRN_API const char *ox_get_rapdir(void);
+CAIRN_API const char *ox_get_resdir(void);
+CAIRN_API const char *ox_get_tmpdir(void);
+/** ox_get_tmpdir() joined with "sec". */
+CAIRN_API const char *ox_get_securedir(void);
+
+/** Set the crypto library's search path "R_SHLIB_LD_LIBRARY_PATH" to
+ *  @p dir joined with @p sub ("bin" when NULL); with @p dir NULL the
+ *  installation directory is used.  Nothing is set when no path results. */
+CAIRN_API void ox_set_fips_path(const char *dir, const char *sub);
+
+/* ------------------------------------------------------------------------
+ * Environment
+ * ------------------------------------------------------------------------ */
+
+/**
+ * The value of @p name, or NULL when unset (or on failure).  Values are
+ * cached: every pointer returned stays valid for the life of the process,
+ * also after ox_putenv() changes the variable.
+ */
+CAIRN_API const char *ox_getenv(const char *name);
+/**
+ * Set "NAME=value" in the process environment (an empty value removes the
+ * variable) and in the environment snapshot; the next ox_getenv() of NAME
+ * sees the new value.  @return 0, or -1 with errno set (EINVAL when
+ * @p assignment is NULL or has no '=').
+ */
+CAIRN_API int ox_putenv(const char *assignment);
+/**
+ * A number from the environment, by a spec "NAME=DEFAULT,MIN:MAX": the
+ * text is NAME's value or DEFAULT; "%N" gives N percent of @p base, "<N"
+ * the smaller and ">N" the larger of @p base and N, "=N" N, "D" @p base,
+ * anything else the text read as a decimal number.  The result is clamped
+ * to MIN..MAX (an empty or "*" MIN is 0x80000000, MAX 0xFFFFFFFF).  A spec
+ * without NAME or DEFAULT prints a fatal message and aborts the process.
+ */
+CAIRN_API unsigned long ox_getenv_ulong(const char *spec, unsigned long base);
+
+/* ------------------------------------------------------------------------
+ * Product information
+ * ------------------------------------------------------------------------ */
+
+/** The product name, "Quillmark". */
+CAIRN_API const char *ox_product_get_string(void);
+/** The value of the product information line holding @p key ("Product",
+ *  "Release", "Build number", ...), or "" when none.  Owned by the library. */
+CAIRN_API const char *ox_product_get_value(const char *key);
+/** Print every product information line to standard error. */
+CAIRN_API void oxprint_productinfo(void);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_FRAME_H */

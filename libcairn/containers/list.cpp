@@ -3,10 +3,18 @@
 #include "platform/alloc.hpp"
 #include "platform/clock.hpp"
 
+namespace {
+// Records of removed elements kept for reuse, so that a list used as a
+// queue does not allocate on every append.
+constexpr int kSpareNodes = 4;
+}  // namespace
+
 struct ox_list {
     cairn::ContainerHeader h;
     ox_node *first;
     ox_node *last;
+    ox_node *spare[kSpareNodes];  // under the container lock
+    int spare_count;
 };
 
 using namespace cairn;
@@ -32,6 +40,24 @@ void link_before(ox_list *l, ox_node *n, ox_node *before)
     ++l->h.count;
 }
 
+// Keep a removed record for the next add, or free it.
+void recycle(ox_list *l, ox_node *n)
+{
+    if (l->spare_count < kSpareNodes)
+        l->spare[l->spare_count++] = n;
+    else
+        mem_free(n);
+}
+
+ox_node *make_node(ox_list *l, void *key, void *data)
+{
+    if (l->spare_count == 0)
+        return ox_node_new(data, key);
+    ox_node *n = l->spare[--l->spare_count];
+    *n = ox_node{data, key, OX_TTL_NEVER, 0, nullptr, nullptr, nullptr};
+    return n;
+}
+
 void unlink(ox_list *l, ox_node *n)
 {
     (n->prev ? n->prev->next : l->first) = n->next;
@@ -47,7 +73,7 @@ void remove_node(ox_list *l, ox_node *n, void **out)
     unlink(l, n);
     release_data(&l->h, n->data, out);
     release_key(&l->h, n->key);
-    mem_free(n);
+    recycle(l, n);
 }
 
 // An element met expired by a lookup is removed without handing its data
@@ -59,7 +85,7 @@ void remove_expired(ox_list *l, ox_node *n)
     if (l->h.ownership == OX_CONTAINER_OWNS_DATA && l->h.destroy_data)
         l->h.destroy_data(n->data);
     release_key(&l->h, n->key);
-    mem_free(n);
+    recycle(l, n);
 }
 
 // First element whose (non-NULL) key compares equal; lookups never hand a
@@ -134,7 +160,7 @@ int remove_key(ox_list *l, void *key, void **out, bool try_only)
 
 int add_node(ox_list *l, void *key, void *data, int32_t expiry, ox_node *before)
 {
-    ox_node *n = ox_node_new(data, key);
+    ox_node *n = make_node(l, key, data);
     if (n == nullptr)
         return ox_error_get_last();
     n->expiry = expiry;
@@ -211,6 +237,8 @@ int ox_list_destroy(ox_list *list)
         release_key(&list->h, n->key);
         mem_free(n);
     }
+    while (list->spare_count > 0)
+        mem_free(list->spare[--list->spare_count]);
     container_free(&list->h);
     return OX_SUCCESS;
 }
@@ -219,7 +247,8 @@ int ox_list_append_with_ttl(ox_list *list, void *key, void *data, int32_t ttl)
 {
     if (list == nullptr || data == nullptr)
         return invalid();
-    int32_t now = clock_seconds32();
+    // A time to live of "never" needs no clock: the expiry is "never" too.
+    int32_t now = ttl == OX_TTL_NEVER ? 0 : clock_seconds32();
     ContainerLock hold(&list->h);
     if (ttl < OX_TTL_NEVER && key != nullptr && list->h.compare != nullptr) {
         if (ox_node *dup = find_key(list, key)) {

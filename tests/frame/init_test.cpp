@@ -1,0 +1,187 @@
+// Initialisation seen from outside: copies of a probe program laid out in
+// temporary directory trees report the directories they derive.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "cairn/frame.h"
+#include "child_process.hpp"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ProbeRun {
+    int status = -1;
+    std::map<std::string, std::string> values;
+    std::string err;
+};
+
+class Init : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char tmpl[] = "/tmp/cairn-init-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        root_ = tmpl;
+    }
+    void TearDown() override { fs::remove_all(root_); }
+
+    // Copy the probe to root/relative and run it there.
+    ProbeRun run(const std::string &relative, const char *name, const char *env = "")
+    {
+        fs::path target = fs::path(root_) / relative;
+        fs::create_directories(target.parent_path());
+        fs::copy_file(CAIRN_INIT_PROBE, target, fs::copy_options::overwrite_existing);
+        std::string cmd = std::string(env) + " '" + target.string() + "' " + (name ? name : "-") +
+                          " 2>" + root_ + "/stderr";
+        ProbeRun r;
+        FILE *p = popen(cmd.c_str(), "r");
+        char line[16384];
+        while (p && fgets(line, sizeof line, p)) {
+            std::string s(line);
+            if (!s.empty() && s.back() == '\n')
+                s.pop_back();
+            auto eq = s.find('=');
+            if (eq != std::string::npos)
+                r.values[s.substr(0, eq)] = s.substr(eq + 1);
+        }
+        r.status = p ? pclose(p) : -1;
+        FILE *e = fopen((root_ + "/stderr").c_str(), "r");
+        while (e && fgets(line, sizeof line, e))
+            r.err += line;
+        if (e)
+            fclose(e);
+        return r;
+    }
+
+    std::string root_;
+};
+
+TEST_F(Init, BinDirectoryGivesItsParent)
+{
+    ProbeRun r = run("X/bxr/bin/Prog.Tool.exe", "bxr-fr");
+    ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+    std::string app = root_ + "/X/bxr";
+    EXPECT_EQ(r.values["bindir"], app + "/bin");
+    EXPECT_EQ(r.values["tmpdir"], app + "/tmp");
+    EXPECT_EQ(r.values["securedir"], app + "/tmp/sec");
+    EXPECT_EQ(r.values["progname"], "prog");
+    EXPECT_EQ(r.values["appname"], "bxr");
+    EXPECT_EQ(r.values["catalog"], "fr");
+    // The installation directory is the parent of the executable's directory.
+    EXPECT_EQ(r.values["installdir"], app);
+    EXPECT_EQ(r.values["debugfile"], app + "/tmp/oxdbg.tmp");
+    // The crypto search path is the installation's bin directory.
+    EXPECT_EQ(r.values["fips"], app + "/bin");
+}
+
+TEST_F(Init, WalksUpToTheApplicationName)
+{
+    ProbeRun r = run("X/BXR/sub/deeper/prog", "bxr");
+    ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+    EXPECT_EQ(r.values["bindir"], root_ + "/X/BXR/bin");
+    EXPECT_EQ(r.values["catalog"], "(null)");
+    // The executable's own directory is compared with "bin" only.
+    ProbeRun own = run("Y/bxr/prog", "bxr");
+    EXPECT_EQ(own.values["bindir"], "/bxr/bin");
+}
+
+TEST_F(Init, NoMatchFallsBackToTheSystemRoot)
+{
+    ProbeRun r = run("X/other/prog", "bxr");
+    ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+    EXPECT_EQ(r.values["bindir"], "/bxr/bin");
+    ProbeRun drive = run("X/other/prog", "bxr", "SYSTEMDRIVE=D:");
+    EXPECT_EQ(drive.values["bindir"], "D:\\bxr/bin");
+    // The program "quorl" keeps its debug-control file in bin.
+    ProbeRun quorl = run("Q/bxr/bin/quorl", "quorl");
+    EXPECT_EQ(quorl.values["debugfile"], root_ + "/Q/bxr/bin/oxdbg.tmp");
+}
+
+TEST_F(Init, OriginProbeForInstallScripts)
+{
+    ProbeRun shown = run("X/bxr/bin/prog", "bxr", "BXR_PRINT_ORIGIN=1");
+    EXPECT_EQ(WEXITSTATUS(shown.status), 0);
+    EXPECT_NE(shown.err.find("' is `" + root_ + "/X/bxr/bin/'"), std::string::npos) << shown.err;
+    EXPECT_EQ(shown.values["bindir"], root_ + "/X/bxr/bin");
+    ProbeRun quit = run("X/bxr/bin/prog", "bxr", "BXR_PRINT_ORIGIN=quit");
+    EXPECT_EQ(WEXITSTATUS(quit.status), 0);
+    EXPECT_TRUE(quit.values.empty());  // it ended before printing anything
+}
+
+TEST(InitInProcess, SecondCallRedoesOnlyTheCheapSteps)
+{
+    auto r = cairn::testing::run_in_child([] {
+        char arg0[] = "/some/where/First.exe";
+        char *argv[] = {arg0, nullptr};
+        _oxinit("alpha-de", 1, argv);
+        ox_error_set_last(ENOENT, OX_ERRKIND_ERRNO);
+        char arg1[] = "second";
+        char *argv2[] = {arg1, nullptr};
+        _oxinit("beta-it", 1, argv2);
+        char name[64];
+        bool ok = std::string(get_saved_appname()) == "alpha" &&
+                  std::string(get_saved_catalog()) == "it" &&
+                  std::string(ox_get_progname(name, sizeof name)) == "second" &&
+                  ox_error_get_last() == 0;
+        std::exit(ok ? 0 : 1);
+    });
+    EXPECT_EQ(r.exit_code, 0) << r.err;
+}
+
+TEST(InitInProcess, OxinitReturnsTheProductAndIdsAreCaptured)
+{
+    auto r = cairn::testing::run_in_child([] {
+        if (std::string(oxinit("bxr")) != "Quillmark")
+            std::exit(1);
+        uint32_t ruid = 0, euid = 0, rgid = 0, egid = 0;
+        get_saved_uids(&ruid, nullptr);
+        get_saved_uids(nullptr, &euid);
+        get_saved_gids(&rgid, &egid);
+        std::exit(ruid == getuid() && euid == geteuid() && rgid == getgid() && egid == getegid() ? 0 : 2);
+    });
+    EXPECT_EQ(r.exit_code, 0);
+}
+
+TEST(ProductInfo, ValuesAndPrintedLines)
+{
+    EXPECT_STREQ(ox_product_get_string(), "Quillmark");
+    EXPECT_STREQ(ox_product_get_value("Product"), "Quillmark");
+    EXPECT_STREQ(ox_product_get_value("Build number"), "1");
+    EXPECT_EQ(std::string(ox_product_get_value("Release")).rfind(".Build.1"),
+              std::string(ox_product_get_value("Release")).size() - 8);
+    EXPECT_STREQ(ox_product_get_value("No such key"), "");
+    EXPECT_STREQ(ox_product_get_value(nullptr), "");
+    auto r = cairn::testing::run_in_child([] { oxprint_productinfo(); });
+    EXPECT_EQ(r.err.rfind("@(#) Product:      Quillmark\n", 0), 0u) << r.err;
+    int lines = 0;
+    for (char c : r.err)
+        lines += c == '\n';
+    EXPECT_EQ(lines, 6);
+}
+
+TEST(Utf8Argv, ConvertsFromTheLocaleIntoOneBuffer)
+{
+    auto r = cairn::testing::run_in_child([] {
+        if (!std::setlocale(LC_CTYPE, "en_US.ISO-8859-1"))
+            std::exit(3);  // locale missing
+        char a0[] = "prog", a1[] = "caf\xe9";
+        char *argv[] = {a0, a1, nullptr};
+        char *buffer = nullptr;
+        utf8_argv(2, argv, &buffer);
+        bool ok = buffer == argv[0] && std::string(argv[1]) == "caf\xc3\xa9";
+        std::free(buffer);
+        utf8_argv(0, nullptr, nullptr);  // nothing to do
+        std::exit(ok ? 0 : 1);
+    });
+    EXPECT_EQ(r.exit_code, 0);
+}
+
+}  // namespace
