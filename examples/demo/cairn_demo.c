@@ -8,12 +8,14 @@
  *   cairn-demo ctl PID SETTING [--file PATH]
  *       the operator's side: write SETTING (for example Debug=3) to the
  *       debug-control file of process PID and fire its debug event.  The
- *       file is PATH, or oxdbg.tmp in the process's working directory. */
+ *       file is PATH, or the one this program's own initialisation fixes,
+ *       which is the target's when it runs from the same installation. */
 #define _POSIX_C_SOURCE 200809L
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cairn.h"
@@ -28,15 +30,34 @@ static void sleep_ms(long ms)
     nanosleep(&ts, NULL);
 }
 
+/* Make the directories above the debug-control file: a demo run from the
+ * build tree has no application tree of its own yet. */
+static void make_parent_dirs(const char *file)
+{
+    char dir[4096];
+    char *p;
+    snprintf(dir, sizeof dir, "%s", file);
+    p = strrchr(dir, '/');
+    if (p == NULL || p == dir)
+        return;
+    *p = '\0';
+    for (p = dir + 1; *p; ++p) {
+        if (*p == '/') {
+            *p = '\0';
+            mkdir(dir, 0755);
+            *p = '/';
+        }
+    }
+    mkdir(dir, 0755);
+}
+
 /* The operator's side: the control line, then the event. */
 static int send_setting(int pid, const char *setting, const char *file)
 {
     char path[4096];
     FILE *fp;
-    if (file != NULL)
-        snprintf(path, sizeof path, "%s", file);
-    else
-        snprintf(path, sizeof path, "/proc/%d/cwd/oxdbg.tmp", pid);
+    snprintf(path, sizeof path, "%s", file != NULL ? file : ox_debug_control_file());
+    make_parent_dirs(path);
     fp = fopen(path, "w");
     if (fp == NULL) {
         fprintf(stderr, "cannot write %s\n", path);
@@ -77,6 +98,7 @@ static int job_main(double seconds, int self_change)
     Debug = 1;
     printinfo("job %d running for %.1f s at debug level %d\n", (int)getpid(), seconds, (int)Debug);
     printinfo("change it with: tools/cairn-debugctl %d Debug=3\n", (int)getpid());
+    printinfo("(its debug-control file: %s)\n", ox_debug_control_file());
     for (tick = 1; tick <= ticks; ++tick) {
         dfprintf(1, "tick %d: level 1 line (Debug is %d)\n", tick, (int)Debug);
         dfprintf(2, "tick %d:   level 2 detail\n", tick);
@@ -97,7 +119,7 @@ int main(int argc, char **argv)
     double seconds = 3.0;
     int self_change = 0;
     int i;
-    ox_set_progname(argv[0]);
+    _oxinit("cairn-demo", argc, argv);
     setvbuf(stdout, NULL, _IOLBF, 0); /* the job's notes interleave with its debug lines */
     if (argc >= 2 && strcmp(argv[1], "ctl") == 0)
         return ctl_main(argc, argv);

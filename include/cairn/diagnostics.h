@@ -361,6 +361,11 @@ CAIRN_API int preflen(const char *path, const char *prefix);
  * ondbgintr() unless the program registered another.
  * ------------------------------------------------------------------------ */
 
+/** @return the debug-control file's path: the one initialisation fixed
+ *  (in the temporary directory of the application's tree), else
+ *  "oxdbg.tmp" in the current directory.  Owned by the library. */
+CAIRN_API const char *ox_debug_control_file(void);
+
 /** The debug event's number. */
 #define OX_DEBUG_EVENT 17
 

@@ -239,6 +239,8 @@ const char *debug_control_file()
 
 }  // namespace cairn
 
+extern "C" const char *ox_debug_control_file(void) { return cairn::debug_control_file(); }
+
 extern "C" int ondbgintr(int event)
 {
     using namespace cairn;
