@@ -119,7 +119,7 @@ int main(int argc, char **argv)
     double seconds = 3.0;
     int self_change = 0;
     int i;
-    _oxinit("cairn-demo", argc, argv);
+    _oxinit("bxr", argc, argv);
     setvbuf(stdout, NULL, _IOLBF, 0); /* the job's notes interleave with its debug lines */
     if (argc >= 2 && strcmp(argv[1], "ctl") == 0)
         return ctl_main(argc, argv);

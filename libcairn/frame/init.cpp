@@ -13,6 +13,7 @@
 #include <ctime>
 
 #include "cairn/concurrency.h"
+#include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "cairn/text.h"
 #include "diagnostics/debug_line.hpp"
@@ -126,6 +127,8 @@ void first_initialisation(const char *name, char **argv)
     g_print_uids = std::getenv("BXR_PRINT_UIDS") != nullptr;
     const char *dir = name && std::strcmp(name, "quorl") == 0 ? ox_get_bindir() : ox_get_tmpdir();
     set_debug_control_path(dir ? dir : ".");
+    // The event thread that lets an operator change the debug settings.
+    ox_debug_event_start();
 }
 
 }  // namespace
