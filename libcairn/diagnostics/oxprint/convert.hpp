@@ -2,7 +2,7 @@
 #pragma once
 
 #include "cairn/diagnostics.h"
-#include "diagnostics/oxprint/format_spec.hpp"
+#include "diagnostics/oxprint/format_directive.hpp"
 #include "diagnostics/oxprint/sink.hpp"
 
 namespace cairn::oxprint {

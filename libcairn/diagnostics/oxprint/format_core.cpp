@@ -5,7 +5,7 @@
 
 #include "diagnostics/debug_line.hpp"
 #include "diagnostics/oxprint/convert.hpp"
-#include "diagnostics/oxprint/format_spec.hpp"
+#include "diagnostics/oxprint/format_directive.hpp"
 
 namespace cairn::oxprint {
 namespace {

@@ -28,7 +28,7 @@ inline constexpr int kNumberLimit = INT32_MAX;
 // of kept steps costs nothing until used; parse_spec() sets every field.
 struct ConvSpec {
     const char *start;      // the '%'
-    const char *end;        // one past the specification
+    const char *end;        // one past the conversion
     int position;           // n of "%n$", 0 when absent
     unsigned flags;
     int flag_chars;         // flags as written, repeats included
@@ -48,7 +48,7 @@ struct ConvSpec {
     int kind;               // ox_fmt_kind of the argument
 };
 
-// Parse the specification whose '%' is at `percent`.  A specification
+// Parse the conversion whose '%' is at `percent`.  A specification
 // broken by a character that cannot appear in one ends before that
 // character with conversion 0.
 void parse_spec(const char *percent, ConvSpec *spec);

@@ -1,4 +1,4 @@
-#include "diagnostics/oxprint/format_spec.hpp"
+#include "diagnostics/oxprint/format_directive.hpp"
 
 #include <cstring>
 
