@@ -1,7 +1,7 @@
 // Locked doubly linked lists of (key, data) elements with expiry.
 #include "containers/container.hpp"
 #include "platform/alloc.hpp"
-#include "platform/clock.hpp"
+#include "platform/clocks.hpp"
 
 namespace {
 // Records of removed elements kept for reuse, so that a list used as a

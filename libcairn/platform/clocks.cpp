@@ -1,18 +1,15 @@
 #include "platform/clocks.hpp"
 
+#include <atomic>
 #include <ctime>
+
+#include "platform/futex.hpp"
 
 namespace cairn {
 
 // CLOCK_MONOTONIC in nanoseconds: it never steps with the wall clock and is
 // read without entering the kernel (vDSO).
-int64_t perf_counter()
-{
-    timespec ts{};
-    if (clock_gettime(CLOCK_MONOTONIC, &ts) != 0)
-        return 0;
-    return static_cast<int64_t>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
-}
+int64_t perf_counter() { return static_cast<int64_t>(monotonic_ns()); }
 
 int64_t perf_frequency() { return 1000000000LL; }
 
@@ -23,4 +20,20 @@ int64_t system_time_filetime()
     return static_cast<int64_t>(ts.tv_sec) * 10000000LL + ts.tv_nsec / 100 + kFiletimeEpochOffset;
 }
 
+namespace {
+std::atomic<int32_t> g_seconds_offset{0};
+}
+
+int32_t clock_seconds32()
+{
+    auto now = static_cast<uint32_t>(std::time(nullptr));
+    return static_cast<int32_t>(now + static_cast<uint32_t>(g_seconds_offset.load(std::memory_order_relaxed)));
+}
+
 }  // namespace cairn
+
+namespace cairn::testing {
+
+void clock_seconds32_offset(int32_t seconds) { g_seconds_offset.store(seconds); }
+
+}  // namespace cairn::testing

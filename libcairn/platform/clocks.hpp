@@ -19,4 +19,16 @@ constexpr int64_t kFiletimeEpochOffset = 116444736000000000LL;
 // The wall clock as 100-nanosecond intervals since 1601-01-01 UTC.
 int64_t system_time_filetime();
 
+// Seconds since the epoch on the 32-bit clock: the low half of the C
+// library's time (expiry times, the library's current time).
+int32_t clock_seconds32();
+
 }  // namespace cairn
+
+namespace cairn::testing {
+
+// Shift the 32-bit seconds clock by `seconds` (tests of expiry without
+// sleeping).  0 restores the real clock.
+void clock_seconds32_offset(int32_t seconds);
+
+}  // namespace cairn::testing

@@ -4,14 +4,15 @@
 #include <ctime>
 
 #include "cairn/time.h"
+#include "platform/clocks.hpp"
 #include "time/time_internal.hpp"
 
 namespace cairn {
 
 ox_time64_t clock_time_now()
 {
-    // The 32-bit clock, sign-extended: the low half of the C library's time.
-    auto now = static_cast<ox_time64_t>(static_cast<int32_t>(static_cast<uint32_t>(std::time(nullptr))));
+    // The 32-bit clock, sign-extended.
+    auto now = static_cast<ox_time64_t>(clock_seconds32());
     return now == OX_TIME_FOREVER32 ? OX_TIME_NOT_FOREVER32 : now;
 }
 

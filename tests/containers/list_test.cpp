@@ -13,7 +13,7 @@
 #include "cairn/containers.h"
 #include "cairn/frame.h"
 #include "fault_injection.hpp"
-#include "platform/clock.hpp"
+#include "platform/clocks.hpp"
 
 namespace {
 
