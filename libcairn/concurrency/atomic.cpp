@@ -3,6 +3,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/error_results.hpp"
 #include "platform/alloc.hpp"
 
 struct ox_atomic {
@@ -18,7 +19,7 @@ bool reject_null(const ox_atomic *a)
 {
     if (a != nullptr)
         return false;
-    ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);
+    cairn::null_argument();
     return true;
 }
 

@@ -49,7 +49,7 @@ ox_event *ox_event_new(void)
 int ox_event_signal(ox_event *e)
 {
     if (e == nullptr)
-        return null_handle();
+        return null_argument();
     {
         CriticalSectionLock hold(e->cs);
         e->broadcast = 0;
@@ -61,7 +61,7 @@ int ox_event_signal(ox_event *e)
 int ox_event_broadcast(ox_event *e)
 {
     if (e == nullptr)
-        return null_handle();
+        return null_argument();
     CriticalSectionLock hold(e->cs);
     if (e->waiters.load(std::memory_order_seq_cst) > 0) {
         e->broadcast = 1;
@@ -73,7 +73,7 @@ int ox_event_broadcast(ox_event *e)
 int ox_event_timedwait(ox_event *e, uint32_t ms)
 {
     if (e == nullptr)
-        return null_handle();
+        return null_argument();
     e->waiters.fetch_add(1, std::memory_order_seq_cst);
     WaitStatus status = sync_wait(e->handle, ms);
     if (status != WaitStatus::signalled)
@@ -89,7 +89,7 @@ int ox_event_wait(ox_event *e) { return ox_event_timedwait(e, kForever); }
 int ox_event_destroy(void *handle)
 {
     if (handle == nullptr)
-        return null_handle();
+        return null_argument();
     int result;
     if (last_reference(handle, result))
         free_handle(handle);

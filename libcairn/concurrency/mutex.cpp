@@ -31,7 +31,7 @@ ox_mutex *ox_mutex_new(void)
 int ox_mutex_lock(ox_mutex *m)
 {
     if (m == nullptr || m->handle == nullptr)
-        return null_handle();
+        return null_argument();
     uintptr_t self = sync_caller_id();
     if (m->owner.load(std::memory_order_relaxed) == self)
         return self_deadlock();
@@ -44,7 +44,7 @@ int ox_mutex_lock(ox_mutex *m)
 int ox_mutex_trylock(ox_mutex *m)
 {
     if (m == nullptr || m->handle == nullptr)
-        return null_handle();
+        return null_argument();
     int rc = wait_result(sync_wait(m->handle, 0), true);
     if (rc == OX_SUCCESS)
         m->owner.store(sync_caller_id(), std::memory_order_relaxed);
@@ -54,7 +54,7 @@ int ox_mutex_trylock(ox_mutex *m)
 int ox_mutex_unlock(ox_mutex *m)
 {
     if (m == nullptr || m->handle == nullptr)
-        return null_handle();
+        return null_argument();
     if (m->owner.load(std::memory_order_relaxed) != sync_caller_id())
         return not_owner();
     m->owner.store(0, std::memory_order_relaxed);

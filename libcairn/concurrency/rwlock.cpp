@@ -21,7 +21,7 @@ void free_rwlock(ox_rwlock *rw)
 int read_lock(ox_rwlock *rw, uint32_t ms)
 {
     if (rw == nullptr)
-        return null_handle();
+        return null_argument();
     WaitStatus status = sync_wait(rw->entry, ms);
     if (status != WaitStatus::signalled)
         return wait_result(status, ms == 0);
@@ -37,7 +37,7 @@ int read_lock(ox_rwlock *rw, uint32_t ms)
 int write_lock(ox_rwlock *rw, uint32_t ms)
 {
     if (rw == nullptr)
-        return null_handle();
+        return null_argument();
     WaitStatus status = sync_wait(rw->entry, ms);
     if (status != WaitStatus::signalled)
         return wait_result(status, ms == 0);
@@ -83,7 +83,7 @@ int ox_rwlock_write_trylock(ox_rwlock *rw) { return write_lock(rw, 0); }
 int ox_rwlock_unlock(ox_rwlock *rw)
 {
     if (rw == nullptr)
-        return null_handle();
+        return null_argument();
     if (sync_mutex_release(rw->entry))
         return OX_SUCCESS;  // the caller was the writer
     CriticalSectionLock hold(rw->cs);
@@ -95,7 +95,7 @@ int ox_rwlock_unlock(ox_rwlock *rw)
 int ox_rwlock_destroy(ox_rwlock *rw)
 {
     if (rw == nullptr)
-        return null_handle();
+        return null_argument();
     int result;
     if (last_reference(rw, result))
         free_rwlock(rw);

@@ -29,7 +29,7 @@ int missing_handle()
 int take(ox_semaphore *s, uint32_t ms, bool zero_wait_form)
 {
     if (s == nullptr)
-        return null_handle();
+        return null_argument();
     if (s->handle == nullptr)
         return missing_handle();
     return wait_result(sync_wait(s->handle, ms), zero_wait_form);
@@ -60,7 +60,7 @@ ox_semaphore *ox_semaphore_new(uint32_t initial)
 int ox_semaphore_post(ox_semaphore *s)
 {
     if (s == nullptr)
-        return null_handle();
+        return null_argument();
     if (s->handle == nullptr)
         return missing_handle();
     if (!sync_semaphore_release(s->handle, 1))
@@ -75,7 +75,7 @@ int ox_semaphore_trywait(ox_semaphore *s) { return take(s, 0, true); }
 int ox_semaphore_destroy(ox_semaphore *s)
 {
     if (s == nullptr)
-        return null_handle();
+        return null_argument();
     int result;
     if (last_reference(s, result)) {
         sync_close(s->handle);

@@ -45,7 +45,7 @@ extern "C" {
 int ox_thread_cancel(ox_thread *t)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     CriticalSectionLock hold(*t->lock);
     if (t->cancel_ignore == 1)
         return OX_SUCCESS;

@@ -153,7 +153,7 @@ PlatformThread *joinable_handle(ox_thread *t, bool try_form, int &rc)
 int join(ox_thread *t, uint32_t *code, bool try_form)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     int rc = OX_SUCCESS;
     PlatformThread *handle = joinable_handle(t, try_form, rc);
     if (handle == nullptr)
@@ -178,7 +178,7 @@ extern "C" {
 int ox_thread_start(ox_thread *t)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     if (is_calling_thread(t))
         return self_deadlock();
     {
@@ -212,7 +212,7 @@ int ox_thread_tryjoin(ox_thread *t, uint32_t *code) { return join(t, code, true)
 int ox_thread_destroy(ox_thread *t)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     if (is_calling_thread(t))
         return self_deadlock();
     {

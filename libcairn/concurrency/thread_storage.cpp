@@ -116,14 +116,14 @@ void *ox_threadstorage_get(ox_threadstorage *key)
 int ox_threadstorage_set(ox_threadstorage *key, void *value)
 {
     if (key == nullptr)
-        return null_handle();
+        return null_argument();
     return tls_set(key->index, value) ? OX_SUCCESS : ox_error_get_last();
 }
 
 int ox_threadstorage_destroy(ox_threadstorage *key)
 {
     if (key == nullptr)
-        return null_handle();
+        return null_argument();
     int result;
     if (!last_reference(key, result))
         return result;

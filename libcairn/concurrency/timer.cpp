@@ -5,6 +5,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/error_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
 #include "platform/futex.hpp"
@@ -148,12 +149,6 @@ void install_runner()
 
 int destroy_timer(void *obj) { return ox_timer_destroy(static_cast<ox_timer *>(obj)); }
 
-int null_handle()
-{
-    ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);
-    return OX_ENULL;
-}
-
 }  // namespace
 
 extern "C" {
@@ -189,10 +184,10 @@ ox_timer *ox_timer_new(uint32_t interval_ms, uint32_t value, ox_timer_fn fn, voi
 int ox_timer_start(ox_timer *t)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     CriticalSectionLock hold(*t->lock);
     if (t->state == kRunning)
-        return ox_error_set_last(EBUSY, OX_ERRKIND_ERRNO);
+        return report_errno(EBUSY);
     int rc = arm(t);
     t->state = rc == OX_SUCCESS ? kRunning : kIdle;
     return rc;
@@ -201,7 +196,7 @@ int ox_timer_start(ox_timer *t)
 int ox_timer_stop(ox_timer *t)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     CriticalSectionLock hold(*t->lock);
     if (t->state != kIdle) {
         disarm(t);
@@ -213,7 +208,7 @@ int ox_timer_stop(ox_timer *t)
 int ox_timer_reset(ox_timer *t, uint32_t interval_ms, uint32_t value)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     CriticalSectionLock hold(*t->lock);
     t->value = value;
     {
@@ -232,7 +227,7 @@ int ox_timer_reset(ox_timer *t, uint32_t interval_ms, uint32_t value)
 uint32_t ox_timer_get_value(ox_timer *t)
 {
     if (t == nullptr) {
-        null_handle();
+        null_argument();
         return 0;
     }
     CriticalSectionLock hold(*t->lock);
@@ -242,7 +237,7 @@ uint32_t ox_timer_get_value(ox_timer *t)
 int ox_timer_destroy(ox_timer *t)
 {
     if (t == nullptr)
-        return null_handle();
+        return null_argument();
     int left = _ox_object_unreference(t);
     if (left < 0)
         return OX_ENOENT;

@@ -6,6 +6,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/error_results.hpp"
 #include "platform/sync_object.hpp"
 
 namespace cairn {
@@ -14,12 +15,6 @@ namespace cairn {
 constexpr uint32_t kWin32WaitTimeout = 258;
 // The platform's "too many posts" code of a semaphore past its maximum.
 constexpr uint32_t kWin32TooManyPosts = 298;
-
-inline int null_handle()
-{
-    ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);
-    return OX_ENULL;
-}
 
 inline int interrupted() { return ox_error_set_last(EINTR, OX_ERRKIND_ERRNO); }
 inline int would_block() { return ox_error_set_last(EAGAIN, OX_ERRKIND_ERRNO); }

@@ -148,7 +148,7 @@ bool grow(ox_array *a)
     if (slots == nullptr || order == nullptr) {
         mem_free(slots);
         mem_free(order);
-        fail(ENOMEM);
+        report_errno(ENOMEM);
         return false;
     }
     if (old_cap) {
@@ -192,11 +192,11 @@ int lookup(ox_array *a, void *key, void **out, Lookup mode, bool binary)
         *out = nullptr;
     if (a == nullptr || key == nullptr || (out == nullptr && mode != Lookup::unreference) ||
         a->h.compare == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&a->h);
     Search s = search(a, key, binary);
     if (!s.hit)
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     ArraySlot &slot = a->slots[a->order[s.at]];
     return apply_lookup(&a->h, slot.data, slot.refs, out, mode);
 }
@@ -204,13 +204,13 @@ int lookup(ox_array *a, void *key, void **out, Lookup mode, bool binary)
 int index_of(ox_array *a, void *key, bool binary)
 {
     if (a == nullptr || a->h.compare == nullptr || key == nullptr) {
-        fail(EINVAL);
+        report_errno(EINVAL);
         return kNone;
     }
     ContainerLock hold(&a->h);
     Search s = search(a, key, binary);
     if (!s.hit) {
-        fail(ENOENT);
+        report_errno(ENOENT);
         return kNone;
     }
     return a->order[s.at];
@@ -223,10 +223,10 @@ int nth(ox_array *a, int slot, void **out, Nth mode)
     if (out)
         *out = nullptr;
     if (a == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&a->h);
     if (slot < 0 || slot >= a->capacity || !in_use(a->slots[slot]))
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     ArraySlot &s = a->slots[slot];
     if (mode == Nth::reference)
         ++s.refs;
@@ -242,14 +242,14 @@ int remove_key(ox_array *a, void *key, void **out, bool try_only, bool binary)
     if (out)
         *out = nullptr;
     if (a == nullptr || a->h.compare == nullptr || key == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&a->h);
     Search s = search(a, key, binary);
     if (!s.hit)
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     ArraySlot *slot = &a->slots[a->order[s.at]];
     if (try_only && element_busy(&a->h, slot, slot->refs))
-        return fail(EBUSY);
+        return report_errno(EBUSY);
     remove_slot(a, slot, out);
     return OX_SUCCESS;
 }
@@ -339,7 +339,7 @@ int ox_array_destroy(ox_array *array)
 int ox_array_add(ox_array *array, void *key, void *data)
 {
     if (array == nullptr || data == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&array->h);
     if (array->first_free == kNone && !grow(array))
         return OX_ENOMEM;
@@ -373,11 +373,11 @@ int ox_array_remove_index(ox_array *array, int slot, void **data)
     if (data)
         *data = nullptr;
     if (array == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&array->h);
     if (array->h.count == 0 || slot < 0 || slot >= array->capacity ||
         (array->slots[slot].data == nullptr && array->slots[slot].key == nullptr))
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     remove_slot(array, &array->slots[slot], data);
     return OX_SUCCESS;
 }
@@ -390,7 +390,7 @@ int ox_array_try_remove_node_b(ox_array *a, void *key, void **data) { return rem
 int ox_array_foreach(ox_array *array, ox_foreach_callback fn, void *arg)
 {
     if (array == nullptr || fn == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&array->h);
     int32_t seen = 0;
     for (int32_t i = 0; i < array->capacity && seen < array->h.count; ++i)
@@ -404,7 +404,7 @@ int ox_array_foreach(ox_array *array, ox_foreach_callback fn, void *arg)
 int ox_array_size(ox_array *array)
 {
     if (array == nullptr) {
-        fail(EINVAL);
+        report_errno(EINVAL);
         return 0;
     }
     ContainerLock hold(&array->h);

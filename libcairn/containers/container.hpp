@@ -9,6 +9,7 @@
 #include "cairn/concurrency.h"
 #include "cairn/containers.h"
 #include "cairn/frame.h"
+#include "frame/error_results.hpp"
 
 // Element record of lists and tables.
 struct ox_node {
@@ -87,14 +88,6 @@ private:
     ContainerHeader *h_;
 };
 
-// Report `err` (an errno) as the thread's last error; returns its code.
-inline int fail(int err) { return ox_error_set_last(static_cast<uint32_t>(err), OX_ERRKIND_ERRNO); }
-// A missing container or argument: 2, last error EINVAL.
-inline int invalid()
-{
-    fail(EINVAL);
-    return OX_ENULL;
-}
 
 // Lists, arrays and tables all keep an element's data and key first, so
 // iterators read them the same way whatever the container.
@@ -136,7 +129,7 @@ inline bool has_expired(int32_t expiry, int32_t now)
     return expiry != OX_TTL_NEVER && expiry < now;
 }
 // The result of a lookup that met an expired element: 80, last error ETIME.
-inline int expired_result() { return fail(ETIME); }
+inline int expired_result() { return report_errno(ETIME); }
 
 // What a key lookup does with the element it found: give its data, take or
 // drop an element reference, or give a copy made by the copy callback (53

@@ -35,11 +35,11 @@ int container_release(ContainerHeader *h, bool *last)
 {
     *last = false;
     if (h == nullptr)
-        return invalid();
+        return null_argument();
     {
         ContainerLock hold(h);
         if (h->iterators != nullptr)
-            return fail(EBUSY);
+            return report_errno(EBUSY);
     }
     int left = _ox_object_unreference(h);
     if (left < 0)
@@ -114,7 +114,7 @@ int apply_lookup(ContainerHeader *h, void *data, int32_t &refs, void **out, Look
     case Lookup::get:
         *out = h->copy_data ? h->copy_data(data) : nullptr;
         if (*out == nullptr)
-            return fail(ENOMEM);
+            return report_errno(ENOMEM);
         break;
     }
     return OX_SUCCESS;
@@ -124,7 +124,7 @@ int iterator_give(ox_iterator *it, void **data)
 {
     if (it->current == nullptr) {
         *data = nullptr;
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     }
     *data = element_data(it->current);
     return OX_SUCCESS;

@@ -14,7 +14,7 @@ int destroy_iterator(void *obj) { return ox_iterator_destroy(static_cast<ox_iter
 int run_step(ox_iterator *it, StepFn ContainerHeader::*which, void **key, void **data)
 {
     if (it == nullptr || data == nullptr || it->container == nullptr)
-        return invalid();
+        return null_argument();
     if (key)
         *key = nullptr;
     ContainerHeader *h = it->container;
@@ -22,7 +22,7 @@ int run_step(ox_iterator *it, StepFn ContainerHeader::*which, void **key, void *
     StepFn fn = h->*which;
     if (fn == nullptr) {
         *data = nullptr;
-        return fail(ENOTSUP);
+        return report_errno(ENOTSUP);
     }
     int rc = fn(it, data);
     if (rc == OX_SUCCESS && key)
@@ -37,7 +37,7 @@ extern "C" {
 ox_iterator *ox_iterator_new(void *container)
 {
     if (container == nullptr) {
-        fail(EINVAL);
+        report_errno(EINVAL);
         return nullptr;
     }
     auto *h = static_cast<ContainerHeader *>(container);
@@ -69,7 +69,7 @@ ox_iterator *ox_iterator_new(void *container)
 int ox_iterator_destroy(ox_iterator *it)
 {
     if (it == nullptr)
-        return invalid();
+        return null_argument();
     int left = _ox_object_unreference(it);
     if (left < 0)
         return OX_ENOENT;
@@ -99,27 +99,27 @@ int ox_iterator_previous(ox_iterator *it, void **data) { return run_step(it, &Co
 
 int ox_iterator_start_key_data(ox_iterator *it, void **key, void **data)
 {
-    return key ? run_step(it, &ContainerHeader::first, key, data) : invalid();
+    return key ? run_step(it, &ContainerHeader::first, key, data) : null_argument();
 }
 
 int ox_iterator_next_key_data(ox_iterator *it, void **key, void **data)
 {
-    return key ? run_step(it, &ContainerHeader::next, key, data) : invalid();
+    return key ? run_step(it, &ContainerHeader::next, key, data) : null_argument();
 }
 
 int ox_iterator_previous_key_data(ox_iterator *it, void **key, void **data)
 {
-    return key ? run_step(it, &ContainerHeader::previous, key, data) : invalid();
+    return key ? run_step(it, &ContainerHeader::previous, key, data) : null_argument();
 }
 
 int ox_iterator_current(ox_iterator *it, void **data)
 {
     if (it == nullptr || data == nullptr || it->container == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(it->container);
     if (it->current == nullptr) {
         *data = nullptr;
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     }
     *data = element_data(it->current);
     return OX_SUCCESS;

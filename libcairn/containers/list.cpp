@@ -114,12 +114,12 @@ int lookup(ox_list *l, void *key, void **out, Lookup mode)
         *out = nullptr;
     if (l == nullptr || key == nullptr || (out == nullptr && mode != Lookup::unreference) ||
         l->h.compare == nullptr)
-        return invalid();
+        return null_argument();
     int32_t now = clock_seconds32();
     ContainerLock hold(&l->h);
     ox_node *n = find_key(l, key);
     if (n == nullptr)
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     if (has_expired(n->expiry, now)) {
         remove_expired(l, n);
         return expired_result();
@@ -131,9 +131,9 @@ int lookup(ox_list *l, void *key, void **out, Lookup mode)
 int remove_found(ox_list *l, ox_node *n, void **out, bool try_only)
 {
     if (n == nullptr)
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     if (try_only && element_busy(&l->h, n, n->refs))
-        return fail(EBUSY);
+        return report_errno(EBUSY);
     remove_node(l, n, out);
     return OX_SUCCESS;
 }
@@ -143,7 +143,7 @@ int remove_at(ox_list *l, int position, void **out, bool try_only)
     if (out)
         *out = nullptr;
     if (l == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&l->h);
     return remove_found(l, at_position(l, position), out, try_only);
 }
@@ -153,7 +153,7 @@ int remove_key(ox_list *l, void *key, void **out, bool try_only)
     if (out)
         *out = nullptr;
     if (l == nullptr || l->h.compare == nullptr || key == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&l->h);
     return remove_found(l, find_key(l, key), out, try_only);
 }
@@ -193,7 +193,7 @@ int step(ox_iterator *it, void **data, bool forward)
     auto *n = static_cast<ox_node *>(it->current);
     if (n == nullptr || (forward ? n->next : n->prev) == nullptr) {
         *data = nullptr;  // at the end the iterator stays where it is
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     }
     it->current = forward ? n->next : n->prev;
     return iterator_give(it, data);
@@ -246,14 +246,14 @@ int ox_list_destroy(ox_list *list)
 int ox_list_append_with_ttl(ox_list *list, void *key, void *data, int32_t ttl)
 {
     if (list == nullptr || data == nullptr)
-        return invalid();
+        return null_argument();
     // A time to live of "never" needs no clock: the expiry is "never" too.
     int32_t now = ttl == OX_TTL_NEVER ? 0 : clock_seconds32();
     ContainerLock hold(&list->h);
     if (ttl < OX_TTL_NEVER && key != nullptr && list->h.compare != nullptr) {
         if (ox_node *dup = find_key(list, key)) {
             if (!has_expired(dup->expiry, now))
-                return fail(EEXIST);
+                return report_errno(EEXIST);
             remove_expired(list, dup);
         }
     }
@@ -268,7 +268,7 @@ int ox_list_append(ox_list *list, void *key, void *data)
 int ox_list_prepend(ox_list *list, void *key, void *data)
 {
     if (list == nullptr || data == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&list->h);
     return add_node(list, key, data, OX_TTL_NEVER, list->first);
 }
@@ -277,13 +277,13 @@ int ox_list_push(ox_list *list, void *data) { return ox_list_prepend(list, nullp
 
 int ox_list_pop(ox_list *list, void **data)
 {
-    return list ? remove_at(list, 1, data, false) : invalid();
+    return list ? remove_at(list, 1, data, false) : null_argument();
 }
 
 int ox_list_insert(ox_list *list, void *key, void *data, int position)
 {
     if (list == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&list->h);
     ox_node *before = at_position(list, position < 1 ? 1 : position);
     return add_node(list, key, data, OX_TTL_NEVER, before);
@@ -312,7 +312,7 @@ int ox_list_get(ox_list *list, void *key, void **copy)
 int ox_list_index(ox_list *list, void *key)
 {
     if (list == nullptr || list->h.compare == nullptr || key == nullptr) {
-        fail(EINVAL);
+        report_errno(EINVAL);
         return 0;
     }
     ContainerLock hold(&list->h);
@@ -320,19 +320,19 @@ int ox_list_index(ox_list *list, void *key)
     for (ox_node *n = list->first; n; n = n->next, ++position)
         if (n->key != nullptr && list->h.compare(n->key, key) == 0)
             return position;
-    fail(ENOENT);
+    report_errno(ENOENT);
     return 0;
 }
 
 int ox_list_nth(ox_list *list, int position, void **data)
 {
     if (list == nullptr || data == nullptr)
-        return invalid();
+        return null_argument();
     *data = nullptr;
     ContainerLock hold(&list->h);
     ox_node *n = at_position(list, position);
     if (n == nullptr)
-        return fail(ENOENT);
+        return report_errno(ENOENT);
     *data = n->data;
     return OX_SUCCESS;
 }
@@ -360,21 +360,21 @@ int ox_list_try_remove_node(ox_list *list, void *key, void **data)
 int ox_list_remove_all(ox_list *list)
 {
     if (list == nullptr)
-        return invalid();
+        return null_argument();
     {
         ContainerLock hold(&list->h);
         while (ox_node *n = list->first)
             remove_expired(list, n);  // data destroyed only when owned
     }
     // Callers have always found ENOENT here after emptying a list.
-    fail(ENOENT);
+    report_errno(ENOENT);
     return OX_SUCCESS;
 }
 
 int ox_list_replace(ox_list *list, void *key, void **old_key, void *data, void **old_data)
 {
     if (list == nullptr || key == nullptr || data == nullptr || list->h.compare == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&list->h);
     ox_node *n = find_key(list, key);
     if (n == nullptr) {
@@ -385,7 +385,7 @@ int ox_list_replace(ox_list *list, void *key, void **old_key, void *data, void *
         return add_node(list, key, data, OX_TTL_NEVER, nullptr);
     }
     if (n->refs > 0)
-        return fail(EBUSY);
+        return report_errno(EBUSY);
     if (old_data)
         *old_data = n->data;
     else if (list->h.destroy_data)
@@ -402,7 +402,7 @@ int ox_list_replace(ox_list *list, void *key, void **old_key, void *data, void *
 int ox_list_foreach(ox_list *list, ox_foreach_callback fn, void *arg)
 {
     if (list == nullptr || fn == nullptr)
-        return invalid();
+        return null_argument();
     ContainerLock hold(&list->h);
     for (ox_node *n = list->first, *next; n; n = next) {
         next = n->next;
@@ -414,7 +414,7 @@ int ox_list_foreach(ox_list *list, ox_foreach_callback fn, void *arg)
 int ox_list_size(ox_list *list)
 {
     if (list == nullptr) {
-        fail(EINVAL);
+        report_errno(EINVAL);
         return 0;
     }
     ContainerLock hold(&list->h);
