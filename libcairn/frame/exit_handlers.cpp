@@ -105,8 +105,6 @@ void program_name_lock()
 
 void program_name_unlock() { ox_mutex_unlock(g_name_lock); }
 
-bool standard_files_open() { return g_std_files_open.load(); }
-
 int register_exit_cleanup(void (*handler)(void)) { return ox_atexit(handler); }
 
 }  // namespace cairn

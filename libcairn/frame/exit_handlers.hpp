@@ -5,11 +5,7 @@ namespace cairn {
 
 // The program-name lock, created with the handler list (once-guard); other
 // parts of the frame take it around the program name.
-struct ProgramNameLock;
 void program_name_lock();
 void program_name_unlock();
-
-// Whether the standard files are still open (cleared by ox_exit()).
-bool standard_files_open();
 
 }  // namespace cairn
