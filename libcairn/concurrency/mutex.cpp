@@ -32,7 +32,7 @@ int ox_mutex_lock(ox_mutex *m)
 {
     if (m == nullptr || m->handle == nullptr)
         return null_argument();
-    uintptr_t self = sync_caller_id();
+    uint64_t self = sync_caller_id();
     if (m->owner.load(std::memory_order_relaxed) == self)
         return self_deadlock();
     int rc = wait_result(sync_wait(m->handle, kForever));

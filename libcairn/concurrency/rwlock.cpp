@@ -1,9 +1,17 @@
 // ox_rwlock: writers first.  A writer holds the entry lock (a platform
 // mutex) while it waits for the readers to leave, so new readers queue
 // behind it; readers pass the entry lock only to count themselves in.
+//
+// While nobody holds the entry lock a reader does not take it at all: it
+// counts itself in and then looks at the entry lock again.  A writer takes
+// the entry lock and then looks at the count.  Both sides are sequentially
+// consistent, so at least one sees the other: the reader backs out and
+// queues for the entry lock, or the writer waits for the reader to leave.
+// The uncontended read lock and unlock are then one atomic operation each.
 #include "concurrency/rwlock_handle.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
+#include "platform/futex.hpp"
 
 using namespace cairn;
 
@@ -18,20 +26,86 @@ void free_rwlock(ox_rwlock *rw)
     mem_delete(rw);
 }
 
+bool entry_free(const ox_rwlock &rw)
+{
+    return rw.entry->owner.load(std::memory_order_seq_cst) == 0;
+}
+
+// One reader leaves; the last one out wakes a writer that waits for it.
+// False when no reader was counted.
+bool leave_as_reader(ox_rwlock &rw)
+{
+    uint32_t s = rw.state.load(std::memory_order_relaxed);
+    do {
+        if ((s & kRwReaderMask) == 0)
+            return false;
+    } while (!rw.state.compare_exchange_weak(s, s - 1, std::memory_order_seq_cst));
+    if (s - 1 == kRwWriterDraining)
+        sync_event_set(rw.no_readers);
+    return true;
+}
+
+bool enter_while_entry_free(ox_rwlock &rw)
+{
+    if (!entry_free(rw))
+        return false;
+    rw.state.fetch_add(1, std::memory_order_seq_cst);
+    if (entry_free(rw))
+        return true;
+    leave_as_reader(rw);
+    return false;
+}
+
 int read_lock(ox_rwlock *rw, uint32_t ms)
 {
     if (rw == nullptr)
         return null_argument();
+    if (enter_while_entry_free(*rw))
+        return OX_SUCCESS;
     WaitStatus status = sync_wait(rw->entry, ms);
     if (status != WaitStatus::signalled)
         return wait_result(status, ms == 0);
-    {
-        CriticalSectionLock hold(rw->cs);
-        ++rw->readers;
-        sync_event_reset(rw->no_readers);
-    }
+    rw->state.fetch_add(1, std::memory_order_seq_cst);
     sync_mutex_release(rw->entry);
     return OX_SUCCESS;
+}
+
+// The entry lock's holder marks itself draining before it looks at the
+// count, so the last reader out sees the mark and sets the event.  The
+// event is reset first: a set that comes later is for this writer.
+bool readers_gone(ox_rwlock &rw)
+{
+    sync_event_reset(rw.no_readers);
+    if ((rw.state.fetch_or(kRwWriterDraining, std::memory_order_seq_cst) & kRwReaderMask) != 0)
+        return false;
+    rw.state.fetch_and(~kRwWriterDraining, std::memory_order_seq_cst);
+    return true;
+}
+
+// Milliseconds left until `deadline`, rounded up; forever stays forever.
+uint32_t ms_left(uint32_t ms, uint64_t deadline)
+{
+    if (ms == kForever)
+        return kForever;
+    uint64_t now = monotonic_ns();
+    return now >= deadline ? 0 : static_cast<uint32_t>((deadline - now + 999999u) / 1000000u);
+}
+
+// With the entry lock held, wait up to `ms` for the readers to leave.  A
+// set left over from an earlier writer that gave up only makes it look
+// again.
+WaitStatus wait_for_readers(ox_rwlock &rw, uint32_t ms)
+{
+    const uint64_t deadline = deadline_after_ms(ms);
+    WaitStatus status = WaitStatus::signalled;
+    while (!readers_gone(rw)) {
+        status = sync_wait(rw.no_readers, ms_left(ms, deadline));
+        if (status != WaitStatus::signalled) {
+            rw.state.fetch_and(~kRwWriterDraining, std::memory_order_seq_cst);
+            break;
+        }
+    }
+    return status;
 }
 
 int write_lock(ox_rwlock *rw, uint32_t ms)
@@ -41,19 +115,15 @@ int write_lock(ox_rwlock *rw, uint32_t ms)
     WaitStatus status = sync_wait(rw->entry, ms);
     if (status != WaitStatus::signalled)
         return wait_result(status, ms == 0);
-    {
-        CriticalSectionLock hold(rw->cs);
-        if (rw->readers == 0)
-            return OX_SUCCESS;
-    }
-    status = sync_wait(rw->no_readers, ms);
+    status = wait_for_readers(*rw, ms);
     if (status == WaitStatus::signalled)
         return OX_SUCCESS;
     if (status == WaitStatus::interrupted)
         return interrupted();  // keeps the entry lock: the caller unlocks
-    // A time-out changes no last error: the result is whatever it holds.
+    // The platform reports the second wait's time-out as such, whatever
+    // the caller's last error held before.
     sync_mutex_release(rw->entry);
-    return ox_error_get_last();
+    return timed_out();
 }
 
 }  // namespace
@@ -84,11 +154,9 @@ int ox_rwlock_unlock(ox_rwlock *rw)
 {
     if (rw == nullptr)
         return null_argument();
-    if (sync_mutex_release(rw->entry))
+    if (!entry_free(*rw) && sync_mutex_release(rw->entry))
         return OX_SUCCESS;  // the caller was the writer
-    CriticalSectionLock hold(rw->cs);
-    if (rw->readers != 0 && --rw->readers == 0)
-        sync_event_set(rw->no_readers);
+    leave_as_reader(*rw);   // a reader, or neither: 0 all the same
     return OX_SUCCESS;
 }
 

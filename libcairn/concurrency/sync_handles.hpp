@@ -15,7 +15,7 @@ struct ox_mutex {
     // The owner is changed atomically rather than under a critical section:
     // only the owner ever stores its own id, so the owner test is exact and
     // the uncontended lock stays at one atomic operation.
-    std::atomic<uintptr_t> owner{0};
+    std::atomic<uint64_t> owner{0};
 };
 
 struct ox_event {

@@ -1,8 +1,6 @@
 // The emulated platform objects: creation, release and hand-over to waiters.
 #include "platform/wait_internal.hpp"
 
-#include <pthread.h>
-
 #include "platform/alloc.hpp"
 #include "platform/futex.hpp"
 
@@ -40,7 +38,14 @@ SyncObject *sync_mutex_create() { return mem_new<SyncObject>(SyncKind::mutex); }
 
 void sync_close(SyncObject *obj) { mem_delete(obj); }
 
-uintptr_t sync_caller_id() { return static_cast<uintptr_t>(pthread_self()); }
+uint64_t sync_caller_id()
+{
+    // The record's sequence number, not the platform thread id: the C
+    // library hands the id of an ended thread to the next new thread, which
+    // would then own the ended thread's locks.
+    ThreadRecord *rec = thread_record();
+    return rec != nullptr ? rec->seq : kNoThreadSeq;
+}
 
 bool sync_semaphore_release(SyncObject *obj, int32_t units)
 {
@@ -82,7 +87,10 @@ void dispatch_waiters(SyncObject &obj)
             Waiter &w = *obj.head;
             unlink(obj, w);
             obj.queued.fetch_sub(1, std::memory_order_relaxed);
-            w.granted.store(kGranting, std::memory_order_release);
+            // Sequentially consistent: the waiter stores its park word and
+            // then reads this, the granter stores this and then exchanges
+            // the park word (see sleep_on_park()).
+            w.granted.store(kGranting, std::memory_order_seq_cst);
             w.next = granted;
             granted = &w;
         }

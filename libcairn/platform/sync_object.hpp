@@ -33,7 +33,7 @@ struct SyncObject {
     SyncKind kind;
     int32_t maximum = 0;                 // semaphore
     std::atomic<int32_t> count{0};       // semaphore units; event: 1 signalled
-    std::atomic<uintptr_t> owner{0};     // mutex owner (a thread id), 0 free
+    std::atomic<uint64_t> owner{0};      // mutex owner (sync_caller_id()), 0 free
     int32_t recursion = 0;               // mutex; touched by the owner only
     std::atomic<int32_t> queued{0};      // waiters linked in the list
     WordLock lock;                       // guards the list
@@ -58,8 +58,11 @@ SyncObject *sync_event_create(bool manual_reset, bool initially_signalled);
 SyncObject *sync_mutex_create();
 void sync_close(SyncObject *obj);
 
-// The identity that mutexes record as their owner.
-uintptr_t sync_caller_id();
+// The identity that mutexes record as their owner: the thread record's
+// sequence number, never reused.  A thread without a record (only while it
+// is being made, or after a fatal failure to make it) gets kNoThreadSeq.
+constexpr uint64_t kNoThreadSeq = UINT64_MAX;
+uint64_t sync_caller_id();
 
 // Alertable wait on `obj` for up to `ms` milliseconds.  The object is tested
 // first; then calls queued to the thread run (the wait reports an

@@ -27,9 +27,20 @@ struct SlotValue {
     uint32_t generation;
 };
 
+// The next never-reused thread id (the first is 1; 0 means no thread).
+inline uint64_t next_thread_seq()
+{
+    static std::atomic<uint64_t> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 struct ThreadRecord {
     void *thread = nullptr;        // the thread's ox_thread object, if any
     ErrorRecord *error = nullptr;  // last error, created on first use
+
+    // The thread's identity as a lock owner: unlike the platform thread id,
+    // never given to another thread, so an ended owner's id stays its own.
+    const uint64_t seq = next_thread_seq();
 
     bool creating_error = false;
 

@@ -9,13 +9,13 @@
 #include "platform/alloc.hpp"
 #include "platform/cpu.hpp"
 #include "platform/futex.hpp"
+#include "platform/spin_policy.hpp"
 
 namespace cairn {
 namespace {
 
-// Spinning covers the common hand-over between two running threads without
-// a trip through the kernel; a few microseconds at most.
-constexpr int kSpinRounds = 100;
+// Rounds a granted waiter spins for its granter before it yields to it.
+constexpr int kGranterSpinRounds = 100;
 
 std::atomic<DueWorkRunner> g_due_runner{nullptr};
 
@@ -82,18 +82,21 @@ bool run_alerts(ThreadRecord &rec)
 }
 
 // A cheap look before the atomic operation of try_acquire().
-bool might_acquire(const SyncObject &obj, uintptr_t id)
+bool might_acquire(const SyncObject &obj, uint64_t id)
 {
     if (obj.kind == SyncKind::mutex) {
-        uintptr_t owner = obj.owner.load(std::memory_order_relaxed);
+        uint64_t owner = obj.owner.load(std::memory_order_relaxed);
         return owner == 0 || owner == id;
     }
     return obj.count.load(std::memory_order_relaxed) != 0;
 }
 
-bool spin_for(SyncObject &obj, uintptr_t id, const ThreadRecord &rec)
+// Spinning covers the common hand-over between two threads running on
+// different CPUs without a trip through the kernel; the spin policy says
+// for how long, and learns whether it paid.
+bool spin_for(SyncObject &obj, uint64_t id, const ThreadRecord &rec, int rounds)
 {
-    for (int i = 0; i < kSpinRounds; ++i) {
+    for (int i = 0; i < rounds; ++i) {
         cpu_relax();
         if (might_acquire(obj, id) && try_acquire(obj, id))
             return true;
@@ -107,8 +110,13 @@ bool spin_for(SyncObject &obj, uintptr_t id, const ThreadRecord &rec)
 void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
 {
     for (;;) {
+        // Store-buffering pattern with the granter, which stores the grant
+        // and then exchanges the park word: each side stores, then reads the
+        // other's word.  Only sequentially consistent operations on both
+        // sides guarantee that one of them sees the other (release/acquire
+        // lets both reads miss, and the waiter would sleep through its grant).
         rec.park.store(1, std::memory_order_seq_cst);
-        if (w != nullptr && w->granted.load(std::memory_order_acquire) != kWaiting)
+        if (w != nullptr && w->granted.load(std::memory_order_seq_cst) != kWaiting)
             break;
         uint64_t now = monotonic_ns();
         if (alert_pending(rec, now))
@@ -127,11 +135,12 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
 
 // A granted waiter leaves only once its granter has finished waking it.
 // The granter is between two instructions and a wake-up call, so this is
-// brief unless the granter was preempted, in which case it yields to it.
-void await_granter(const Waiter &w)
+// brief unless the granter was preempted (on one CPU, by this very thread
+// whose wake-up it was making), in which case the waiter yields to it.
+void await_granter(const Waiter &w, bool spin)
 {
     for (int i = 0; w.granted.load(std::memory_order_acquire) != kGranted; ++i) {
-        if (i < kSpinRounds)
+        if (spin && i < kGranterSpinRounds)
             cpu_relax();
         else
             sched_yield();
@@ -141,8 +150,11 @@ void await_granter(const Waiter &w)
 // One linked wait on `obj`; true when the object was taken.  A grant that
 // arrives after the sleep ended for another reason is honoured: the waiter
 // looks again under the object's lock before it unlinks itself.
-bool park_on(SyncObject &obj, uintptr_t id, ThreadRecord &rec, uint64_t deadline)
+bool park_on(SyncObject &obj, uint64_t id, ThreadRecord &rec, uint64_t deadline)
 {
+    // The waiter count and the object's state form a store-buffering pair
+    // with a releaser (count, then test; change, then read the count): both
+    // sides are sequentially consistent (see after_release()).
     Waiter w(&rec, id);
     obj.lock.lock();
     obj.queued.fetch_add(1, std::memory_order_seq_cst);
@@ -156,15 +168,15 @@ bool park_on(SyncObject &obj, uintptr_t id, ThreadRecord &rec, uint64_t deadline
 
     sleep_on_park(rec, &w, deadline);
 
-    if (w.granted.load(std::memory_order_acquire) == kWaiting) {
+    if (w.granted.load(std::memory_order_seq_cst) == kWaiting) {
         WordLockHold hold(obj.lock);
-        if (w.granted.load(std::memory_order_acquire) == kWaiting) {
+        if (w.granted.load(std::memory_order_seq_cst) == kWaiting) {
             unlink_waiter(obj, w);
             obj.queued.fetch_sub(1, std::memory_order_relaxed);
             return false;
         }
     }
-    await_granter(w);
+    await_granter(w, several_cpus(monotonic_ns()));
     return true;
 }
 
@@ -172,7 +184,7 @@ bool park_on(SyncObject &obj, uintptr_t id, ThreadRecord &rec, uint64_t deadline
 
 WaitStatus sync_wait(SyncObject *obj, uint32_t ms)
 {
-    const uintptr_t id = sync_caller_id();
+    const uint64_t id = sync_caller_id();
     if (obj != nullptr && try_acquire(*obj, id))
         return WaitStatus::signalled;
     ThreadRecord *rec = thread_record();
@@ -192,8 +204,12 @@ WaitStatus sync_wait(SyncObject *obj, uint32_t ms)
         }
         if (!spun) {
             spun = true;
-            if (spin_for(*obj, id, *rec))
-                return WaitStatus::signalled;
+            if (int rounds = spin_rounds(now); rounds > 0) {
+                bool taken = spin_for(*obj, id, *rec, rounds);
+                spin_outcome(taken);
+                if (taken)
+                    return WaitStatus::signalled;
+            }
         }
         if (park_on(*obj, id, *rec, deadline))
             return WaitStatus::signalled;

@@ -21,15 +21,15 @@ struct Waiter {
     Waiter *next = nullptr;
     Waiter *prev = nullptr;
     ThreadRecord *rec;
-    uintptr_t id;  // the waiter's identity for mutexes
+    uint64_t id;  // the waiter's identity for mutexes
     std::atomic<uint32_t> granted{kWaiting};
 
-    Waiter(ThreadRecord *r, uintptr_t i) : rec(r), id(i) {}
+    Waiter(ThreadRecord *r, uint64_t i) : rec(r), id(i) {}
 };
 
 // Take the object for the thread `id` if it is available now (sequentially
 // consistent, which the waiter count handshake relies on).
-inline bool try_acquire(SyncObject &obj, uintptr_t id)
+inline bool try_acquire(SyncObject &obj, uint64_t id)
 {
     switch (obj.kind) {
     case SyncKind::semaphore: {
@@ -49,7 +49,7 @@ inline bool try_acquire(SyncObject &obj, uintptr_t id)
             ++obj.recursion;
             return true;
         }
-        uintptr_t free_owner = 0;
+        uint64_t free_owner = 0;
         if (!obj.owner.compare_exchange_strong(free_owner, id, std::memory_order_seq_cst))
             return false;
         obj.recursion = 1;

@@ -41,10 +41,10 @@ TEST(RwLock, ReadersShareAndAWriterWaitsForThemAll)
     ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
     EXPECT_EQ(read_trylock_elsewhere(rw), 0);  // readers share
     EXPECT_EQ(ox_rwlock_read_trylock(rw), 0);  // a second hold of this thread
-    EXPECT_EQ(rw->readers, 2);
+    EXPECT_EQ(rw->readers(), 2);
     EXPECT_EQ(ox_rwlock_unlock(rw), 0);
     EXPECT_EQ(ox_rwlock_unlock(rw), 0);
-    EXPECT_EQ(rw->readers, 0);
+    EXPECT_EQ(rw->readers(), 0);
     EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // neither writer nor reader: still 0
 
     ASSERT_EQ(ox_rwlock_write_lock(rw), 0);
@@ -54,21 +54,125 @@ TEST(RwLock, ReadersShareAndAWriterWaitsForThemAll)
     EXPECT_EQ(ox_rwlock_destroy(rw), 0);
 }
 
-TEST(RwLock, WriteTrylockWithReadersGivesTheLastErrorAsItStands)
+TEST(RwLock, WriteTrylockWithAReaderInsideTimesOutAndGivesTheEntryBack)
 {
     ox_rwlock *rw = ox_rwlock_new();
     ASSERT_NE(rw, nullptr);
     ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
     std::thread([&] {
-        ox_error_set_last(EAGAIN, OX_ERRKIND_ERRNO);
-        EXPECT_EQ(ox_rwlock_write_trylock(rw), OX_EAGAIN);
-        // With a clean last error the failed attempt reports success, yet
-        // the entry lock was given back: readers still get in.
-        ox_error_set_last(0, OX_ERRKIND_ERRNO);
-        EXPECT_EQ(ox_rwlock_write_trylock(rw), 0);
+        // Whatever the last error held before, the failed attempt reports
+        // the second wait's time-out and does not hold the lock.
+        for (int before : {0, EAGAIN}) {
+            ox_error_set_last(static_cast<uint32_t>(before), OX_ERRKIND_ERRNO);
+            EXPECT_EQ(ox_rwlock_write_trylock(rw), OX_ETIMEDOUT);
+            int kind = 0;
+            EXPECT_EQ(ox_error_get_last_native(&kind), 258u);
+            EXPECT_EQ(kind, OX_ERRKIND_WIN32);
+            EXPECT_EQ(read_trylock_elsewhere(rw), 0);  // entry lock given back
+        }
     }).join();
-    EXPECT_EQ(read_trylock_elsewhere(rw), 0);
+    EXPECT_EQ(rw->readers(), 1);  // the real reader is still counted
     EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(rw->readers(), 0);
+    EXPECT_EQ(ox_rwlock_write_trylock(rw), 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+namespace {
+
+// What the other thread holds when an attempt is made.
+enum class Held { nothing, reader, writer };
+
+struct RwCase {
+    Held held;
+    int (*attempt)(ox_rwlock *);
+    const char *name;
+    int result;
+};
+
+// Run `attempt` in a thread of its own while this thread holds `held`.
+int attempt_while_held(ox_rwlock *rw, Held held, int (*attempt)(ox_rwlock *))
+{
+    if (held == Held::reader) {
+        EXPECT_EQ(ox_rwlock_read_lock(rw), 0);
+    } else if (held == Held::writer) {
+        EXPECT_EQ(ox_rwlock_write_lock(rw), 0);
+    }
+    int rc = -1;
+    std::thread([&] {
+        rc = attempt(rw);
+        if (rc == 0) {
+            EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+        }
+    }).join();
+    if (held != Held::nothing) {
+        EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    }
+    return rc;
+}
+
+}  // namespace
+
+TEST(RwLock, ResultsOfEveryFormAgainstEveryHolder)
+{
+    const RwCase cases[] = {
+        {Held::nothing, ox_rwlock_read_lock, "read", 0},
+        {Held::nothing, ox_rwlock_read_trylock, "read try", 0},
+        {Held::nothing, ox_rwlock_write_lock, "write", 0},
+        {Held::nothing, ox_rwlock_write_trylock, "write try", 0},
+        {Held::reader, ox_rwlock_read_lock, "read", 0},
+        {Held::reader, ox_rwlock_read_trylock, "read try", 0},
+        {Held::reader, ox_rwlock_write_trylock, "write try", OX_ETIMEDOUT},
+        {Held::writer, ox_rwlock_read_trylock, "read try", OX_EAGAIN},
+        {Held::writer, ox_rwlock_write_trylock, "write try", OX_EAGAIN},
+    };
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    for (const RwCase &c : cases) {
+        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(static_cast<int>(c.held));
+        EXPECT_EQ(attempt_while_held(rw, c.held, c.attempt), c.result);
+        EXPECT_EQ(rw->readers(), 0);
+        EXPECT_EQ(rw->entry->owner.load(), 0u);
+        EXPECT_EQ(rw->state.load(), 0u);  // no draining mark left behind
+    }
+
+    // The writer's own thread: the entry lock is recursive, and a read lock
+    // inside a write lock counts a reader that its second unlock removes.
+    ASSERT_EQ(ox_rwlock_write_lock(rw), 0);
+    EXPECT_EQ(ox_rwlock_write_trylock(rw), 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    EXPECT_EQ(ox_rwlock_read_trylock(rw), 0);
+    EXPECT_EQ(rw->readers(), 1);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // releases the entry lock
+    EXPECT_EQ(rw->entry->owner.load(), 0u);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // now as the reader
+    EXPECT_EQ(rw->readers(), 0);
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // neither: still 0
+    EXPECT_EQ(rw->readers(), 0);
+    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+}
+
+TEST(RwLock, AWriterDrainingReadersTurnsNewReadersAway)
+{
+    ox_rwlock *rw = ox_rwlock_new();
+    ASSERT_NE(rw, nullptr);
+    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+    std::atomic<int> step{0};
+    std::thread writer([&] {
+        EXPECT_EQ(ox_rwlock_write_lock(rw), 0);  // waits for the reader
+        step = 1;
+        EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    });
+    ASSERT_TRUE(eventually([&] { return rw->no_readers->queued.load() == 1; }));
+    EXPECT_EQ(rw->state.load(), cairn::kRwWriterDraining | 1u);
+    EXPECT_EQ(read_trylock_elsewhere(rw), OX_EAGAIN);  // writers first
+    EXPECT_EQ(rw->readers(), 1);                       // the try backed out
+    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
+    writer.join();
+    EXPECT_EQ(step.load(), 1);
+    EXPECT_EQ(rw->state.load(), 0u);
     EXPECT_EQ(ox_rwlock_destroy(rw), 0);
 }
 
@@ -82,7 +186,7 @@ TEST(RwLock, WaitingWriterHoldsOffNewReaders)
     std::thread writer([&] {
         ASSERT_EQ(ox_rwlock_write_lock(rw), 0);
         step = 1;
-        EXPECT_EQ(rw->readers, 0);
+        EXPECT_EQ(rw->readers(), 0);
         step = 2;
         ASSERT_EQ(ox_rwlock_unlock(rw), 0);
     });
@@ -160,7 +264,7 @@ TEST(RwLock, WritersExcludeEveryoneUnderContention)
         t.join();
     EXPECT_EQ(violations.load(), 0);
     EXPECT_EQ(written, 2 * 3000);
-    EXPECT_EQ(rw->readers, 0);
+    EXPECT_EQ(rw->readers(), 0);
     EXPECT_EQ(ox_rwlock_destroy(rw), 0);
 }
 
