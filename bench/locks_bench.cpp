@@ -1,6 +1,7 @@
-// Locks and events against their POSIX peers: the uncontended mutex, a
-// token handed back and forth between two threads on different CPUs, and
-// a semaphore post + wait.
+// Locks and events against their POSIX peers: the uncontended mutex and
+// read lock, a token handed back and forth between two threads (both on
+// CPU 0, argument 0, or on CPUs 0 and 1, argument 1), and a semaphore
+// post + wait.
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 #include <semaphore.h>
@@ -40,33 +41,84 @@ void BM_PthreadErrorCheckMutex(benchmark::State &state)
 }
 BENCHMARK(BM_PthreadErrorCheckMutex);
 
-// One iteration: hand the token to the partner and get it back.
-void BM_OxEventPingPong(benchmark::State &state)
+void BM_OxRwlockReadLockUnlock(benchmark::State &state)
 {
-    ox_event *ping = ox_event_new();
-    ox_event *pong = ox_event_new();
+    ox_rwlock *rw = ox_rwlock_new();
+    for (auto _ : state) {
+        ox_rwlock_read_lock(rw);
+        ox_rwlock_unlock(rw);
+    }
+    ox_rwlock_destroy(rw);
+}
+BENCHMARK(BM_OxRwlockReadLockUnlock);
+
+void BM_PthreadRwlockReadLockUnlock(benchmark::State &state)
+{
+    pthread_rwlock_t rw;
+    pthread_rwlock_init(&rw, nullptr);
+    for (auto _ : state) {
+        pthread_rwlock_rdlock(&rw);
+        pthread_rwlock_unlock(&rw);
+    }
+    pthread_rwlock_destroy(&rw);
+}
+BENCHMARK(BM_PthreadRwlockReadLockUnlock);
+
+struct OxEvents {
+    ox_event *e[2] = {ox_event_new(), ox_event_new()};
+    ~OxEvents()
+    {
+        ox_event_destroy(e[0]);
+        ox_event_destroy(e[1]);
+    }
+    void signal(int i) { ox_event_signal(e[i]); }
+    void wait(int i) { ox_event_wait(e[i]); }
+};
+
+struct PosixSemaphores {
+    sem_t s[2];
+    PosixSemaphores()
+    {
+        sem_init(&s[0], 0, 0);
+        sem_init(&s[1], 0, 0);
+    }
+    ~PosixSemaphores()
+    {
+        sem_destroy(&s[0]);
+        sem_destroy(&s[1]);
+    }
+    void signal(int i) { sem_post(&s[i]); }
+    void wait(int i) { sem_wait(&s[i]); }
+};
+
+// One iteration: hand the token to the partner (channel 0) and get it back
+// (channel 1).  The partner runs on CPU 0 with argument 0, else on CPU 1.
+template <typename Channels>
+void BM_PingPong(benchmark::State &state)
+{
+    Channels ch;
     std::atomic<bool> stop{false};
+    const int partner_cpu = static_cast<int>(state.range(0));
     std::thread partner([&] {
-        cairn::bench::pin_to_cpu(1);
+        cairn::bench::pin_to_cpu(partner_cpu);
         for (;;) {
-            ox_event_wait(ping);
+            ch.wait(0);
             if (stop.load(std::memory_order_relaxed))
                 break;
-            ox_event_signal(pong);
+            ch.signal(1);
         }
     });
     cairn::bench::pin_to_cpu(0);
     for (auto _ : state) {
-        ox_event_signal(ping);
-        ox_event_wait(pong);
+        ch.signal(0);
+        ch.wait(1);
     }
     stop = true;
-    ox_event_signal(ping);
+    ch.signal(0);
     partner.join();
-    ox_event_destroy(ping);
-    ox_event_destroy(pong);
 }
-BENCHMARK(BM_OxEventPingPong)->UseRealTime();
+BENCHMARK(BM_PingPong<OxEvents>)->Arg(0)->Arg(1)->UseRealTime();
+BENCHMARK(BM_PingPong<PosixSemaphores>)->Arg(0)->Arg(1)->UseRealTime();
 
 void BM_PthreadCondPingPong(benchmark::State &state)
 {

@@ -38,13 +38,20 @@ SyncObject *sync_mutex_create() { return mem_new<SyncObject>(SyncKind::mutex); }
 
 void sync_close(SyncObject *obj) { mem_delete(obj); }
 
-uint64_t sync_caller_id()
+__attribute__((tls_model("initial-exec"))) thread_local uint64_t t_caller_id = 0;
+
+uint64_t sync_caller_id_slow()
 {
     // The record's sequence number, not the platform thread id: the C
     // library hands the id of an ended thread to the next new thread, which
-    // would then own the ended thread's locks.
+    // would then own the ended thread's locks.  The number stays the
+    // thread's own for its whole life, even where its record is made again
+    // at exit, so it is kept here after the first look.
     ThreadRecord *rec = thread_record();
-    return rec != nullptr ? rec->seq : kNoThreadSeq;
+    if (rec == nullptr)
+        return kNoThreadSeq;
+    t_caller_id = rec->seq;
+    return t_caller_id;
 }
 
 bool sync_semaphore_release(SyncObject *obj, int32_t units)
@@ -98,8 +105,13 @@ void dispatch_waiters(SyncObject &obj)
     while (granted != nullptr) {
         Waiter *w = granted;
         granted = w->next;
-        wake_thread(*w->rec);
-        w->granted.store(kGranted, std::memory_order_release);  // it may leave now
+        std::atomic<uint32_t> &park = w->rec->park;
+        bool sleeping = park.exchange(0, std::memory_order_seq_cst) == 1;
+        // From here the waiter may leave and its thread end; the wake-up
+        // uses only the park word's address, so it may come after that.
+        w->granted.store(kGranted, std::memory_order_seq_cst);
+        if (sleeping)
+            futex_wake(park, 1);
     }
 }
 

@@ -62,7 +62,13 @@ void sync_close(SyncObject *obj);
 // sequence number, never reused.  A thread without a record (only while it
 // is being made, or after a fatal failure to make it) gets kNoThreadSeq.
 constexpr uint64_t kNoThreadSeq = UINT64_MAX;
-uint64_t sync_caller_id();
+extern __attribute__((tls_model("initial-exec"))) thread_local uint64_t t_caller_id;
+uint64_t sync_caller_id_slow();
+inline uint64_t sync_caller_id()
+{
+    uint64_t id = t_caller_id;
+    return id != 0 ? id : sync_caller_id_slow();
+}
 
 // Alertable wait on `obj` for up to `ms` milliseconds.  The object is tested
 // first; then calls queued to the thread run (the wait reports an

@@ -133,10 +133,9 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
     rec.park.store(0, std::memory_order_relaxed);
 }
 
-// A granted waiter leaves only once its granter has finished waking it.
-// The granter is between two instructions and a wake-up call, so this is
-// brief unless the granter was preempted (on one CPU, by this very thread
-// whose wake-up it was making), in which case the waiter yields to it.
+// A granted waiter leaves only once its granter has finished with its
+// park word.  The granter is between two instructions, so this is brief
+// unless the granter was preempted, in which case the waiter yields to it.
 void await_granter(const Waiter &w, bool spin)
 {
     for (int i = 0; w.granted.load(std::memory_order_acquire) != kGranted; ++i) {
@@ -184,7 +183,8 @@ bool park_on(SyncObject &obj, uint64_t id, ThreadRecord &rec, uint64_t deadline)
 
 WaitStatus sync_wait(SyncObject *obj, uint32_t ms)
 {
-    const uint64_t id = sync_caller_id();
+    // Only mutexes know their owner: the others need no caller id.
+    const uint64_t id = obj != nullptr && obj->kind == SyncKind::mutex ? sync_caller_id() : 0;
     if (obj != nullptr && try_acquire(*obj, id))
         return WaitStatus::signalled;
     ThreadRecord *rec = thread_record();

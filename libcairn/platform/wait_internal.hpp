@@ -7,9 +7,12 @@
 namespace cairn {
 
 // Grant states of a waiter.  The granter marks the node granted under the
-// object's lock, wakes the thread after releasing the lock, and only then
-// lets the waiter go: the waiter's record stays alive while it is woken,
-// and a woken waiter does not run into the lock its granter still holds.
+// object's lock; after releasing the lock it clears the thread's park word,
+// lets the waiter go and only then makes the wake-up call, which uses the
+// park word's address alone.  The waiter's record stays alive while its
+// park word is written, a woken waiter does not run into the lock its
+// granter still holds, and on one CPU a waiter woken at once does not find
+// its granter still busy with it.
 enum : uint32_t {
     kWaiting = 0,
     kGranting = 1,  // granted, the granter still wakes the thread
