@@ -69,12 +69,14 @@ TEST(LockOwner, AThreadWithAnEndedOwnersIdOwnsNothing)
     std::atomic<cairn::ThreadRecord *> rec{nullptr};
     std::atomic<int> lock_result{-1};
     std::atomic<bool> done{false};
+    std::atomic<bool> queued{false};
     std::thread interrupter([&] {
         // Interrupt the reused thread once it waits for the ended owner's
         // mutex, so that a correct (blocking) lock comes back.
         eventually([&] { return done.load() || m->handle->queued.load() == 1; });
         if (!done.load())
             cairn::queue_call(*rec.load(), nothing, nullptr);
+        queued = true;  // the target may end now
     });
     pthread_t ended = run_and_join([&] {
         EXPECT_EQ(ox_mutex_lock(m), 0);
@@ -87,6 +89,9 @@ TEST(LockOwner, AThreadWithAnEndedOwnersIdOwnsNothing)
         EXPECT_EQ(ox_mutex_unlock(m), OX_EPERM);
         EXPECT_EQ(ox_mutex_trylock(m), OX_EAGAIN);
         lock_result = ox_mutex_lock(m);  // not a self-deadlock: it waits
+        if (lock_result.load() == OX_EINTR) {
+            EXPECT_TRUE(eventually([&] { return queued.load(); }));
+        }
 
         EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // neither writer nor reader
         EXPECT_NE(rw->entry->owner.load(), 0u);
