@@ -132,6 +132,18 @@ std::size_t registry_capacity()
     return r->capacity();
 }
 
+std::size_t registry_live_count()
+{
+    Registry *r = existing_registry();
+    if (r == nullptr)
+        return 0;
+    CriticalSectionLock hold(r->lock);
+    std::size_t live = 0;
+    for (std::size_t i = 0; i < r->capacity(); ++i)
+        live += r->at(i).obj != nullptr;
+    return live;
+}
+
 }  // namespace cairn
 
 using namespace cairn;

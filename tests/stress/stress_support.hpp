@@ -1,0 +1,126 @@
+// Shared pieces of the stress program: the operation count (scaled down by
+// CAIRN_STRESS_SCALE for sanitizer builds), running a body on N library
+// threads, a watchdog that turns a hang into a failure, and the registry's
+// live count before and after.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "cairn/concurrency.h"
+#include "concurrency/object_registry.hpp"
+#include "concurrency/thread_testing.hpp"
+
+namespace cairn::stress {
+using cairn::testing::set_thread_start_pause;
+
+constexpr int kThreads = 8;
+
+// Operations per thread: 100,000 at scale 1.
+inline int ops(int full = 100000)
+{
+    static const double scale = [] {
+        const char *s = std::getenv("CAIRN_STRESS_SCALE");
+        double v = s ? std::atof(s) : 1.0;
+        return v > 0 ? v : 1.0;
+    }();
+    int n = static_cast<int>(full * scale);
+    return n > 0 ? n : 1;
+}
+
+// Ends the process with a message when a test runs past its deadline, so a
+// lost wake-up or a lock left held fails the run instead of hanging it.
+class Watchdog {
+public:
+    explicit Watchdog(int seconds)
+        : thread_([this, seconds] {
+              std::unique_lock<std::mutex> lock(m_);
+              if (!cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
+                  std::fprintf(stderr, "stress: %s hung for %d s\n",
+                               ::testing::UnitTest::GetInstance()->current_test_info()->name(),
+                               seconds);
+                  std::fflush(stderr);
+                  std::_Exit(3);
+              }
+          })
+    {
+    }
+    ~Watchdog()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_);
+            done_ = true;
+        }
+        cv_.notify_all();
+        thread_.join();
+    }
+
+private:
+    std::mutex m_;
+    std::condition_variable cv_;
+    bool done_ = false;
+    std::thread thread_;
+};
+
+// Runs body(i) on `n` library threads at once (they start together) and
+// returns when all have been joined; every join must report exit code 0.
+inline void run_threads(int n, const std::function<void(int)> &body)
+{
+    struct Arg {
+        const std::function<void(int)> *body;
+        int index;
+        std::atomic<int> *ready;
+        int n;
+    };
+    std::atomic<int> ready{0};
+    std::vector<Arg> args(n);
+    std::vector<ox_thread *> threads(n);
+    set_thread_start_pause(false);
+    for (int i = 0; i < n; ++i) {
+        args[i] = Arg{&body, i, &ready, n};
+        threads[i] = ox_thread_new(
+            [](void *p) -> uint32_t {
+                auto *a = static_cast<Arg *>(p);
+                a->ready->fetch_add(1);
+                while (a->ready->load() < a->n)
+                    std::this_thread::yield();
+                (*a->body)(a->index);
+                return 0;
+            },
+            &args[i]);
+        ASSERT_NE(threads[i], nullptr);
+        ASSERT_EQ(ox_thread_start(threads[i]), 0);
+    }
+    for (int i = 0; i < n; ++i) {
+        uint32_t code = 99;
+        EXPECT_EQ(ox_thread_join(threads[i], &code), 0);
+        EXPECT_EQ(code, 0u);
+        EXPECT_EQ(ox_thread_destroy(threads[i]), 0);
+    }
+    set_thread_start_pause(true);
+}
+
+// A cheap per-thread random number generator.
+struct Rng {
+    uint64_t s;
+    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ull + 1) {}
+    uint32_t next()
+    {
+        s ^= s << 13;
+        s ^= s >> 7;
+        s ^= s << 17;
+        return static_cast<uint32_t>(s >> 16);
+    }
+    uint32_t below(uint32_t n) { return next() % n; }
+};
+
+}  // namespace cairn::stress
