@@ -46,10 +46,11 @@ TableLock::~TableLock()
         ox_rwlock_unlock(t_->rw);
 }
 
-ox_node **find_link(ox_table *t, uint32_t b, void *key)
+ox_node **find_link(ox_table *t, Place where, void *key)
 {
-    ox_node **link = &t->buckets[b];
-    while (*link != nullptr && t->h.compare((*link)->key, key) != 0)
+    ox_node **link = &t->buckets[where.bucket];
+    while (*link != nullptr &&
+           (record_hash(*link) != where.hash || t->h.compare((*link)->key, key) != 0))
         link = &(*link)->next;
     return link;
 }
@@ -65,10 +66,10 @@ ox_node *head_after(const ox_table *t, uint32_t b)
 }
 
 // The record after `n` in table order: its successor in the chain, else
-// the head of the next non-empty bucket (found by hashing its key again).
+// the head of the next non-empty bucket after its own.
 ox_node *following(const ox_table *t, const ox_node *n)
 {
-    return n->next ? n->next : head_after(t, bucket_of(t, n->key));
+    return n->next ? n->next : head_after(t, record_hash(n) % t->nbuckets);
 }
 
 // Iterators on a removed record move forward whatever their direction.
@@ -100,10 +101,11 @@ void drop_record(ox_table *t, ox_node **link)
     mem_free(n);
 }
 
-void push_head(ox_table *t, uint32_t b, ox_node *rec)
+void push_head(ox_table *t, Place where, ox_node *rec)
 {
-    rec->next = t->buckets[b];
-    t->buckets[b] = rec;
+    rec->chain = reinterpret_cast<void *>(static_cast<uintptr_t>(where.hash));
+    rec->next = t->buckets[where.bucket];
+    t->buckets[where.bucket] = rec;
     ++t->h.count;
 }
 

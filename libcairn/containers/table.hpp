@@ -53,18 +53,35 @@ private:
 };
 
 inline bool is_rw_table(const ox_table *t) { return t->h.type == OX_CONTAINER_RW_TABLE; }
-inline uint32_t bucket_of(const ox_table *t, void *key) { return t->hash(key) % t->nbuckets; }
+
+// Where a key belongs: its hash and its bucket.  Each record keeps its
+// key's hash in its spare link, so that chain walks call the comparison
+// only for records whose hash matches, and iteration finds a record's
+// bucket without calling the hash again.
+struct Place {
+    uint32_t hash;
+    uint32_t bucket;
+};
+inline Place place_of(const ox_table *t, void *key)
+{
+    uint32_t h = t->hash(key);
+    return {h, h % t->nbuckets};
+}
+inline uint32_t record_hash(const ox_node *n)
+{
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(n->chain));
+}
 
 // The link (bucket head or a record's next) that points at the first
-// record of bucket `b` whose key compares equal to `key`, or at the end of
-// the chain when there is none.
-ox_node **find_link(ox_table *t, uint32_t b, void *key);
+// record of the key's bucket whose key compares equal to `key`, or at the
+// end of the chain when there is none.
+ox_node **find_link(ox_table *t, Place where, void *key);
 // Take the record at `*link` out: iterators on it move to the next record
 // in table order, and the count drops.  The caller owns the record.
 ox_node *detach(ox_table *t, ox_node **link);
 // Remove the record at `*link` as an expired or evicted one: data and key
 // destructors only when the table owns its data; nothing is handed back.
 void drop_record(ox_table *t, ox_node **link);
-void push_head(ox_table *t, uint32_t b, ox_node *rec);
+void push_head(ox_table *t, Place where, ox_node *rec);
 
 }  // namespace cairn

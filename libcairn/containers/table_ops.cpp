@@ -36,9 +36,9 @@ int table_add(ox_table *t, void *key, void *data, int32_t ttl, bool try_only)
         return ox_error_get_last();
     int32_t now = now_if(ttl != OX_TTL_NEVER);
     TableLock hold(t, true);
-    uint32_t b = bucket_of(t, key);
+    Place where = place_of(t, key);
     if (ttl < OX_TTL_NEVER) {
-        ox_node **link = find_link(t, b, key);
+        ox_node **link = find_link(t, where, key);
         if (*link != nullptr) {
             if (!has_expired((*link)->expiry, now)) {
                 mem_free(rec);
@@ -50,9 +50,9 @@ int table_add(ox_table *t, void *key, void *data, int32_t ttl, bool try_only)
                 drop_record(t, link);
         }
     }
-    evict_occupant(t, b);
+    evict_occupant(t, where.bucket);
     rec->expiry = expiry_from_ttl(now, ttl);
-    push_head(t, b, rec);
+    push_head(t, where, rec);
     return OX_SUCCESS;
 }
 
@@ -63,7 +63,7 @@ int table_lookup(ox_table *t, void *key, void **out, Lookup mode, int32_t ttl, b
     if (t == nullptr || key == nullptr || (out == nullptr && mode != Lookup::unreference))
         return null_argument();
     TableLock hold(t, true);
-    ox_node **link = find_link(t, bucket_of(t, key), key);
+    ox_node **link = find_link(t, place_of(t, key), key);
     ox_node *n = *link;
     if (n == nullptr)
         return report_errno(ENOENT);
@@ -85,8 +85,8 @@ int table_replace(ox_table *t, void *key, void **old_key, void *data, void **old
     if (t == nullptr || key == nullptr)
         return null_argument();
     TableLock hold(t, true);
-    uint32_t b = bucket_of(t, key);
-    if (ox_node *n = *find_link(t, b, key)) {
+    Place where = place_of(t, key);
+    if (ox_node *n = *find_link(t, where, key)) {
         // Referenced entries are replaced all the same; expiry and
         // references stay with the record.
         if (old_data != nullptr)
@@ -99,13 +99,14 @@ int table_replace(ox_table *t, void *key, void **old_key, void *data, void **old
             release_key(&t->h, n->key);
         n->data = data;
         n->key = key;
+        n->chain = reinterpret_cast<void *>(static_cast<uintptr_t>(where.hash));
         return OX_SUCCESS;
     }
     ox_node *rec = ox_node_new(data, key);
     if (rec == nullptr)
         return ox_error_get_last();
-    evict_occupant(t, b);
-    push_head(t, b, rec);
+    evict_occupant(t, where.bucket);
+    push_head(t, where, rec);
     return OX_SUCCESS;
 }
 
@@ -116,7 +117,7 @@ int table_remove(ox_table *t, void *key, void **out, bool try_only)
     if (t == nullptr || key == nullptr)
         return null_argument();
     TableLock hold(t, true);
-    ox_node **link = find_link(t, bucket_of(t, key), key);
+    ox_node **link = find_link(t, place_of(t, key), key);
     if (*link == nullptr)
         return report_errno(ENOENT);
     if (try_only && busy(t, *link))

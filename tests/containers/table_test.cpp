@@ -500,6 +500,28 @@ TEST(TableTest, DuplicatesWithoutTtlStackNewestFirst)
     ox_table_destroy(t);
 }
 
+// Keys of equal hash share a chain and are still told apart by the
+// comparison; keys of different hash in one bucket never reach it.
+TEST(TableTest, EqualHashesAndSharedBucketsStayApart)
+{
+    static int compares = 0;
+    ox_table *t = ox_table_new(
+        nullptr, nullptr, [](void *a, void *b) { ++compares; return compare_ints(a, b); }, nullptr,
+        [](void *k) { return static_cast<uint32_t>(val(k) % 2); }, 1, 0);
+    ASSERT_NE(t, nullptr);
+    for (intptr_t k = 1; k <= 6; ++k)
+        ASSERT_EQ(ox_table_add_with_ttl(t, ptr(k), ptr(k * 10), 100, 0), 0);
+    void *out = nullptr;
+    for (intptr_t k = 1; k <= 6; ++k) {
+        compares = 0;
+        ASSERT_EQ(ox_table_find(t, ptr(k), &out), 0);
+        EXPECT_EQ(out, ptr(k * 10));
+        EXPECT_LE(compares, 3);  // only the three keys of the same parity
+    }
+    EXPECT_EQ(ox_table_find(t, ptr(8), &out), OX_ENOENT);
+    ox_table_destroy(t);
+}
+
 TEST(TableTest, ReaderWriterTableEvictsOnCollision)
 {
     ox_rw_table *t = ox_rw_table_new(destroy_data, nullptr, compare_ints, destroy_key, hash_int, 1, 1);
