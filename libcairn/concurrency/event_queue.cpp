@@ -33,6 +33,14 @@ void free_parts(ox_eventqueue *q)
     mem_free(q);
 }
 
+// A waiter whose thread is cancelled in its wait is no longer counted.
+void forget_waiter(void *arg)
+{
+    auto *q = static_cast<ox_eventqueue *>(arg);
+    QueueLock hold(q->mutex);
+    --q->waiters;
+}
+
 // Wait for an item or a wake-up, counted as a waiter, then take an item or
 // a pending interrupt.  A wait that fails (time-out, interruption by the
 // thread's own queued calls, would-block) returns its result.
@@ -45,7 +53,15 @@ int take(ox_eventqueue *q, void **item, uint32_t ms)
         QueueLock hold(q->mutex);
         ++q->waiters;
     }
-    int rc = ms == 0 ? ox_semaphore_trywait(q->sem) : ox_semaphore_timedwait(q->sem, ms);
+    int rc;
+    if (ms == 0) {
+        rc = ox_semaphore_trywait(q->sem);
+    } else {
+        bool guarded = ox_thread_cleanup_push(forget_waiter, q) == OX_SUCCESS;
+        rc = ox_semaphore_timedwait(q->sem, ms);
+        if (guarded)
+            ox_thread_cleanup_pop(0);
+    }
     QueueLock hold(q->mutex);
     --q->waiters;
     if (rc != OX_SUCCESS)
