@@ -1,14 +1,14 @@
 // ox_circularqueue: a bounded ring of nodes, all made at creation, so that
-// pushing and popping never allocate.  The mutex guards the positions and
+// pushing and popping never allocate.  The guard lock covers the positions and
 // the count; two auto-reset events carry the not-full and not-empty
 // wake-ups.  Blocking calls wait in 2000 ms slices, so a missed wake-up
 // costs at most one slice.
 #include <atomic>
 
-#include "concurrency/queue_support.hpp"
 #include "concurrency/wait_results.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "platform/alloc.hpp"
+#include "platform/critical_section.hpp"
 
 using namespace cairn;
 
@@ -18,7 +18,7 @@ constexpr uint32_t kSliceMs = 2000;
 
 struct RingNode {
     RingNode *next;
-    // NULL marks an empty node.  Pushers read it without the mutex to test
+    // NULL marks an empty node.  Pushers read it without the guard to test
     // for a full ring, hence atomic.
     std::atomic<void *> item;
 };
@@ -32,7 +32,10 @@ struct ox_circularqueue {
     RingNode *first;  // the ring as built, for destroy
     RingNode *last;
     uint64_t count;
-    ox_mutex *mutex;
+    // A short spinning lock for a few fields: an ox_mutex hands itself to
+    // a parked waiter on release, which makes a busy producer and consumer
+    // convoy on every item.
+    CriticalSection *guard;
     ox_event *not_full;
     ox_event *not_empty;
     ox_item_free free_fn;
@@ -56,8 +59,7 @@ void free_parts(ox_circularqueue *q)
         ox_event_destroy(q->not_empty);
     if (q->not_full)
         ox_event_destroy(q->not_full);
-    if (q->mutex)
-        ox_event_destroy(q->mutex);
+    mem_delete(q->guard);
     mem_free(q);
 }
 
@@ -83,11 +85,11 @@ bool build_ring(ox_circularqueue *q, uint64_t capacity)
     return true;
 }
 
-// Queue one item if the write node is free (under the mutex); false when
+// Queue one item if the write node is free (under the guard); false when
 // the ring is full.
 bool store(ox_circularqueue *q, void *item)
 {
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     RingNode *w = q->write.load(std::memory_order_relaxed);
     if (w->item.load(std::memory_order_relaxed) != nullptr)
         return false;
@@ -102,7 +104,7 @@ int try_push(ox_circularqueue *q, void *item)
     if (q == nullptr || item == nullptr)
         return null_argument();
     // The unlocked look at the write node answers "full" cheaply; store()
-    // checks again under the mutex for pushers racing each other.
+    // checks again under the guard for pushers racing each other.
     RingNode *w = q->write.load(std::memory_order_relaxed);
     if (w->item.load(std::memory_order_relaxed) != nullptr || !store(q, item)) {
         int rc = report_errno(ENOSPC);
@@ -119,7 +121,7 @@ int try_pop(ox_circularqueue *q, void **item)
     if (q == nullptr || item == nullptr)
         return null_argument();
     {
-        QueueLock hold(q->mutex);
+        CriticalSectionLock hold(*q->guard);
         if (q->count == 0) {
             *item = nullptr;
             return report_errno(ENOENT);
@@ -148,7 +150,7 @@ ox_circularqueue *ox_circularqueue_new(ox_item_free free_fn, uint32_t capacity_l
     if (q == nullptr)
         return nullptr;
     q->free_fn = free_fn;
-    if (build_ring(q, capacity) && (q->mutex = ox_mutex_new()) != nullptr &&
+    if (build_ring(q, capacity) && (q->guard = mem_new<CriticalSection>(4000)) != nullptr &&
         (q->not_full = ox_event_new()) != nullptr && (q->not_empty = ox_event_new()) != nullptr &&
         register_object(q, destroy_object))
         return q;
@@ -211,7 +213,7 @@ int ox_circularqueue_destroy(ox_circularqueue *q)
     int result;
     if (!last_reference(q, result))
         return result;
-    { QueueLock hold(q->mutex); }  // the last user has left the ring
+    { CriticalSectionLock hold(*q->guard); }  // the last user has left the ring
     free_parts(q);
     return OX_SUCCESS;
 }

@@ -6,14 +6,18 @@
 #include "concurrency/queue_support.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
+#include "platform/critical_section.hpp"
 
 using namespace cairn;
 
 struct ox_eventqueue {
     ox_object_header header;
     ox_semaphore *sem;
-    ox_mutex *mutex;
-    ox_list *items;  // unlocked itself: the queue's mutex guards it
+    // A short spinning lock for a few fields: an ox_mutex hands itself to
+    // a parked waiter on release, which makes a busy producer and consumer
+    // convoy on every item.
+    CriticalSection *guard;
+    ox_list *items;  // unlocked itself: the queue's guard covers it
     int32_t waiters;
     int32_t interrupts;
 };
@@ -28,8 +32,7 @@ void free_parts(ox_eventqueue *q)
         ox_list_destroy(q->items);  // frees the items left
     if (q->sem)
         ox_semaphore_destroy(q->sem);
-    if (q->mutex)
-        ox_event_destroy(q->mutex);
+    mem_delete(q->guard);
     mem_free(q);
 }
 
@@ -37,35 +40,42 @@ void free_parts(ox_eventqueue *q)
 void forget_waiter(void *arg)
 {
     auto *q = static_cast<ox_eventqueue *>(arg);
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     --q->waiters;
 }
 
-// Wait for an item or a wake-up, counted as a waiter, then take an item or
-// a pending interrupt.  A wait that fails (time-out, interruption by the
-// thread's own queued calls, would-block) returns its result.
+// Block for an item or a wake-up, counted as a waiter meanwhile.
+int wait_counted(ox_eventqueue *q, uint32_t ms)
+{
+    {
+        CriticalSectionLock hold(*q->guard);
+        ++q->waiters;
+    }
+    bool guarded = ox_thread_cleanup_push(forget_waiter, q) == OX_SUCCESS;
+    int rc = ox_semaphore_timedwait(q->sem, ms);
+    if (guarded)
+        ox_thread_cleanup_pop(0);
+    CriticalSectionLock hold(*q->guard);
+    --q->waiters;
+    return rc;
+}
+
+// Take a unit of the semaphore (an item or a wake-up), then an item or a
+// pending interrupt.  A unit that is there at once is taken without
+// counting the caller as a waiter: only callers that block are woken by a
+// signal.  A wait that fails (time-out, interruption by the thread's own
+// queued calls, would-block) returns its result.
 int take(ox_eventqueue *q, void **item, uint32_t ms)
 {
     if (q == nullptr || item == nullptr)
         return null_argument();
     *item = nullptr;
-    {
-        QueueLock hold(q->mutex);
-        ++q->waiters;
-    }
-    int rc;
-    if (ms == 0) {
-        rc = ox_semaphore_trywait(q->sem);
-    } else {
-        bool guarded = ox_thread_cleanup_push(forget_waiter, q) == OX_SUCCESS;
-        rc = ox_semaphore_timedwait(q->sem, ms);
-        if (guarded)
-            ox_thread_cleanup_pop(0);
-    }
-    QueueLock hold(q->mutex);
-    --q->waiters;
+    int rc = ox_semaphore_trywait(q->sem);
+    if (rc == OX_EAGAIN && ms != 0)
+        rc = wait_counted(q, ms);
     if (rc != OX_SUCCESS)
         return rc == OX_EAGAIN ? report_errno(ENOENT) : rc;
+    CriticalSectionLock hold(*q->guard);
     if (q->interrupts > 0) {
         --q->interrupts;
         return report_errno(EINTR);
@@ -82,7 +92,7 @@ ox_eventqueue *ox_eventqueue_new(ox_item_free free_fn)
     auto *q = static_cast<ox_eventqueue *>(mem_calloc(1, sizeof(ox_eventqueue)));
     if (q == nullptr)
         return nullptr;
-    if ((q->sem = ox_semaphore_new(0)) != nullptr && (q->mutex = ox_mutex_new()) != nullptr &&
+    if ((q->sem = ox_semaphore_new(0)) != nullptr && (q->guard = mem_new<CriticalSection>(4000)) != nullptr &&
         (q->items = ox_list_new(free_fn, nullptr, compare_address, nullptr, 0)) != nullptr &&
         ox_object_set_attribute(q->items, OX_CONTAINER_NOLOCK) == OX_SUCCESS &&
         register_object(q, destroy_object))
@@ -95,7 +105,7 @@ int ox_eventqueue_push(ox_eventqueue *q, void *item)
 {
     if (q == nullptr || item == nullptr)
         return null_argument();
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     int rc = ox_list_append(q->items, item, item);
     if (rc != OX_SUCCESS)
         return rc;
@@ -120,7 +130,7 @@ int ox_eventqueue_signal(ox_eventqueue *q)
         report_errno(EINVAL);
         return OX_EINVAL;
     }
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     while (q->waiters - q->interrupts > 0) {
         int rc = ox_semaphore_post(q->sem);
         if (rc != OX_SUCCESS)
@@ -136,7 +146,7 @@ int ox_eventqueue_size(ox_eventqueue *q)
         report_errno(EINVAL);
         return 0;
     }
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     return ox_list_size(q->items);
 }
 

@@ -11,6 +11,7 @@
 #include "concurrency/wait_results.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "platform/alloc.hpp"
+#include "platform/critical_section.hpp"
 
 using namespace cairn;
 
@@ -22,7 +23,7 @@ std::atomic<uint32_t> g_idle_ms{60000};
 struct WorkerSlot {
     ox_threadqueue *q;
     ox_thread *thread;  // NULL while the slot is free
-    bool busy;          // in the work function; under the queue mutex
+    bool busy;          // in the work function; under the guard
 };
 
 // The queue whose worker the calling thread is, if any.
@@ -33,16 +34,19 @@ thread_local ox_threadqueue *t_worker_of = nullptr;
 struct ox_threadqueue {
     ox_object_header header;
     int wait_flag;
-    int shutdown;     // under the mutex
-    int32_t threads;  // under the mutex
-    ox_atomic *idle;  // read without the mutex by push
+    int shutdown;     // under the guard
+    int32_t threads;  // under the guard
+    ox_atomic *idle;  // read without the guard
     uint8_t min, max, reaping;
     WorkerSlot slots[kSlots];
     ox_work_fn work;
     ox_item_free free_fn;
-    ox_mutex *mutex;
+    // A short spinning lock for the counts, slots and list: an ox_mutex
+    // hands itself to a parked waiter on release, which makes pushers and
+    // workers convoy on every item.
+    CriticalSection *guard;
     ox_semaphore *sem;
-    ox_list *items;  // locked by itself: push appends without the mutex
+    ox_list *items;  // unlocked itself: under the guard
     std::atomic<int32_t> holders;
 };
 
@@ -56,8 +60,7 @@ void free_parts(ox_threadqueue *q)
         ox_list_destroy(q->items);  // frees the items left
     if (q->sem)
         ox_semaphore_destroy(q->sem);
-    if (q->mutex)
-        ox_event_destroy(q->mutex);
+    mem_delete(q->guard);
     if (q->idle)
         ox_atomic_destroy(q->idle);
     mem_free(q);
@@ -75,7 +78,7 @@ void worker_leave(void *arg)
     auto *slot = static_cast<WorkerSlot *>(arg);
     ox_threadqueue *q = slot->q;
     {
-        QueueLock hold(q->mutex);
+        CriticalSectionLock hold(*q->guard);
         slot->busy = false;
         --q->threads;
         ++q->reaping;
@@ -88,16 +91,16 @@ void worker_leave(void *arg)
 // queued retires; every worker leaves on shutdown.
 bool should_retire(ox_threadqueue *q)
 {
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     if (q->shutdown)
         return true;
     return q->threads > q->min && ox_list_size(q->items) == 0;
 }
 
-// Take the first item under the mutex, unless the queue is shutting down.
+// Take the first item under the guard, unless the queue is shutting down.
 bool take_item(ox_threadqueue *q, WorkerSlot *slot, void **item)
 {
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     if (q->shutdown)
         return false;
     if (ox_list_pop(q->items, item) != OX_SUCCESS)
@@ -109,7 +112,7 @@ bool take_item(ox_threadqueue *q, WorkerSlot *slot, void **item)
 // After one item: pass the turn on while items remain; false on shutdown.
 bool item_done(ox_threadqueue *q, WorkerSlot *slot)
 {
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     slot->busy = false;
     if (ox_list_size(q->items) > 0)
         ox_semaphore_post(q->sem);
@@ -164,7 +167,7 @@ uint32_t worker_main(void *arg)
     return 0;
 }
 
-// Start a worker in `slot` (mutex held, or the queue not yet shared).
+// Start a worker in `slot` (guard held, or the queue not yet shared).
 bool start_worker(ox_threadqueue *q, WorkerSlot *slot)
 {
     slot->thread = ox_thread_new(worker_main, slot);
@@ -181,7 +184,7 @@ bool start_worker(ox_threadqueue *q, WorkerSlot *slot)
     return false;
 }
 
-// Join and free the workers that have left (mutex held).  A worker counts
+// Join and free the workers that have left (guard held).  A worker counts
 // itself for reaping just before it ends, so the scan repeats until each
 // counted one has really ended.
 void reap(ox_threadqueue *q)
@@ -201,7 +204,7 @@ void reap(ox_threadqueue *q)
 }
 
 // Grow while below the maximum when work piles up or nobody is idle
-// (mutex held).
+// (guard held).
 void grow(ox_threadqueue *q)
 {
     if (q->threads >= q->max)
@@ -216,14 +219,22 @@ void grow(ox_threadqueue *q)
         }
 }
 
-// The thread count, minimum or maximum, read under the mutex as 8 bits.
+// An item left in the list at destroy (a worker detached at work may
+// still look at the list).
+bool take_left(ox_threadqueue *q, void **item)
+{
+    CriticalSectionLock hold(*q->guard);
+    return ox_list_pop(q->items, item) == OX_SUCCESS;
+}
+
+// The thread count, minimum or maximum, read under the guard as 8 bits.
 int read_size(ox_threadqueue *q, uint8_t ox_threadqueue::*field)
 {
     if (q == nullptr) {
         report_errno(EINVAL);
         return 0;
     }
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     return field ? q->*field : static_cast<uint8_t>(q->threads);
 }
 
@@ -253,14 +264,15 @@ ox_threadqueue *ox_threadqueue_new(ox_work_fn work_fn, ox_item_free free_fn, uin
     q->max = max;
     q->wait_flag = wait_flag;
     q->holders.store(1, std::memory_order_relaxed);
-    if ((q->mutex = ox_mutex_new()) == nullptr ||
+    if ((q->guard = mem_new<CriticalSection>(4000)) == nullptr ||
         (q->items = ox_list_new(free_fn, nullptr, compare_address, nullptr, 0)) == nullptr ||
+        ox_object_set_attribute(q->items, OX_CONTAINER_NOLOCK) != OX_SUCCESS ||
         (q->sem = ox_semaphore_new(0)) == nullptr || (q->idle = ox_atomic_new(0)) == nullptr ||
         !register_object(q, destroy_object)) {
         free_parts(q);
         return nullptr;
     }
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     for (int i = 0; i < min; ++i)
         start_worker(q, &q->slots[i]);  // a worker that fails to start is left out
     return q;
@@ -270,20 +282,23 @@ int ox_threadqueue_push(ox_threadqueue *q, void *item)
 {
     if (q == nullptr || item == nullptr)
         return null_argument();
-    int rc = ox_list_append(q->items, item, item);
-    if (rc != OX_SUCCESS)
-        return rc;
     {
-        QueueLock hold(q->mutex);
+        CriticalSectionLock hold(*q->guard);
+        int rc = ox_list_append(q->items, item, item);
+        if (rc != OX_SUCCESS)
+            return rc;
         reap(q);
         grow(q);
     }
-    rc = ox_semaphore_post(q->sem);
+    int rc = ox_semaphore_post(q->sem);
     if (rc == OX_SUCCESS || rc == 74)
         return OX_SUCCESS;
     int kind = 0;
     uint32_t native = ox_error_get_last_native(&kind);
-    ox_list_remove_node(q->items, item, nullptr);
+    {
+        CriticalSectionLock hold(*q->guard);
+        ox_list_remove_node(q->items, item, nullptr);
+    }
     ox_error_set_last(native, kind);
     return rc;
 }
@@ -294,6 +309,7 @@ int ox_threadqueue_pending(ox_threadqueue *q)
         report_errno(EINVAL);
         return 0;
     }
+    CriticalSectionLock hold(*q->guard);
     return ox_list_size(q->items);
 }
 
@@ -309,7 +325,7 @@ int ox_threadqueue_set_sizes(ox_threadqueue *q, uint8_t min, uint8_t max)
         report_errno(EINVAL);
         return OX_EINVAL;
     }
-    QueueLock hold(q->mutex);
+    CriticalSectionLock hold(*q->guard);
     q->min = min;
     q->max = max;
     return OX_SUCCESS;
@@ -325,13 +341,13 @@ int ox_threadqueue_destroy(ox_threadqueue *q)
     int result;
     if (!last_reference(q, result))
         return result;
-    while (q->wait_flag && ox_list_size(q->items) > 0)
+    while (q->wait_flag && ox_threadqueue_pending(q) > 0)
         ox_thread_sleep(1000);
     // Workers in the work function are waited for only with the wait flag;
     // the others leave at once, taking no new item once shutdown is set.
     bool join[kSlots] = {};
     {
-        QueueLock hold(q->mutex);
+        CriticalSectionLock hold(*q->guard);
         q->shutdown = 1;
         for (int i = 0; i < kSlots; ++i)
             join[i] = q->slots[i].thread != nullptr && (q->wait_flag || !q->slots[i].busy);
@@ -348,7 +364,7 @@ int ox_threadqueue_destroy(ox_threadqueue *q)
     }
     // No worker takes an item after shutdown: free those left now rather
     // than when a stuck worker lets go of the queue.
-    for (void *item; ox_list_pop(q->items, &item) == OX_SUCCESS;)
+    for (void *item; take_left(q, &item);)
         if (q->free_fn)
             q->free_fn(item);
     release_hold(q);
