@@ -439,6 +439,81 @@ CAIRN_API uint32_t ox_timer_get_value(ox_timer *t);
  *  function and frees it.  @return 0; 2 for NULL; 49 for a stale handle. */
 CAIRN_API int ox_timer_destroy(ox_timer *t);
 
+/* ------------------------------------------------------------------------
+ * Queues.  Items are opaque non-NULL pointers.  Results: 0; 2 NULL queue
+ * or argument (errno EINVAL); 56 full (errno ENOSPC); 49 empty (errno
+ * ENOENT); 81 timed out; 30 interrupted (errno EINTR); 31 invalid sizes
+ * (errno EINVAL); 18 a thread queue destroyed from one of its own workers
+ * (errno EDEADLK).
+ * ------------------------------------------------------------------------ */
+
+typedef struct ox_circularqueue ox_circularqueue;
+typedef struct ox_eventqueue ox_eventqueue;
+typedef struct ox_threadqueue ox_threadqueue;
+/** Frees an item still queued when its queue is destroyed. */
+typedef void (*ox_item_free)(void *item);
+/** Runs one item on a worker of a thread queue. */
+typedef void (*ox_work_fn)(void *item);
+
+/** A bounded ring of (@p capacity_high << 32 | @p capacity_low) nodes, all
+ *  made now (a node that cannot be allocated is left out); NULL on failure
+ *  or for capacity 0 (errno EINVAL). */
+CAIRN_API ox_circularqueue *ox_circularqueue_new(ox_item_free free_fn, uint32_t capacity_low,
+                                                 uint32_t capacity_high);
+/** Queue @p item without waiting: 56 when full. */
+CAIRN_API int ox_circularqueue_trypush(ox_circularqueue *q, void *item);
+/** Queue @p item, waiting in 2000 ms slices while full. */
+CAIRN_API int ox_circularqueue_push(ox_circularqueue *q, void *item);
+/** Queue @p item, waiting up to @p ms while full: 56 when still full. */
+CAIRN_API int ox_circularqueue_timedpush(ox_circularqueue *q, uint32_t ms, void *item);
+/** Take the oldest item without waiting: 49 (and NULL) when empty. */
+CAIRN_API int ox_circularqueue_trypop(ox_circularqueue *q, void **item);
+/** Take the oldest item, waiting in 2000 ms slices while empty; a failed
+ *  wait other than a time-out (30) is returned. */
+CAIRN_API int ox_circularqueue_pop(ox_circularqueue *q, void **item);
+/** Take the oldest item, waiting up to @p ms: 81 when still empty. */
+CAIRN_API int ox_circularqueue_timedpop(ox_circularqueue *q, uint32_t ms, void **item);
+/** Drop one reference; the last frees the queued items and the ring. */
+CAIRN_API int ox_circularqueue_destroy(ox_circularqueue *q);
+
+/** An unbounded queue whose waiters can all be interrupted; NULL on failure. */
+CAIRN_API ox_eventqueue *ox_eventqueue_new(ox_item_free free_fn);
+CAIRN_API int ox_eventqueue_push(ox_eventqueue *q, void *item);
+/** Take the oldest item, waiting as long as it takes; 30 when woken by
+ *  ox_eventqueue_signal() (no item is taken). */
+CAIRN_API int ox_eventqueue_pop(ox_eventqueue *q, void **item);
+/** As ox_eventqueue_pop() within @p ms: 81 on time-out. */
+CAIRN_API int ox_eventqueue_timedpop(ox_eventqueue *q, uint32_t ms, void **item);
+/** As ox_eventqueue_pop() without waiting: 49 when empty. */
+CAIRN_API int ox_eventqueue_trypop(ox_eventqueue *q, void **item);
+/** Wake every waiter not yet interrupted with 30.  31 for NULL. */
+CAIRN_API int ox_eventqueue_signal(ox_eventqueue *q);
+/** The number of queued items; 0 with EINVAL for NULL. */
+CAIRN_API int ox_eventqueue_size(ox_eventqueue *q);
+CAIRN_API int ox_eventqueue_destroy(ox_eventqueue *q);
+
+/** A pool of @p min to @p max (at most 255) workers running @p work_fn on
+ *  every pushed item, then @p free_fn (may be NULL).  Workers above the
+ *  minimum retire after 60 s without work.  With @p wait_flag, destroy
+ *  first waits for the queue to drain.  NULL on failure (31 cases: no work
+ *  function, @p min above @p max, @p max 0). */
+CAIRN_API ox_threadqueue *ox_threadqueue_new(ox_work_fn work_fn, ox_item_free free_fn,
+                                             uint8_t min, uint8_t max, int wait_flag);
+/** Queue @p item, starting a worker when the pool may grow and none is idle. */
+CAIRN_API int ox_threadqueue_push(ox_threadqueue *q, void *item);
+/** The number of queued items; 0 with EINVAL for NULL. */
+CAIRN_API int ox_threadqueue_pending(ox_threadqueue *q);
+CAIRN_API int ox_threadqueue_size(ox_threadqueue *q);
+CAIRN_API int ox_threadqueue_min_size(ox_threadqueue *q);
+CAIRN_API int ox_threadqueue_max_size(ox_threadqueue *q);
+/** New limits for later growth and retirement: 31 when @p min > @p max. */
+CAIRN_API int ox_threadqueue_set_sizes(ox_threadqueue *q, uint8_t min, uint8_t max);
+/** Drop one reference; the last stops the workers and frees the queue and
+ *  the items left.  Workers blocked in the work function are not waited
+ *  for unless the queue was made with the wait flag.  18 from one of the
+ *  queue's own workers (nothing changes). */
+CAIRN_API int ox_threadqueue_destroy(ox_threadqueue *q);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_CONCURRENCY_H */

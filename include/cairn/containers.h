@@ -166,6 +166,109 @@ CAIRN_API int ox_iterator_previous_key_data(ox_iterator *it, void **key, void **
 /** The current element's data without moving; 49 when there is none. */
 CAIRN_API int ox_iterator_current(ox_iterator *it, void **data);
 
+/* ------------------------------------------------------------------------
+ * Hash tables with expiry.  Two kinds share every operation: the table
+ * (ox_table_*, chained buckets under the container mutex) and the
+ * reader-writer table (ox_rw_table_*, a direct-mapped cache under a
+ * reader-writer lock: every bucket holds at most one entry and a new key
+ * evicts the bucket's occupant).  Times to live are seconds on the 32-bit
+ * clock; OX_TTL_NEVER never expires.  Results: 0; 2 NULL table or key
+ * (EINVAL); 49 not found (ENOENT); 80 expired (errno 137); 12 busy
+ * (EBUSY); 53 failed copy (ENOMEM); 22 live duplicate (EEXIST).  Iterators
+ * (ox_iterator_new/start/next/current) walk a table bucket by bucket,
+ * newest first within a bucket; tables offer no backward steps (ENOTSUP).
+ * ------------------------------------------------------------------------ */
+
+typedef struct ox_table ox_table;
+typedef struct ox_rw_table ox_rw_table;
+/** The bucket of a key is hash(key) modulo the bucket count. */
+typedef uint32_t (*ox_key_hash)(void *key);
+
+/** djb2 of a NUL-terminated byte string: 5381, then value * 33 + byte. */
+CAIRN_API uint32_t ox_hash_string(const char *string);
+/** Case-insensitive hash: @p seed, then value * 231 + lower-case byte.
+ *  NULL or "" give @p seed; a final 0 is returned as 1. */
+CAIRN_API uint32_t hashstr(const char *string, uint32_t seed);
+
+/* Tables: chained buckets. */
+/** A new table of @p buckets chains; NULL with EINVAL for 0 buckets or no
+ *  hash or comparison, NULL with the last error on allocation failure. */
+CAIRN_API ox_table *ox_table_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
+    ox_key_compare compare, ox_key_destructor destroy_key, ox_key_hash hash,
+    uint32_t buckets, int ownership);
+/** 12 while an iterator is open; the last reference destroys every entry
+ *  (data and key destructors whatever the ownership mode). */
+CAIRN_API int ox_table_destroy(ox_table *table);
+/** _add_with_ttl with OX_TTL_NEVER and no try: duplicates are kept and
+ *  lookups find the newest. */
+CAIRN_API int ox_table_add(ox_table *table, void *key, void *data);
+/** Add with a time to live.  Below OX_TTL_NEVER a live equal key refuses
+ *  (22) and an expired one is removed first (left in place, last error
+ *  EBUSY, when it is busy and @p try_flag is 1). */
+CAIRN_API int ox_table_add_with_ttl(ox_table *table, void *key, void *data, int32_t ttl, int try_flag);
+/** The stored data of the newest entry with an equal key. */
+CAIRN_API int ox_table_find(ox_table *table, void *key, void **data);
+/** As _find, adding one entry reference. */
+CAIRN_API int ox_table_reference(ox_table *table, void *key, void **data);
+/** Drop one entry reference (never below 0). */
+CAIRN_API int ox_table_unreference(ox_table *table, void *key);
+/** A copy made by the copy callback (the caller owns it); 53 when it fails. */
+CAIRN_API int ox_table_get(ox_table *table, void *key, void **copy);
+/** The _with_ttl lookups re-arm a live entry's expiry to now + @p ttl
+ *  (unless OX_TTL_NEVER), also when the copy fails.  An expired entry
+ *  gives 80 and is removed, unless it is busy and @p try_flag is 1. */
+CAIRN_API int ox_table_find_with_ttl(ox_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_reference_with_ttl(ox_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_unreference_with_ttl(ox_table *table, void *key, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_get_with_ttl(ox_table *table, void *key, void **copy, int32_t ttl, int try_flag);
+/** Replace data and key of the first entry with an equal key, referenced or
+ *  not; the old ones go to the outs or, for NULL outs, to their
+ *  destructors.  Without a match a never-expiring entry is added and the
+ *  outs are left untouched. */
+CAIRN_API int ox_table_replace(ox_table *table, void *key, void **old_key, void *data, void **old_data);
+/** Remove the first entry with an equal key.  Ownership mode 1 destroys
+ *  the data (when a destructor is set; else hands it back) and the key;
+ *  other modes hand the data back and leave the key alone. */
+CAIRN_API int ox_table_remove(ox_table *table, void *key, void **data);
+/** As _remove, refusing (12) a referenced entry or one an iterator stands on. */
+CAIRN_API int ox_table_try_remove(ox_table *table, void *key, void **data);
+/** Destroy every entry (data and key destructors whatever the mode).
+ *  Iterators open on the table are left on no element. */
+CAIRN_API int ox_table_remove_all(ox_table *table);
+/** Remove every expired entry; @p removed (may be NULL) gets the count. */
+CAIRN_API int ox_table_ttl_flush(ox_table *table, int *removed);
+/** As _ttl_flush, keeping busy expired entries: then 12 (last error EBUSY). */
+CAIRN_API int ox_table_try_ttl_flush(ox_table *table, int *removed);
+/** @p fn(data, arg) for every entry, expired ones included, bucket 0
+ *  upward, under the table's (write) lock. */
+CAIRN_API int ox_table_foreach(ox_table *table, ox_foreach_callback fn, void *arg);
+/** The entry count; 0 with EINVAL for NULL. */
+CAIRN_API int ox_table_size(ox_table *table);
+
+/* Reader-writer tables: the same operations on a direct-mapped cache. */
+CAIRN_API ox_rw_table *ox_rw_table_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
+    ox_key_compare compare, ox_key_destructor destroy_key, ox_key_hash hash,
+    uint32_t buckets, int ownership);
+CAIRN_API int ox_rw_table_destroy(ox_rw_table *table);
+CAIRN_API int ox_rw_table_add(ox_rw_table *table, void *key, void *data);
+CAIRN_API int ox_rw_table_add_with_ttl(ox_rw_table *table, void *key, void *data, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_find(ox_rw_table *table, void *key, void **data);
+CAIRN_API int ox_rw_table_reference(ox_rw_table *table, void *key, void **data);
+CAIRN_API int ox_rw_table_unreference(ox_rw_table *table, void *key);
+CAIRN_API int ox_rw_table_get(ox_rw_table *table, void *key, void **copy);
+CAIRN_API int ox_rw_table_find_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_reference_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_unreference_with_ttl(ox_rw_table *table, void *key, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_get_with_ttl(ox_rw_table *table, void *key, void **copy, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_replace(ox_rw_table *table, void *key, void **old_key, void *data, void **old_data);
+CAIRN_API int ox_rw_table_remove(ox_rw_table *table, void *key, void **data);
+CAIRN_API int ox_rw_table_try_remove(ox_rw_table *table, void *key, void **data);
+CAIRN_API int ox_rw_table_remove_all(ox_rw_table *table);
+CAIRN_API int ox_rw_table_ttl_flush(ox_rw_table *table, int *removed);
+CAIRN_API int ox_rw_table_try_ttl_flush(ox_rw_table *table, int *removed);
+CAIRN_API int ox_rw_table_foreach(ox_rw_table *table, ox_foreach_callback fn, void *arg);
+CAIRN_API int ox_rw_table_size(ox_rw_table *table);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_CONTAINERS_H */

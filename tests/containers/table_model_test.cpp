@@ -1,0 +1,325 @@
+// Long random sequences of table operations on both kinds, checked step by
+// step against a small reference model with a fake clock: expiry and its
+// sliding re-arming, try forms and busy entries, reader-writer eviction,
+// flushes and iterator repair.
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <random>
+#include <vector>
+
+#include "cairn/containers.h"
+#include "cairn/frame.h"
+#include "platform/clocks.hpp"
+#include "table_api.hpp"
+
+using namespace tabletest;
+
+namespace {
+
+void *copy_data(void *p) { return ptr(val(p) + 1000000); }
+
+struct Entry {
+    intptr_t key;
+    intptr_t data;  // unique per entry: the entry's identity
+    int32_t expiry;
+    int refs;
+};
+
+struct ModelIter {
+    std::optional<intptr_t> current;
+    bool pending = false;
+};
+
+struct Model {
+    bool rw;
+    std::vector<std::vector<Entry>> buckets;  // newest first
+    ModelIter iters[2];
+
+    static int32_t expiry(int32_t now, int32_t ttl)
+    {
+        if (ttl >= 0 && static_cast<uint32_t>(ttl) > 0x7fffffffu - static_cast<uint32_t>(now))
+            return OX_TTL_NEVER;
+        return static_cast<int32_t>(static_cast<uint32_t>(now) + static_cast<uint32_t>(ttl));
+    }
+    static bool expired(const Entry &e, int32_t now) { return e.expiry != OX_TTL_NEVER && e.expiry < now; }
+
+    std::vector<Entry> &bucket(intptr_t key) { return buckets[static_cast<size_t>(key) % buckets.size()]; }
+    int first_equal(intptr_t key)
+    {
+        auto &b = bucket(key);
+        for (size_t i = 0; i < b.size(); ++i)
+            if (b[i].key == key)
+                return static_cast<int>(i);
+        return -1;
+    }
+    bool busy(const Entry &e) const
+    {
+        if (e.refs > 0)
+            return true;
+        for (auto &it : iters)
+            if (it.current == e.data)
+                return true;
+        return false;
+    }
+    std::optional<intptr_t> head_after(size_t b) const
+    {
+        for (++b; b < buckets.size(); ++b)
+            if (!buckets[b].empty())
+                return buckets[b][0].data;
+        return std::nullopt;
+    }
+    std::optional<intptr_t> following(intptr_t data) const
+    {
+        for (size_t b = 0; b < buckets.size(); ++b)
+            for (size_t i = 0; i < buckets[b].size(); ++i)
+                if (buckets[b][i].data == data)
+                    return i + 1 < buckets[b].size() ? buckets[b][i + 1].data : head_after(b);
+        return std::nullopt;
+    }
+    void remove(std::vector<Entry> &b, int i)
+    {
+        for (auto &it : iters)
+            if (it.current == b[i].data) {
+                it.current = following(b[i].data);
+                it.pending = true;
+            }
+        b.erase(b.begin() + i);
+    }
+    void insert(intptr_t key, intptr_t data, int32_t exp)
+    {
+        auto &b = bucket(key);
+        if (rw && !b.empty())
+            remove(b, 0);
+        b.insert(b.begin(), Entry{key, data, exp, 0});
+    }
+    int count() const
+    {
+        int n = 0;
+        for (auto &b : buckets)
+            n += static_cast<int>(b.size());
+        return n;
+    }
+    intptr_t data_of(intptr_t data_id) const { return data_id; }
+    int give(ModelIter &it, intptr_t *out) const
+    {
+        if (!it.current)
+            return 49;
+        *out = *it.current;
+        return 0;
+    }
+};
+
+void run_model(const TableApi &a, uint32_t seed)
+{
+    constexpr uint32_t kBuckets = 7;
+    std::mt19937 rng(seed);
+    void *t = a.make(nullptr, copy_data, compare_ints, nullptr, hash_int, kBuckets, 0);
+    ASSERT_NE(t, nullptr);
+    ox_iterator *its[2] = {ox_iterator_new(t), ox_iterator_new(t)};
+    Model m{a.rw, std::vector<std::vector<Entry>>(kBuckets), {}};
+    cairn::testing::clock_seconds32_offset(0);
+    const int32_t base = cairn::clock_seconds32();
+    int32_t elapsed = 0;
+    auto set_clock = [&] {
+        away_from_second_boundary();
+        cairn::testing::clock_seconds32_offset(0);
+        cairn::testing::clock_seconds32_offset(base + elapsed - cairn::clock_seconds32());
+    };
+    set_clock();
+    const int32_t ttls[] = {-1, 0, 1, 2, 3, 5, OX_TTL_NEVER};
+    intptr_t next_data = 1;
+    for (int step = 0; step < 40000; ++step) {
+        int op = static_cast<int>(rng() % 16);
+        intptr_t key = static_cast<intptr_t>(rng() % 24) + 1;
+        int32_t ttl = ttls[rng() % 7];
+        int try_flag = static_cast<int>(rng() % 2);
+        set_clock();
+        int32_t now = base + elapsed;
+        auto &b = m.bucket(key);
+        int i = m.first_equal(key);
+        void *out = ptr(-1);
+        SCOPED_TRACE(testing::Message() << a.name << " step " << step << " op " << op << " key " << key
+                                        << " ttl " << ttl << " try " << try_flag);
+        switch (op) {
+        case 0:
+        case 1:
+        case 2: {
+            int rc = op == 2 ? a.add(t, ptr(key), ptr(next_data))
+                             : a.add_with_ttl(t, ptr(key), ptr(next_data), ttl, try_flag);
+            if (op == 2)
+                ttl = OX_TTL_NEVER;
+            if (ttl < OX_TTL_NEVER && i >= 0) {
+                if (!Model::expired(b[i], now)) {
+                    ASSERT_EQ(rc, OX_EEXIST);
+                    break;
+                }
+                if (!(try_flag == 1 && m.busy(b[i])))
+                    m.remove(b, i);
+            }
+            ASSERT_EQ(rc, 0);
+            m.insert(key, next_data++, Model::expiry(now, ttl));
+            break;
+        }
+        case 3:
+        case 4:
+        case 5:
+        case 6: {
+            int mode = static_cast<int>(rng() % 4);
+            bool with_ttl = rng() % 2;
+            if (!with_ttl) {
+                ttl = OX_TTL_NEVER;
+                try_flag = 0;
+            }
+            int rc;
+            switch (mode) {
+            case 0: rc = with_ttl ? a.find_with_ttl(t, ptr(key), &out, ttl, try_flag) : a.find(t, ptr(key), &out); break;
+            case 1: rc = with_ttl ? a.reference_with_ttl(t, ptr(key), &out, ttl, try_flag) : a.reference(t, ptr(key), &out); break;
+            case 2: rc = with_ttl ? a.unreference_with_ttl(t, ptr(key), ttl, try_flag) : a.unreference(t, ptr(key)); break;
+            default: rc = with_ttl ? a.get_with_ttl(t, ptr(key), &out, ttl, try_flag) : a.get(t, ptr(key), &out); break;
+            }
+            if (i < 0) {
+                ASSERT_EQ(rc, OX_ENOENT);
+                break;
+            }
+            if (Model::expired(b[i], now)) {
+                ASSERT_EQ(rc, 80);
+                if (!(try_flag == 1 && m.busy(b[i])))
+                    m.remove(b, i);
+                break;
+            }
+            ASSERT_EQ(rc, 0);
+            if (mode == 0 || mode == 1) {
+                ASSERT_EQ(val(out), b[i].data);
+            }
+            if (mode == 3) {
+                ASSERT_EQ(val(out), b[i].data + 1000000);
+            }
+            if (mode == 1)
+                ++b[i].refs;
+            if (mode == 2 && b[i].refs > 0)
+                --b[i].refs;
+            if (ttl != OX_TTL_NEVER)
+                b[i].expiry = Model::expiry(now, ttl);
+            break;
+        }
+        case 7: {
+            void *old_key = ptr(-1), *old_data = ptr(-1);
+            ASSERT_EQ(a.replace(t, ptr(key), &old_key, ptr(next_data), &old_data), 0);
+            if (i >= 0) {
+                ASSERT_EQ(val(old_key), key);
+                ASSERT_EQ(val(old_data), b[i].data);
+                // The entry keeps its identity for the iterators: swap the
+                // model's record of it.
+                for (auto &it : m.iters)
+                    if (it.current == b[i].data)
+                        it.current = next_data;
+                b[i].data = next_data++;
+            } else {
+                ASSERT_EQ(old_key, ptr(-1));
+                ASSERT_EQ(old_data, ptr(-1));
+                m.insert(key, next_data++, OX_TTL_NEVER);
+            }
+            break;
+        }
+        case 8:
+        case 9: {
+            int rc = try_flag ? a.try_remove(t, ptr(key), &out) : a.remove(t, ptr(key), &out);
+            if (i < 0) {
+                ASSERT_EQ(rc, OX_ENOENT);
+                ASSERT_EQ(out, nullptr);
+            } else if (try_flag && m.busy(b[i])) {
+                ASSERT_EQ(rc, OX_EBUSY);
+                ASSERT_EQ(out, nullptr);
+            } else {
+                ASSERT_EQ(rc, 0);
+                ASSERT_EQ(val(out), b[i].data);
+                m.remove(b, i);
+            }
+            break;
+        }
+        case 10: {
+            int removed = -1, want_removed = 0, want_rc = 0;
+            int rc = try_flag ? a.try_ttl_flush(t, &removed) : a.ttl_flush(t, &removed);
+            for (auto &mb : m.buckets)
+                for (size_t j = 0; j < mb.size();) {
+                    if (!Model::expired(mb[j], now)) {
+                        ++j;
+                    } else if (try_flag && m.busy(mb[j])) {
+                        want_rc = OX_EBUSY;
+                        ++j;
+                    } else {
+                        m.remove(mb, static_cast<int>(j));
+                        ++want_removed;
+                    }
+                }
+            ASSERT_EQ(rc, want_rc);
+            ASSERT_EQ(removed, want_removed);
+            break;
+        }
+        case 11:
+            elapsed += static_cast<int32_t>(rng() % 3);
+            set_clock();
+            break;
+        case 12:
+        case 13:
+        case 14: {
+            int k = static_cast<int>(rng() % 2);
+            ModelIter &mi = m.iters[k];
+            int which = static_cast<int>(rng() % 4);
+            int rc;
+            intptr_t want = 0;
+            int want_rc;
+            if (which == 0) {
+                rc = ox_iterator_start(its[k], &out);
+                mi.pending = false;
+                mi.current = m.count() > 0 ? m.head_after(static_cast<size_t>(-1)) : std::nullopt;
+                want_rc = m.give(mi, &want);
+            } else if (which == 3) {
+                rc = ox_iterator_current(its[k], &out);
+                want_rc = m.give(mi, &want);
+            } else {
+                rc = ox_iterator_next(its[k], &out);
+                if (mi.pending)
+                    mi.pending = false;
+                else if (mi.current)
+                    mi.current = m.following(*mi.current);
+                want_rc = m.give(mi, &want);
+            }
+            ASSERT_EQ(rc, want_rc);
+            if (rc == 0) {
+                ASSERT_EQ(val(out), want);
+            } else {
+                ASSERT_EQ(out, nullptr);
+            }
+            break;
+        }
+        default: {
+            if (rng() % 40 == 0) {
+                ASSERT_EQ(a.remove_all(t), 0);
+                for (auto &mb : m.buckets)
+                    mb.clear();
+                for (auto &it : m.iters)
+                    it = ModelIter{};
+            }
+            ASSERT_EQ(a.size(t), m.count());
+            std::vector<intptr_t> seen, want;
+            a.foreach(t, [](void *d, void *arg) { static_cast<std::vector<intptr_t> *>(arg)->push_back(val(d)); }, &seen);
+            for (auto &mb : m.buckets)
+                for (auto &e : mb)
+                    want.push_back(e.data);
+            ASSERT_EQ(seen, want);
+            break;
+        }
+        }
+    }
+    cairn::testing::clock_seconds32_offset(0);
+    for (ox_iterator *it : its)
+        ox_iterator_destroy(it);
+    a.destroy(t);
+}
+
+TEST(TableModel, TableAgainstModel) { run_model(kTable, 20261124); }
+TEST(TableModel, ReaderWriterTableAgainstModel) { run_model(kRwTable, 20261125); }
+
+}  // namespace

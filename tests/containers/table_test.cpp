@@ -1,0 +1,612 @@
+// Tables with expiry, both kinds: expiry rules on the shifted 32-bit clock,
+// ownership of removed data and keys, replace, flush counts, reader-writer
+// eviction, iteration with repair, hashes, results of bad arguments and
+// allocation failures.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cairn/containers.h"
+#include "cairn/frame.h"
+#include "fault_injection.hpp"
+#include "platform/clocks.hpp"
+#include "table_api.hpp"
+
+using namespace tabletest;
+
+namespace {
+
+std::vector<intptr_t> g_data_destroyed, g_keys_destroyed;
+void destroy_data(void *p) { g_data_destroyed.push_back(val(p)); }
+void destroy_key(void *p) { g_keys_destroyed.push_back(val(p)); }
+void *copy_data(void *p) { return ptr(val(p) + 1000); }
+void *failing_copy(void *) { return nullptr; }
+
+// The 32-bit clock made to read base + s, base being the second the guard
+// was made in, so that a real second passing between steps does not count.
+struct ClockShift {
+    explicit ClockShift(int32_t s) : base_((away_from_second_boundary(), cairn::clock_seconds32())) { to(s); }
+    ~ClockShift() { cairn::testing::clock_seconds32_offset(0); }
+    void to(int32_t s)
+    {
+        away_from_second_boundary();
+        cairn::testing::clock_seconds32_offset(0);
+        cairn::testing::clock_seconds32_offset(base_ + s - cairn::clock_seconds32());
+    }
+
+private:
+    int32_t base_;
+};
+
+uint32_t last_native()
+{
+    int kind = 0;
+    return ox_error_get_last_native(&kind);
+}
+
+class Tables : public ::testing::TestWithParam<TableApi> {
+protected:
+    void SetUp() override
+    {
+        g_data_destroyed.clear();
+        g_keys_destroyed.clear();
+    }
+    void *make(int ownership, uint32_t buckets = 7, ox_data_copy copy = copy_data)
+    {
+        void *t = api().make(destroy_data, copy, compare_ints, destroy_key, hash_int, buckets,
+                             ownership);
+        EXPECT_NE(t, nullptr);
+        return t;
+    }
+    const TableApi &api() const { return GetParam(); }
+};
+
+TEST_P(Tables, AddWithTtlRefusesLiveDuplicatesAndReplacesExpiredOnes)
+{
+    for (int mode : {0, 1}) {
+        SCOPED_TRACE(mode);
+        SetUp();
+        void *t = make(mode);
+        ClockShift clock(0);
+        ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(30), 5, 0), 0);
+        EXPECT_EQ(api().add_with_ttl(t, ptr(3), ptr(31), 5, 0), OX_EEXIST);
+        EXPECT_EQ(ox_error_get_last(), OX_EEXIST);
+        EXPECT_EQ(api().size(t), 1);
+        clock.to(5);  // expiry is now + 5: still alive at that second
+        EXPECT_EQ(api().add_with_ttl(t, ptr(3), ptr(31), 5, 0), OX_EEXIST);
+        clock.to(6);
+        ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(31), 5, 0), 0);
+        EXPECT_EQ(api().size(t), 1);
+        // The expired entry is destroyed, data and key, only when owned.
+        EXPECT_EQ(g_data_destroyed, mode == 1 ? std::vector<intptr_t>{30} : std::vector<intptr_t>{});
+        EXPECT_EQ(g_keys_destroyed, mode == 1 ? std::vector<intptr_t>{3} : std::vector<intptr_t>{});
+        void *out = nullptr;
+        EXPECT_EQ(api().find(t, ptr(3), &out), 0);
+        EXPECT_EQ(out, ptr(31));
+        api().destroy(t);
+    }
+}
+
+TEST_P(Tables, TryAddLeavesBusyExpiredEntryAndSetsBusy)
+{
+    void *t = make(1);
+    ClockShift clock(0);
+    void *out = nullptr;
+    ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(30), 1, 0), 0);
+    ASSERT_EQ(api().reference(t, ptr(3), &out), 0);
+    clock.to(2);
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(31), 10, 1), 0);
+    EXPECT_EQ(ox_error_get_last(), OX_EBUSY);
+    // The table keeps both; the reader-writer table evicts whatever stood in
+    // the bucket, references or not.
+    EXPECT_EQ(api().size(t), api().rw ? 1 : 2);
+    EXPECT_EQ(g_data_destroyed, api().rw ? std::vector<intptr_t>{30} : std::vector<intptr_t>{});
+    EXPECT_EQ(api().find(t, ptr(3), &out), 0);
+    EXPECT_EQ(out, ptr(31));
+    api().destroy(t);
+}
+
+TEST_P(Tables, SlidingExpiryOfTtlLookups)
+{
+    void *t = make(0);
+    ClockShift clock(0);
+    void *out = nullptr;
+    ASSERT_EQ(api().add_with_ttl(t, ptr(1), ptr(10), 5, 0), 0);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(2), ptr(20), 5, 0), 0);
+    for (int32_t now = 4; now <= 40; now += 4) {
+        clock.to(now);
+        ASSERT_EQ(api().find_with_ttl(t, ptr(1), &out, 10, 0), 0) << now;
+        ASSERT_EQ(out, ptr(10));
+    }
+    // A plain find does not extend: key 2 expired at 6.
+    clock.to(4);
+    EXPECT_EQ(api().find(t, ptr(2), &out), 0);
+    clock.to(6);
+    EXPECT_EQ(api().find(t, ptr(2), &out), 80);
+    EXPECT_EQ(last_native(), static_cast<uint32_t>(ETIME));  // errno 137 of the reference platform
+    EXPECT_EQ(out, nullptr);
+    // Each lookup form re-arms; a failed copy re-arms too.
+    void *nocopy = make(0, 7, failing_copy);
+    clock.to(0);
+    ASSERT_EQ(api().add_with_ttl(nocopy, ptr(1), ptr(10), 1, 0), 0);
+    clock.to(1);
+    EXPECT_EQ(api().get_with_ttl(nocopy, ptr(1), &out, 3, 0), OX_ENOMEM);
+    clock.to(4);
+    EXPECT_EQ(api().reference_with_ttl(nocopy, ptr(1), &out, 3, 0), 0);
+    clock.to(7);
+    EXPECT_EQ(api().unreference_with_ttl(nocopy, ptr(1), 3, 0), 0);
+    clock.to(10);
+    EXPECT_EQ(api().get(nocopy, ptr(1), &out), OX_ENOMEM);
+    EXPECT_EQ(out, nullptr);
+    clock.to(11);
+    EXPECT_EQ(api().find(nocopy, ptr(1), &out), 80);
+    // OX_TTL_NEVER re-arms nothing.
+    clock.to(0);
+    ASSERT_EQ(api().add_with_ttl(nocopy, ptr(1), ptr(10), 1, 0), 0);
+    EXPECT_EQ(api().find_with_ttl(nocopy, ptr(1), &out, OX_TTL_NEVER, 0), 0);
+    clock.to(2);
+    EXPECT_EQ(api().find(nocopy, ptr(1), &out), 80);
+    api().destroy(nocopy);
+    api().destroy(t);
+}
+
+TEST_P(Tables, ExpiredLookupsRemoveUnlessBusyUnderTry)
+{
+    for (int mode : {0, 1}) {
+        SCOPED_TRACE(mode);
+        SetUp();
+        void *t = make(mode);
+        ClockShift clock(0);
+        void *out = nullptr;
+        ASSERT_EQ(api().add_with_ttl(t, ptr(1), ptr(10), 0, 0), 0);
+        ASSERT_EQ(api().reference(t, ptr(1), &out), 0);
+        clock.to(1);
+        EXPECT_EQ(api().find_with_ttl(t, ptr(1), &out, 100, 1), 80);
+        EXPECT_EQ(last_native(), static_cast<uint32_t>(ETIME));  // errno 137 of the reference platform
+        EXPECT_EQ(api().size(t), 1);
+        // Without the try flag, referenced or not, it goes (and the time to
+        // live was not re-armed by the failed lookup).
+        EXPECT_EQ(api().find_with_ttl(t, ptr(1), &out, 100, 0), 80);
+        EXPECT_EQ(api().size(t), 0);
+        EXPECT_EQ(g_data_destroyed, mode == 1 ? std::vector<intptr_t>{10} : std::vector<intptr_t>{});
+        EXPECT_EQ(api().find(t, ptr(1), &out), OX_ENOENT);
+        // A negative time to live is already past; 0x7ffffffe saturates.
+        ASSERT_EQ(api().add_with_ttl(t, ptr(2), ptr(20), -1, 0), 0);
+        EXPECT_EQ(api().unreference(t, ptr(2)), 80);
+        ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(30), 0x7ffffffe, 0), 0);
+        clock.to(0x10000000);
+        EXPECT_EQ(api().get(t, ptr(3), &out), 0);
+        EXPECT_EQ(out, ptr(1030));
+        api().destroy(t);
+    }
+}
+
+TEST_P(Tables, FlushCountsAndTryKeepsBusyEntries)
+{
+    void *t = make(1);
+    ClockShift clock(0);
+    void *out = nullptr;
+    // Keys in different buckets (the reader-writer table keeps one each).
+    ASSERT_EQ(api().add_with_ttl(t, ptr(1), ptr(10), 1, 0), 0);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(2), ptr(20), 1, 0), 0);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(30), 1, 0), 0);
+    ASSERT_EQ(api().add(t, ptr(4), ptr(40)), 0);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(5), ptr(50), 100, 0), 0);
+    ASSERT_EQ(api().reference(t, ptr(2), &out), 0);
+    int removed = -1;
+    EXPECT_EQ(api().ttl_flush(t, &removed), 0);
+    EXPECT_EQ(removed, 0);
+    clock.to(2);
+    EXPECT_EQ(api().try_ttl_flush(t, &removed), OX_EBUSY);
+    EXPECT_EQ(ox_error_get_last(), OX_EBUSY);
+    EXPECT_EQ(removed, 2);
+    EXPECT_EQ(api().size(t), 3);
+    EXPECT_EQ(g_data_destroyed, (std::vector<intptr_t>{10, 30}));
+    EXPECT_EQ(api().try_ttl_flush(t, nullptr), OX_EBUSY);
+    EXPECT_EQ(api().ttl_flush(t, &removed), 0);
+    EXPECT_EQ(removed, 1);
+    EXPECT_EQ(api().size(t), 2);
+    api().destroy(t);
+}
+
+TEST_P(Tables, RemovalOwnershipDiffersFromLists)
+{
+    void *out = nullptr;
+    // Mode 0: the data comes back, the key is left alone.
+    void *t = make(0);
+    ASSERT_EQ(api().add(t, ptr(1), ptr(10)), 0);
+    ASSERT_EQ(api().remove(t, ptr(1), &out), 0);
+    EXPECT_EQ(out, ptr(10));
+    EXPECT_TRUE(g_data_destroyed.empty());
+    EXPECT_TRUE(g_keys_destroyed.empty());
+    EXPECT_EQ(api().remove(t, ptr(1), &out), OX_ENOENT);
+    EXPECT_EQ(out, nullptr);
+    api().destroy(t);
+    // Mode 1: data and key destroyed, out NULL.
+    t = make(1);
+    ASSERT_EQ(api().add(t, ptr(1), ptr(10)), 0);
+    out = ptr(-1);
+    ASSERT_EQ(api().remove(t, ptr(1), &out), 0);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(g_data_destroyed, std::vector<intptr_t>{10});
+    EXPECT_EQ(g_keys_destroyed, std::vector<intptr_t>{1});
+    // Try form: a referenced entry is refused, a plain removal ignores it.
+    ASSERT_EQ(api().add(t, ptr(2), ptr(20)), 0);
+    ASSERT_EQ(api().reference(t, ptr(2), &out), 0);
+    out = ptr(-1);
+    EXPECT_EQ(api().try_remove(t, ptr(2), &out), OX_EBUSY);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(api().remove(t, ptr(2), nullptr), 0);
+    api().destroy(t);
+    // Mode 1 without a data destructor hands the data back.
+    void *bare = api().make(nullptr, nullptr, compare_ints, nullptr, hash_int, 3, 1);
+    ASSERT_EQ(api().add(bare, ptr(1), ptr(10)), 0);
+    ASSERT_EQ(api().remove(bare, ptr(1), &out), 0);
+    EXPECT_EQ(out, ptr(10));
+    api().destroy(bare);
+}
+
+TEST_P(Tables, ReplaceReplacesReferencedEntriesAndKeepsExpiry)
+{
+    void *t = make(0);
+    ClockShift clock(0);
+    void *out = nullptr, *old_key = nullptr, *old_data = nullptr;
+    ASSERT_EQ(api().add_with_ttl(t, ptr(1), ptr(10), 5, 0), 0);
+    ASSERT_EQ(api().reference(t, ptr(1), &out), 0);
+    ASSERT_EQ(api().replace(t, ptr(1), &old_key, ptr(11), &old_data), 0);
+    EXPECT_EQ(old_key, ptr(1));
+    EXPECT_EQ(old_data, ptr(10));
+    // Without outs, destructors run whatever the mode.
+    ASSERT_EQ(api().replace(t, ptr(1), nullptr, ptr(12), nullptr), 0);
+    EXPECT_EQ(g_data_destroyed, std::vector<intptr_t>{11});
+    EXPECT_EQ(g_keys_destroyed, std::vector<intptr_t>{1});
+    EXPECT_EQ(api().try_remove(t, ptr(1), &out), OX_EBUSY);  // reference kept
+    clock.to(6);
+    EXPECT_EQ(api().find(t, ptr(1), &out), 80);  // expiry kept
+    // No match: a never-expiring entry, outs untouched.
+    old_key = old_data = ptr(-1);
+    ASSERT_EQ(api().replace(t, ptr(2), &old_key, ptr(20), &old_data), 0);
+    EXPECT_EQ(old_key, ptr(-1));
+    EXPECT_EQ(old_data, ptr(-1));
+    clock.to(0x7000000);
+    EXPECT_EQ(api().find(t, ptr(2), &out), 0);
+    EXPECT_EQ(api().size(t), 1);
+    api().destroy(t);
+}
+
+TEST_P(Tables, RemoveAllDestroysEverythingAndClearsIterators)
+{
+    for (int mode : {0, 1}) {
+        SetUp();
+        void *t = make(mode);
+        for (intptr_t k = 1; k <= 5; ++k)
+            ASSERT_EQ(api().add(t, ptr(k), ptr(k * 10)), 0);
+        ox_iterator *it = ox_iterator_new(t);
+        ASSERT_NE(it, nullptr);
+        void *out = nullptr;
+        ASSERT_EQ(ox_iterator_start(it, &out), 0);
+        EXPECT_EQ(api().destroy(t), OX_EBUSY);
+        EXPECT_EQ(api().remove_all(t), 0);
+        EXPECT_EQ(api().size(t), 0);
+        EXPECT_EQ(g_data_destroyed.size(), 5u);
+        EXPECT_EQ(g_keys_destroyed.size(), 5u);
+        EXPECT_EQ(ox_iterator_current(it, &out), OX_ENOENT);
+        EXPECT_EQ(ox_iterator_next(it, &out), OX_ENOENT);
+        EXPECT_EQ(ox_iterator_destroy(it), 0);
+        ASSERT_EQ(api().add(t, ptr(1), ptr(10)), 0);
+        EXPECT_EQ(api().destroy(t), 0);  // destroys the remaining entry
+        EXPECT_EQ(g_data_destroyed.size(), 6u);
+    }
+}
+
+std::vector<intptr_t> walk(ox_iterator *it)
+{
+    std::vector<intptr_t> seen;
+    void *out = nullptr, *key = nullptr;
+    for (int rc = ox_iterator_start_key_data(it, &key, &out); rc == 0;
+         rc = ox_iterator_next_key_data(it, &key, &out)) {
+        EXPECT_EQ(val(out), val(key) * 10);
+        seen.push_back(val(key));
+    }
+    return seen;
+}
+
+TEST_P(Tables, IterationBucketByBucketWithRepair)
+{
+    void *t = make(0, 4);
+    ox_iterator *it = ox_iterator_new(t);
+    ASSERT_NE(it, nullptr);
+    void *out = ptr(-1);
+    EXPECT_EQ(ox_iterator_start(it, &out), OX_ENOENT);
+    EXPECT_EQ(out, nullptr);
+    for (intptr_t k : {1, 2, 5, 7, 9})
+        ASSERT_EQ(api().add(t, ptr(k), ptr(k * 10)), 0);
+    // Buckets 1: 9,5,1 (newest first); 2: 2; 3: 7.  The reader-writer
+    // table kept only the newest of each bucket.
+    std::vector<intptr_t> want = api().rw ? std::vector<intptr_t>{9, 2, 7}
+                                          : std::vector<intptr_t>{9, 5, 1, 2, 7};
+    EXPECT_EQ(walk(it), want);
+    EXPECT_EQ(ox_iterator_next(it, &out), OX_ENOENT);
+    EXPECT_EQ(ox_iterator_previous(it, &out), OX_ENOTSUP);
+    EXPECT_EQ(ox_iterator_end(it, &out), OX_ENOTSUP);
+    // Removing the element under the iterator: the next step gives the
+    // following one, from a chain or from the next bucket.
+    ASSERT_EQ(ox_iterator_start(it, &out), 0);
+    ASSERT_EQ(api().remove(t, ptr(9), nullptr), 0);
+    ASSERT_EQ(ox_iterator_current(it, &out), 0);
+    EXPECT_EQ(out, ptr(want[1] * 10));
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(out, ptr(want[1] * 10));
+    ASSERT_EQ(api().remove(t, ptr(want[1]), nullptr), 0);
+    ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    EXPECT_EQ(out, ptr(want[2] * 10));
+    // The last one removed: the iterator is on nothing.
+    ASSERT_EQ(ox_iterator_start(it, &out), 0);
+    while (ox_iterator_next(it, &out) == 0) {
+    }
+    ASSERT_EQ(ox_iterator_start(it, &out), 0);
+    int steps = api().rw ? 0 : 2;
+    for (int i = 0; i < steps; ++i)
+        ASSERT_EQ(ox_iterator_next(it, &out), 0);
+    ASSERT_EQ(val(out), 70);
+    ASSERT_EQ(api().remove(t, ptr(7), nullptr), 0);
+    EXPECT_EQ(ox_iterator_next(it, &out), OX_ENOENT);
+    // An expired entry removed by a lookup repairs iterators too.
+    ClockShift clock(0);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(4), ptr(40), 0, 0), 0);
+    ASSERT_EQ(ox_iterator_start(it, &out), 0);
+    ASSERT_EQ(out, ptr(40));
+    clock.to(1);
+    EXPECT_EQ(api().find(t, ptr(4), &out), 80);
+    if (api().rw) {
+        EXPECT_EQ(ox_iterator_current(it, &out), OX_ENOENT);
+    } else {
+        ASSERT_EQ(ox_iterator_current(it, &out), 0);
+        EXPECT_EQ(out, ptr(10));
+    }
+    EXPECT_EQ(ox_iterator_destroy(it), 0);
+    api().destroy(t);
+}
+
+TEST_P(Tables, ForeachVisitsEveryEntryIncludingExpired)
+{
+    void *t = make(0, 4);
+    ClockShift clock(0);
+    ASSERT_EQ(api().add_with_ttl(t, ptr(1), ptr(10), 0, 0), 0);
+    ASSERT_EQ(api().add(t, ptr(2), ptr(20)), 0);
+    clock.to(5);
+    std::vector<intptr_t> seen;
+    ASSERT_EQ(api().foreach(t, [](void *d, void *a) { static_cast<std::vector<intptr_t> *>(a)->push_back(val(d)); },
+                            &seen), 0);
+    EXPECT_EQ(seen, (std::vector<intptr_t>{10, 20}));
+    EXPECT_EQ(api().size(t), 2);
+    api().destroy(t);
+}
+
+TEST_P(Tables, BadArgumentsGiveResultsNotCrashes)
+{
+    void *t = make(0);
+    void *out = ptr(-1);
+    struct Case {
+        const char *what;
+        int rc;
+    };
+    const TableApi &a = api();
+    std::vector<Case> cases = {
+        {"destroy", a.destroy(nullptr)},
+        {"add", a.add(nullptr, ptr(1), ptr(1))},
+        {"add null key", a.add(t, nullptr, ptr(1))},
+        {"add_with_ttl", a.add_with_ttl(nullptr, ptr(1), ptr(1), 1, 0)},
+        {"find", a.find(nullptr, ptr(1), &out)},
+        {"find null key", a.find(t, nullptr, &out)},
+        {"find null out", a.find(t, ptr(1), nullptr)},
+        {"reference", a.reference(nullptr, ptr(1), &out)},
+        {"unreference", a.unreference(nullptr, ptr(1))},
+        {"get", a.get(t, ptr(1), nullptr)},
+        {"find_with_ttl", a.find_with_ttl(nullptr, ptr(1), &out, 1, 0)},
+        {"unreference_with_ttl", a.unreference_with_ttl(t, nullptr, 1, 0)},
+        {"replace", a.replace(nullptr, ptr(1), nullptr, ptr(1), nullptr)},
+        {"replace null key", a.replace(t, nullptr, nullptr, ptr(1), nullptr)},
+        {"remove", a.remove(nullptr, ptr(1), &out)},
+        {"try_remove", a.try_remove(t, nullptr, &out)},
+        {"remove_all", a.remove_all(nullptr)},
+        {"ttl_flush", a.ttl_flush(nullptr, nullptr)},
+        {"try_ttl_flush", a.try_ttl_flush(nullptr, nullptr)},
+        {"foreach", a.foreach(nullptr, [](void *, void *) {}, nullptr)},
+        {"foreach null fn", a.foreach(t, nullptr, nullptr)},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(c.rc, OX_ENULL) << c.what;
+    EXPECT_EQ(out, nullptr);  // every lookup clears its out first
+    EXPECT_EQ(a.size(nullptr), 0);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    // Creators refuse what would crash later.
+    EXPECT_EQ(a.make(nullptr, nullptr, compare_ints, nullptr, hash_int, 0, 0), nullptr);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(a.make(nullptr, nullptr, nullptr, nullptr, hash_int, 3, 0), nullptr);
+    EXPECT_EQ(a.make(nullptr, nullptr, compare_ints, nullptr, nullptr, 3, 0), nullptr);
+    a.destroy(t);
+}
+
+TEST_P(Tables, AllocationFailuresLeaveNothingBehind)
+{
+    const TableApi &a = api();
+    cairn::testing::for_each_allocation_failure([&a] {
+        void *t = a.make(destroy_data, nullptr, compare_ints, destroy_key, hash_int, 491, 1);
+        if (t == nullptr)
+            return false;
+        a.destroy(t);
+        return true;
+    });
+    void *t = make(1);
+    ASSERT_EQ(a.add(t, ptr(1), ptr(10)), 0);
+    ClockShift clock(0);
+    ASSERT_EQ(a.add_with_ttl(t, ptr(2), ptr(20), 0, 0), 0);
+    clock.to(1);
+    cairn::testing::for_each_allocation_failure([&a, t] {
+        // A failed add changes nothing: the expired duplicate stays and,
+        // in the reader-writer table, nobody is evicted.
+        int before = a.size(t);
+        int rc = a.add_with_ttl(t, ptr(2), ptr(21), 5, 0);
+        if (rc != 0) {
+            EXPECT_EQ(rc, OX_ENOMEM);
+            EXPECT_EQ(a.size(t), before);
+            return false;
+        }
+        return a.remove(t, ptr(2), nullptr) == 0;
+    });
+    cairn::testing::for_each_allocation_failure([&a, t] {
+        int before = a.size(t);
+        int rc = a.replace(t, ptr(9), nullptr, ptr(90), nullptr);
+        if (rc != 0) {
+            EXPECT_EQ(rc, OX_ENOMEM);
+            EXPECT_EQ(a.size(t), before);
+            return false;
+        }
+        return a.remove(t, ptr(9), nullptr) == 0;
+    });
+    a.destroy(t);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothKinds, Tables, ::testing::Values(kTable, kRwTable),
+                         [](const ::testing::TestParamInfo<TableApi> &p) { return std::string(p.param.name); });
+
+TEST(TableTest, DuplicatesWithoutTtlStackNewestFirst)
+{
+    ox_table *t = ox_table_new(nullptr, nullptr, compare_ints, nullptr, hash_int, 491, 0);
+    ASSERT_NE(t, nullptr);
+    void *out = nullptr;
+    ASSERT_EQ(ox_table_add(t, ptr(1), ptr(10)), 0);
+    ASSERT_EQ(ox_table_add(t, ptr(1), ptr(11)), 0);
+    EXPECT_EQ(ox_table_size(t), 2);
+    ASSERT_EQ(ox_table_find(t, ptr(1), &out), 0);
+    EXPECT_EQ(out, ptr(11));
+    ASSERT_EQ(ox_table_remove(t, ptr(1), &out), 0);
+    EXPECT_EQ(out, ptr(11));
+    ASSERT_EQ(ox_table_find(t, ptr(1), &out), 0);
+    EXPECT_EQ(out, ptr(10));
+    // Keys sharing a bucket chain; each is found.
+    for (intptr_t k = 2; k < 2000; ++k)
+        ASSERT_EQ(ox_table_add_with_ttl(t, ptr(k), ptr(k), 100, 0), 0);
+    for (intptr_t k = 2; k < 2000; k += 37) {
+        ASSERT_EQ(ox_table_find(t, ptr(k), &out), 0);
+        ASSERT_EQ(out, ptr(k));
+    }
+    ox_table_destroy(t);
+}
+
+// Keys of equal hash share a chain and are still told apart by the
+// comparison; keys of different hash in one bucket never reach it.
+TEST(TableTest, EqualHashesAndSharedBucketsStayApart)
+{
+    static int compares = 0;
+    ox_table *t = ox_table_new(
+        nullptr, nullptr, [](void *a, void *b) { ++compares; return compare_ints(a, b); }, nullptr,
+        [](void *k) { return static_cast<uint32_t>(val(k) % 2); }, 1, 0);
+    ASSERT_NE(t, nullptr);
+    for (intptr_t k = 1; k <= 6; ++k)
+        ASSERT_EQ(ox_table_add_with_ttl(t, ptr(k), ptr(k * 10), 100, 0), 0);
+    void *out = nullptr;
+    for (intptr_t k = 1; k <= 6; ++k) {
+        compares = 0;
+        ASSERT_EQ(ox_table_find(t, ptr(k), &out), 0);
+        EXPECT_EQ(out, ptr(k * 10));
+        EXPECT_LE(compares, 3);  // only the three keys of the same parity
+    }
+    EXPECT_EQ(ox_table_find(t, ptr(8), &out), OX_ENOENT);
+    ox_table_destroy(t);
+}
+
+TEST(TableTest, ReaderWriterTableEvictsOnCollision)
+{
+    ox_rw_table *t = ox_rw_table_new(destroy_data, nullptr, compare_ints, destroy_key, hash_int, 1, 1);
+    ASSERT_NE(t, nullptr);
+    g_data_destroyed.clear();
+    g_keys_destroyed.clear();
+    void *out = nullptr;
+    ASSERT_EQ(ox_rw_table_add(t, ptr(1), ptr(10)), 0);
+    ASSERT_EQ(ox_rw_table_reference(t, ptr(1), &out), 0);
+    ASSERT_EQ(ox_rw_table_add(t, ptr(2), ptr(20)), 0);
+    EXPECT_EQ(ox_rw_table_size(t), 1);
+    EXPECT_EQ(ox_rw_table_find(t, ptr(1), &out), OX_ENOENT);
+    EXPECT_EQ(ox_rw_table_find(t, ptr(2), &out), 0);
+    EXPECT_EQ(g_data_destroyed, std::vector<intptr_t>{10});
+    EXPECT_EQ(g_keys_destroyed, std::vector<intptr_t>{1});
+    // Replace without a match evicts as well.
+    ASSERT_EQ(ox_rw_table_replace(t, ptr(3), nullptr, ptr(30), nullptr), 0);
+    EXPECT_EQ(ox_rw_table_size(t), 1);
+    EXPECT_EQ(ox_rw_table_find(t, ptr(2), &out), OX_ENOENT);
+    ox_rw_table_destroy(t);
+}
+
+uint32_t hash_str(void *k) { return ox_hash_string(static_cast<const char *>(k)); }
+int compare_str(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+
+TEST(TableTest, StringHashes)
+{
+    EXPECT_EQ(ox_hash_string(""), 5381u);
+    EXPECT_EQ(ox_hash_string("a"), 177670u);
+    EXPECT_EQ(ox_hash_string("ab"), 177670u * 33u + 98u);
+    EXPECT_EQ(ox_hash_string("\xff"), 5381u * 33u + 255u);  // bytes are unsigned
+    EXPECT_EQ(hashstr("", 77), 77u);
+    EXPECT_EQ(hashstr(nullptr, 77), 77u);
+    EXPECT_EQ(hashstr("Hello World", 3), hashstr("hELLO wORLD", 3));
+    EXPECT_NE(hashstr("hello", 3), hashstr("hellp", 3));
+    EXPECT_EQ(hashstr("a", 5), 5u * 231u + 97u);
+    // A seed chosen so that "a" hashes to 0 gives 1: seed * 231 + 97 == 0
+    // modulo 2^32, with the inverse of 231 by Newton's iteration.
+    uint32_t inv = 231;
+    for (int i = 0; i < 5; ++i)
+        inv *= 2u - 231u * inv;
+    ASSERT_EQ(231u * inv, 1u);
+    uint32_t seed = (0u - 97u) * inv;
+    EXPECT_EQ(hashstr("a", seed), 1u);
+    EXPECT_EQ(hashstr("A", seed), 1u);
+    // ox_hash_string keys a table of strings.
+    ox_table *t = ox_table_new(nullptr, nullptr, compare_str, nullptr, hash_str, 491, 0);
+    ASSERT_NE(t, nullptr);
+    char k1[] = "host.example", k2[] = "host.example";
+    ASSERT_EQ(ox_table_add_with_ttl(t, k1, ptr(1), 1800, 0), 0);
+    void *out = nullptr;
+    EXPECT_EQ(ox_table_find(t, k2, &out), 0);
+    EXPECT_EQ(ox_table_add_with_ttl(t, k2, ptr(2), 1800, 0), OX_EEXIST);
+    ox_table_destroy(t);
+}
+
+// Threads add, look up, reference and remove disjoint and shared keys; the
+// count and every entry's presence stay consistent.
+TEST(TableTest, ConcurrentOperationsKeepCounts)
+{
+    for (const TableApi *a : {&kTable, &kRwTable}) {
+        void *t = a->make(nullptr, nullptr, compare_ints, nullptr, hash_int, 8192, 0);
+        ASSERT_NE(t, nullptr);
+        constexpr int kThreads = 4, kKeys = 2000;
+        std::vector<std::thread> threads;
+        for (int id = 0; id < kThreads; ++id)
+            threads.emplace_back([a, t, id] {
+                for (int round = 0; round < 3; ++round) {
+                    for (intptr_t k = 1; k <= kKeys; ++k)
+                        EXPECT_EQ(a->add_with_ttl(t, ptr(id * kKeys + k), ptr(k), 1000, 0), 0);
+                    void *out = nullptr;
+                    for (intptr_t k = 1; k <= kKeys; ++k) {
+                        EXPECT_EQ(a->find_with_ttl(t, ptr(id * kKeys + k), &out, 1000, 0), 0);
+                        EXPECT_EQ(out, ptr(k));
+                        a->size(t);
+                    }
+                    for (intptr_t k = 1; k <= kKeys; ++k)
+                        EXPECT_EQ(a->remove(t, ptr(id * kKeys + k), &out), 0);
+                }
+            });
+        for (auto &th : threads)
+            th.join();
+        EXPECT_EQ(a->size(t), 0);
+        a->destroy(t);
+    }
+}
+
+}  // namespace
