@@ -190,6 +190,174 @@ CAIRN_API int32_t vallist_write_file(const val_t *list, const char *path);
  *  NULL, nothing left allocated) or EINVAL. */
 CAIRN_API int vallist_to_argv(const val_t *list, int *count, char ***vector);
 
+/* ------------------------------------------------------------------------
+ * Attributes.  An attribute list is an attr_t * kept in ascending order of
+ * names compared without regard to ASCII case, each name at most once
+ * (the adding calls merge or replace).  Values keep the order in which
+ * they were added.
+ * ------------------------------------------------------------------------ */
+
+/** An attribute: the next record, its values, then its name inline. */
+typedef struct attr {
+    struct attr *next;
+    val_t *values;
+    char name[1];
+} attr_t;
+
+/** Suffix of the companion attribute that holds an attribute's values in
+ *  structured text form. */
+#define ATTR_I18N_SUFFIX "_I18N"
+
+/** A new attribute with one value when @p value is neither NULL nor empty,
+ *  otherwise none.  NULL for a NULL name. */
+CAIRN_API attr_t *attr_new(const char *name, const char *value);
+CAIRN_API attr_t *attr_dup(const attr_t *a);
+/** Free one attribute and its values (not the ones after it). */
+CAIRN_API void attr_elem_free(attr_t *a);
+/** Names without regard to case, then the value lists with vallist_cmp();
+ *  of two attr_t records. */
+CAIRN_API int attr_cmp(const void *a, const void *b);
+CAIRN_API int attr_count(const attr_t *list);
+/** 1 when a value equals @p text without regard to case. */
+CAIRN_API int attr_hasval(const attr_t *a, const char *text);
+/** As attr_hasval(); on success *@p name_out gets a new copy of the name
+ *  (free()). */
+CAIRN_API int attr_hasval_name(const attr_t *a, const char *text, char **name_out);
+/** Remove the first value and return it as new text (free()); NULL when
+ *  there is none. */
+CAIRN_API char *attr_extract_val(attr_t *a);
+/** Remove all values, returning a new vector of new texts (free() each and
+ *  the vector) and their number; NULL and 0 when there are none. */
+CAIRN_API char **attr_extract_vallist(int *count, attr_t *a);
+/** Remove the attribute of that name and free it: 1 when there was one. */
+CAIRN_API int attr_delete(attr_t **list, const char *name);
+/** Take out of *@p list every attribute named in *@p keys; they replace
+ *  the key list, whose attributes are freed. */
+CAIRN_API void attrlist_remove(attr_t **keys, attr_t **list);
+
+/** The first attribute of that name: byte for byte when @p exact is 1,
+ *  without regard to case otherwise; NULL when absent. */
+CAIRN_API attr_t *attrlist_case_find(const attr_t *list, const char *name, int exact);
+CAIRN_API attr_t *attrlist_find(const attr_t *list, const char *name);
+/** Text of the first value, or NULL. */
+CAIRN_API const char *attrlist_getvalue(const attr_t *list, const char *name);
+/** First value as atoi() reads it; 0 when absent. */
+CAIRN_API int attrlist_getint(const attr_t *list, const char *name);
+/** First value as an unsigned decimal number; 0 when absent. */
+CAIRN_API uint64_t attrlist_getuint64(const attr_t *list, const char *name);
+CAIRN_API int attrlist_hasattr(const attr_t *list, const char *name, const char *value);
+CAIRN_API int attrlist_hasattr_eitherval(const attr_t *list, const char *name, const char *first,
+                                         const char *second);
+/** 1 when the attribute has any value of @p values. */
+CAIRN_API int attrlist_hasattr_valmatch(const attr_t *list, const char *name, const val_t *values);
+/** First attribute whose name, folded to lower case, matches the folded
+ *  file-name pattern (fmatch()). */
+CAIRN_API attr_t *attrlist_regex_find(const attr_t *list, const char *pattern);
+
+/** Add the attribute with @p value, or append the value (a NULL value adds
+ *  nothing) when the name is present.  A new attribute gets no value for
+ *  NULL or "".  @return the attribute (NULL for a NULL list or name). */
+CAIRN_API attr_t *attrlist_add(attr_t **list, const char *name, const char *value);
+/** As attrlist_add(), but a new attribute always gets one value ("" for
+ *  NULL). */
+CAIRN_API attr_t *attrlist_addempty(attr_t **list, const char *name, const char *value);
+/** Add the attribute with a copy of @p values, or append the copy. */
+CAIRN_API attr_t *attrlist_addlist(attr_t **list, const char *name, const val_t *values);
+/** The attribute ends with exactly @p value (none for NULL or ""). */
+CAIRN_API attr_t *attrlist_set(attr_t **list, const char *name, const char *value);
+/** The attribute's values become a copy of @p values. */
+CAIRN_API attr_t *attrlist_setlist(attr_t **list, const char *name, const val_t *values);
+/** The attribute's values become @p values itself (ownership passes). */
+CAIRN_API attr_t *attrlist_setlist_nodup(attr_t **list, const char *name, val_t *values);
+/** As attrlist_set(): 0 when nothing would change (one value equal byte for
+ *  byte, or no values and a NULL value), else 1 after setting. */
+CAIRN_API int attrlist_replace(attr_t **list, const char *name, const char *value);
+/** The attribute when it has a value; otherwise attrlist_add(). */
+CAIRN_API attr_t *attrlist_default(attr_t **list, const char *name, const char *value);
+/** Create or replace the companion "<name>_I18N" (at most 63 bytes) of an
+ *  attribute that has values, its values in structured text form; with
+ *  @p remove the original goes.  @return the companion's name, NULL when
+ *  the original is missing or has no values. */
+CAIRN_API const char *attrlist_add_I18Nattr(attr_t **list, const char *name, int remove);
+/** A new list: name, its values, NULL; name, ..., NULL; a NULL name ends.
+ *  Repeated names merge their values. */
+CAIRN_API attr_t *attrlist_build(const char *name, ...);
+
+CAIRN_API attr_t *attrlist_dup(const attr_t *list);
+CAIRN_API void attrlist_free(attr_t *list);
+/** A new list of copies of the attributes of @p source named in
+ *  @p selector. */
+CAIRN_API attr_t *attrlist_copy(const attr_t *selector, const attr_t *source);
+/** Add a copy of each source attribute the list lacks; merge the values
+ *  of the others with vallist_merge(). */
+CAIRN_API void attrlist_merge_or_add(const attr_t *source, attr_t **list);
+/** Merge copies of all attributes of *@p source into *@p dest; a copy
+ *  replaces (and frees) a destination attribute of the same name. */
+CAIRN_API void attrlist_merge(attr_t **source, attr_t **dest);
+/** Keep in *@p b only the attributes named in *@p a; free the others. */
+CAIRN_API void attrlist_intersect(attr_t **a, attr_t **b);
+/** Attributes named in @p template_list first, in its order; the others
+ *  after them in their previous order. */
+CAIRN_API void attrlist_order(const attr_t *template_list, attr_t **list);
+/** Ascending order of names without regard to case. */
+CAIRN_API void attrlist_sort(attr_t **list);
+CAIRN_API int attrlist_equal(const attr_t *a, const attr_t *b);
+CAIRN_API int attrlist_subset(const attr_t *a, const attr_t *b);
+/** 1 when both lists have the same names (without regard to case) in the
+ *  same order. */
+CAIRN_API int attrlist_exact_name_match(const attr_t *a, const attr_t *b);
+
+/** 1 when every attribute of @p query is in @p list with a common value
+ *  (a side without values matches anything); 1 for a NULL query. */
+CAIRN_API int attrlist_match(const attr_t *query, const attr_t *list);
+/** As attrlist_match(), but a query attribute with values does not match a
+ *  list attribute without. */
+CAIRN_API int query_match(const attr_t *query, const attr_t *list);
+/** As query_match(), with empty values: two empty first values match, and a
+ *  list attribute without values matches a query attribute without values
+ *  or with an empty first value. */
+CAIRN_API int query_match_null(const attr_t *query, const attr_t *list);
+
+/** Options of the printed form. */
+#define ATTR_HIDE_VALUES 0x1    /**< every value as "*******" */
+#define ATTR_NO_RENDER 0x2      /**< never render structured text */
+#define ATTR_RENDER 0x4         /**< render structured text values */
+#define ATTR_NO_PADDING 0x8     /**< the name unpadded ("%s: ") */
+
+/** Switch the hiding of the values of attributes named "*password*" (on at
+ *  start).  @return @p flag. */
+CAIRN_API int attr_passwords(int flag);
+/**
+ * The printed form of @p a: the name right-aligned in 28 columns and ": ",
+ * the values (quoted where needed) separated by ", " and wrapped under
+ * column 30 within @p width, then ";\n".  Writes at most @p size - 1 bytes
+ * and a terminator.  @return the form's full length (with
+ * @p measure_only, nothing is written); 0 and "" for a NULL attribute, an
+ * empty name or a name longer than 508 bytes.
+ */
+CAIRN_API int attr_sprintf(char *buf, int size, int width, const attr_t *a, int force_quotes,
+                           int measure_only, int options);
+/** The form at width 80 on @p stream; standard output and error go through
+ *  msg_print().  "BXR_ENCRYPTION_PHRASES" is always hidden. */
+CAIRN_API void attr_print(FILE *stream, const attr_t *a, int options);
+/** The label, then the form, to the debug log. */
+CAIRN_API void attr_dprint(const char *label, const attr_t *a, int options);
+/** The label and a line feed, then every attribute, to the debug log; a
+ *  first attribute named "nopadding" is not printed and makes the others
+ *  unpadded. */
+CAIRN_API void attrlist_dprint(const char *label, const attr_t *list);
+/** Append the forms of all attributes to @p buf within *@p size; with
+ *  *@p size 0 nothing is written and the length needed is stored there.
+ *  @return the length of the forms. */
+CAIRN_API int attrlist_build_str(const attr_t *list, char *buf, int *size);
+
+/** Parse "name=value,name=value" (or the part of a quoted text up to its
+ *  closing quote) into *@p list, replacing the values of names present; an
+ *  empty value gives an attribute without values.  A section without "="
+ *  is reported ("ignoring bad section ...") and skipped.  @return the
+ *  number of attributes set. */
+CAIRN_API int snmp_str_to_attrs(const char *text, attr_t **list);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_ATTRIBUTES_H */
