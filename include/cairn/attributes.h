@@ -70,6 +70,9 @@ CAIRN_API int i18n_vallist_addsort(val_t **list, const char *text);
 CAIRN_API val_t *vallist_build(const char *text, ...);
 CAIRN_API val_t *vallist_dup(const val_t *list);
 CAIRN_API void vallist_free(val_t *list);
+/** Convert every value in place from UTF-8 to the locale's multibyte text
+ *  (ox_utf8s_to_mbts()); each record is replaced, keeping its place. */
+CAIRN_API void vlist_utf8_to_mbts(val_t **list);
 
 /* ------------------------------------------------------------------------
  * Searching: case-insensitive unless named exact; positions count from 1.

@@ -147,4 +147,19 @@ void vallist_free(val_t *list)
     }
 }
 
+void vlist_utf8_to_mbts(val_t **list)
+{
+    for (; list != nullptr && *list != nullptr; list = &(*list)->next) {
+        // A character never takes more than four bytes more in the locale's
+        // form than in UTF-8's.
+        size_t size = 4 * std::strlen((*list)->value) + 1;
+        char *local = static_cast<char *>(xmalloc(size));
+        size_t count = 0;
+        int rc = ox_utf8s_to_mbts(local, (*list)->value, size, &count);
+        if (rc == 0 || rc == 1)
+            val_update(list, local);
+        cairn::mem_free(local);
+    }
+}
+
 }  // extern "C"

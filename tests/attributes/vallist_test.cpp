@@ -440,6 +440,20 @@ TEST(Values, PrintedForms)
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
 }
 
+TEST(Values, ConvertsToTheLocalForm)
+{
+    const char *old = std::setlocale(LC_CTYPE, nullptr);
+    std::string saved = old ? old : "C";
+    std::setlocale(LC_CTYPE, "C");
+    Vals l(Texts{"plain", "", "caf\xc3\xa9", "\xef\xa3\xbf"});  // U+F8FF carries the raw byte 0xFF
+    val_t *third = l.head->next->next;
+    vlist_utf8_to_mbts(&l.head);
+    EXPECT_EQ(l.get(), (Texts{"plain", "", "caf?", "\xff"}));
+    EXPECT_NE(l.head->next->next, third) << "records are replaced in place";
+    vlist_utf8_to_mbts(nullptr);
+    std::setlocale(LC_CTYPE, saved.c_str());
+}
+
 TEST(Values, ArgumentVector)
 {
     for (int n : kSizes) {
