@@ -11,5 +11,7 @@
 #include "cairn/time.h"
 #include "cairn/paths.h"
 #include "cairn/messages.h"
+#include "cairn/attributes.h"
+#include "cairn/utilities.h"
 
 #endif /* CAIRN_H */

@@ -268,6 +268,89 @@ CAIRN_API int ox_rw_table_ttl_flush(ox_rw_table *table, int *removed);
 CAIRN_API int ox_rw_table_try_ttl_flush(ox_rw_table *table, int *removed);
 CAIRN_API int ox_rw_table_foreach(ox_rw_table *table, ox_foreach_callback fn, void *arg);
 CAIRN_API int ox_rw_table_size(ox_rw_table *table);
+ * The classic list toolkit: unlocked, intrusive, singly linked lists of
+ * any record whose first field is the pointer to the next record (NULL at
+ * the end).  A list is the pointer to its first record; calls that change
+ * a list take the address of that pointer (passed as void * so that any
+ * record type's head can be given without a cast).  Nothing here allocates
+ * records or owns them: the calls only relink what the caller made.
+ *
+ * The sorted calls need their lists in ascending order under the one
+ * comparison given and keep them so; each is one merge-style pass.
+ * Unsorted input gives unspecified, but memory-safe, results.  Records
+ * taken out of a list are chained, in the order met, into a hand-back list
+ * whose head is stored through the out pointer (which may be NULL when the
+ * caller keeps track of them itself).
+ * ------------------------------------------------------------------------ */
+
+/** Comparison of two records (or, for the search and sort calls, of the
+ *  address of a record pointer and a key): 0 when equal, negative when the
+ *  first orders before the second. */
+typedef int (*list_compare_fn)(const void *first, const void *second);
+/** Returns a new copy of @p elem (list_dup()). */
+typedef void *(*list_copy_fn)(const void *elem);
+typedef void (*list_free_fn)(void *elem);
+typedef void (*list_visit_fn)(void *context, void *elem);
+typedef void (*list_visit_attr_fn)(void *context, void *elem, int options);
+
+/**
+ * Sorted insertion with uniqueness.  *@p dup_out is cleared first.  When a
+ * record equal to @p elem is met it is stored in *@p dup_out and @p elem is
+ * not inserted; otherwise @p elem goes after the last record that orders
+ * before it (a new head when the list is empty or its head orders after).
+ * @return 1 inserted, 0 duplicate, -1 with EINVAL for NULL arguments.
+ */
+CAIRN_API int list_addelem(void *elem, void *list, void *dup_out, list_compare_fn cmp);
+/** Merge the sorted list *@p source into *@p dest, moving its records
+ *  (*@p source ends NULL).  A source record equal to a destination record
+ *  takes its place; the displaced record goes to *@p replaced_out.
+ *  @return 0, or -1 with EINVAL. */
+CAIRN_API int list_addlist(void *source, void *dest, void *replaced_out, list_compare_fn cmp);
+/** For each record of the sorted key list, unlink the first equal record
+ *  of *@p list onto *@p removed_out (one record per key).  @return the
+ *  number removed, or -1 with EINVAL. */
+CAIRN_API int list_removeelem(void *keys, void *list, void *removed_out, list_compare_fn cmp);
+/** Keep in *@p list only the records equal to some key; the others go to
+ *  *@p removed_out (all of them for an empty key list).  @return the
+ *  number removed, or -1 with EINVAL. */
+CAIRN_API int list_intersect(void *keys, void *list, void *removed_out, list_compare_fn cmp);
+/** @return 1 when every record of sorted @p a has an equal record in
+ *  sorted @p b (1 for an empty @p a), else 0. */
+CAIRN_API int list_subset(const void *a, const void *b, list_compare_fn cmp);
+/** The first non-zero comparison of records in step; when all compared
+ *  pairs are equal, the longer list orders after (1 when @p a is longer,
+ *  -1 when @p b is), 0 for equal lengths. */
+CAIRN_API int list_cmp(const void *a, const void *b, list_compare_fn cmp);
+/**
+ * A record equal to @p key in the sorted list, or NULL.  @p count is the
+ * length when known (0: count it).  Below 21 records the list is walked,
+ * stopping at the first record that orders after the key; from 21 on a
+ * temporary array of record pointers is searched by halving (the walk is
+ * used when that array cannot be had).  @p cmp receives (address of a
+ * record pointer, @p key).
+ */
+CAIRN_API void *list_bsearch(void *list, const void *key, int count, list_compare_fn cmp);
+/** The first record for which @p cmp (address of the record pointer,
+ *  @p key) returns 0, or NULL. */
+CAIRN_API void *list_lsearch(void *list, const void *key, list_compare_fn cmp);
+/** Sort by an array of record pointers and qsort(); @p cmp receives the
+ *  addresses of two record pointers.  @p count is a hint (0: count it).
+ *  @return the new head.  The process ends when memory is exhausted. */
+CAIRN_API void *list_sort(void *list, int count, list_compare_fn cmp);
+/** Put @p elem (or a chain) after the last record of *@p list. */
+CAIRN_API void list_append(void *list, void *elem);
+/** Put the whole list *@p other in front of *@p list; *@p other is left as
+ *  it was. */
+CAIRN_API void list_prepend(void *list, void *other);
+/** A new list of the copies @p copy makes of each record, in order; a NULL
+ *  copy is left out. */
+CAIRN_API void *list_dup(const void *list, list_copy_fn copy);
+/** Call @p fn on every record, reading each next pointer before the call. */
+CAIRN_API void list_free_1(void *list, list_free_fn fn);
+/** Call @p fn (context, record) for every record. */
+CAIRN_API void list_print(void *context, void *list, list_visit_fn fn);
+/** Call @p fn (context, record, options) for every record. */
+CAIRN_API void list_print_attr(void *context, void *list, int options, list_visit_attr_fn fn);
 
 CAIRN_END_DECLS
 

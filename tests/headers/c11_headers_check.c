@@ -3,6 +3,7 @@
 #include "cairn.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 
 int main(void)
 {
@@ -25,6 +26,19 @@ int main(void)
             fputs("paths or time failed\n", stderr);
             return 1;
         }
+    }
+    {
+        val_t *values = vallist_new_from_csv("b, a");
+        attr_t *list = NULL;
+        char *csv = vallist_to_csv(values, 0);
+        attrlist_setlist_nodup(&list, "name", values);
+        if (csv == NULL || csv[0] != 'b' || attrlist_getvalue(list, "NAME") == NULL ||
+            attr_sprintf(NULL, 0, 80, list, 0, 1, 0) != 36) {
+            fputs("values or attributes failed\n", stderr);
+            return 1;
+        }
+        free(csv);
+        attrlist_free(list);
     }
     puts("C11 headers ok");
     return 0;

@@ -11,6 +11,10 @@ int main()
     char path[16];
     if (canon("c:/x/.", path) == nullptr || path[0] != 'C' || ox_8601ptime("2021/06/21") != 0)
         return 1;
+    val_t *values = vallist_build("x", static_cast<const char *>(nullptr));
+    if (values == nullptr || vallist_find(values, "X") != values)
+        return 1;
+    vallist_free(values);
     std::puts("C++ headers ok");
     return 0;
 }

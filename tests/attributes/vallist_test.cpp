@@ -1,0 +1,490 @@
+// Value records and lists: every operation, the comma form both ways, the
+// printed and numbered forms, on lists of 0, 1, 21, 22 and 1,000 values.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstring>
+#include <string>
+
+#include "cairn/attributes.h"
+#include "cairn/frame.h"
+#include "capture_fd.hpp"
+#include "debug_scope.hpp"
+#include "debug_text.hpp"
+#include "fault_injection.hpp"
+#include "platform/alloc.hpp"
+#include "platform/alloc_testing.hpp"
+#include "value_test_util.hpp"
+
+namespace {
+
+using namespace cairn::testing;
+
+const int kSizes[] = {0, 1, 21, 22, 1000};
+
+Texts numbered(int n, const char *prefix = "v")
+{
+    Texts t;
+    for (int i = 0; i < n; ++i)
+        t.push_back(prefix + std::to_string(i));
+    return t;
+}
+
+TEST(Values, SingleRecords)
+{
+    val_t *v = val_new(nullptr);
+    EXPECT_STREQ(v->value, "");
+    EXPECT_EQ(v->next, nullptr);
+    val_update(&v, "replaced");
+    EXPECT_STREQ(v->value, "replaced");
+    vallist_free(v);
+
+    EXPECT_EQ(val_new_nosp(nullptr), nullptr);
+    EXPECT_EQ(val_new_nosp(""), nullptr);
+    EXPECT_EQ(val_new_nosp(" \t\n "), nullptr);
+    Vals trimmed(val_new_nosp("  a b\t\n"));
+    EXPECT_STREQ(trimmed.head->value, "a b");
+
+    // val_update keeps the record's place in a list.
+    Vals list(Texts{"a", "b", "c"});
+    val_update(&list.head->next, nullptr);
+    EXPECT_EQ(list.get(), (Texts{"a", "", "c"}));
+    Vals copy(val_dup(list.head->next->next));
+    EXPECT_STREQ(copy.head->value, "c");
+    EXPECT_EQ(copy.head->next, nullptr);
+
+    Vals a(Texts{"Beta"}), b(Texts{"beta"}), c(Texts{"\xc3\xa9"}), d(Texts{"z"});
+    EXPECT_EQ(val_cmp(a.head, b.head), 0);
+    EXPECT_EQ(val_cmp_exact(a.head, b.head), -1);
+    EXPECT_EQ(val_cmp_exact(b.head, a.head), 1);
+    EXPECT_EQ(val_cmp_exact(c.head, d.head), 1) << "bytes compare unsigned";
+    EXPECT_EQ(stream_text([&](FILE *f) { val_print(f, a.head); }), "Beta ");
+}
+
+TEST(Values, BuildingLists)
+{
+    Vals l;
+    vallist_add(&l.head, "b");
+    vallist_insert(&l.head, "a");
+    EXPECT_EQ(vallist_add_tail(&l.head, nullptr)->value[0], '\0');
+    EXPECT_EQ(l.get(), (Texts{"a", "b", ""}));
+    EXPECT_EQ(vallist_add_tail(nullptr, "x"), nullptr);
+    EXPECT_EQ(ox_error_get_last(), ox_error_from_errno(EINVAL));
+
+    Vals m;
+    val_t *tail = nullptr;
+    vallist_append(&m.head, &tail, "1");
+    vallist_append(&m.head, &tail, "2");
+    EXPECT_STREQ(tail->value, "2");
+    // A lagging tail is walked forward first.
+    val_t *lag = m.head;
+    EXPECT_STREQ(vallist_add2(&m.head, &lag, "3")->value, "3");
+    EXPECT_EQ(lag, m.head->next->next);
+    EXPECT_EQ(m.get(), (Texts{"1", "2", "3"}));
+
+    Vals built(vallist_build("x", "", "y", static_cast<char *>(nullptr)));
+    EXPECT_EQ(built.get(), (Texts{"x", "", "y"}));
+    Vals dup(vallist_dup(built.head));
+    EXPECT_EQ(dup.get(), built.get());
+    EXPECT_NE(dup.head, built.head);
+    EXPECT_EQ(vallist_build(nullptr), nullptr);
+}
+
+TEST(Values, Add2RefusesBadInputWithADebugLine)
+{
+    DebugScope scope(9, 0);
+    CaptureFd err(2);
+    Vals empty;
+    val_t *tail = reinterpret_cast<val_t *>(&empty);
+    EXPECT_EQ(vallist_add2(&empty.head, &tail, "x"), nullptr);
+    EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
+    EXPECT_EQ(empty.head, nullptr);
+    std::string text = without_debug_prefixes(err.text());
+    EXPECT_NE(text.find("vallist_add2(): invalid input\n"), std::string::npos) << text;
+    err.restore();
+
+    DebugScope quiet(0, 0);
+    CaptureFd err2(2);
+    EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
+    EXPECT_EQ(err2.text(), "");
+}
+
+TEST(Values, SortedInsertionByEachComparison)
+{
+    Vals l(Texts{"beta"});
+    EXPECT_EQ(vallist_addsort(&l.head, "Beta"), 0);
+    EXPECT_EQ(l.get(), (Texts{"beta"}));
+    EXPECT_EQ(vallist_addsort(&l.head, "Alpha"), 1);
+    EXPECT_EQ(vallist_addsort(&l.head, "gamma"), 1);
+    EXPECT_EQ(l.get(), (Texts{"Alpha", "beta", "gamma"}));
+    EXPECT_EQ(vallist_addsort_exact(&l.head, "Beta"), 1);
+    EXPECT_EQ(vallist_addsort_exact(&l.head, "Beta"), 0);
+    EXPECT_EQ(l.get(), (Texts{"Alpha", "Beta", "beta", "gamma"}));
+
+    for (int n : kSizes) {
+        Vals s;
+        Texts model;
+        for (int i = n - 1; i >= 0; --i) {
+            std::string t = "k" + std::to_string((i * 7919) % (n ? n : 1));
+            bool fresh = std::find(model.begin(), model.end(), t) == model.end();
+            EXPECT_EQ(vallist_addsort_exact(&s.head, t.c_str()), fresh ? 1 : 0);
+            if (fresh)
+                model.push_back(t);
+        }
+        std::sort(model.begin(), model.end());
+        EXPECT_EQ(s.get(), model) << n;
+    }
+
+    Vals c;
+    const char *old = std::setlocale(LC_COLLATE, nullptr);
+    std::string saved = old ? old : "C";
+    std::setlocale(LC_COLLATE, "C");
+    EXPECT_EQ(i18n_vallist_addsort(&c.head, "b"), 1);
+    EXPECT_EQ(i18n_vallist_addsort(&c.head, "B"), 1);
+    EXPECT_EQ(i18n_vallist_addsort(&c.head, "a"), 1);
+    EXPECT_EQ(i18n_vallist_addsort(&c.head, "b"), 0);
+    EXPECT_EQ(c.get(), (Texts{"B", "a", "b"})) << "the C locale collates by byte";
+    // Texts equal in their first 19456 bytes collate equal.
+    std::string long1(19456, 'x'), long2 = long1 + "1";
+    EXPECT_EQ(i18n_vallist_addsort(&c.head, long1.c_str()), 1);
+    EXPECT_EQ(i18n_vallist_addsort(&c.head, long2.c_str()), 0);
+    std::setlocale(LC_COLLATE, saved.c_str());
+}
+
+TEST(Values, Searching)
+{
+    Vals l(Texts{"alpha", "Beta", "gamma", "beta", "delta"});
+    EXPECT_EQ(vallist_find(l.head, "BETA"), l.head->next);
+    EXPECT_EQ(vallist_find_exact(l.head, "beta"), l.head->next->next->next);
+    EXPECT_EQ(vallist_find_exact(l.head, "BETA"), nullptr);
+    EXPECT_EQ(vallist_find_pos(l.head, "beta"), 2);
+    EXPECT_EQ(vallist_find_pos(l.head, "none"), -1);
+    EXPECT_STREQ(vallist_pos_value(l.head, 1), "alpha");
+    EXPECT_STREQ(vallist_pos_value(l.head, 5), "delta");
+    EXPECT_EQ(vallist_pos_value(l.head, 0), nullptr);
+    EXPECT_EQ(vallist_pos_value(l.head, 6), nullptr);
+    EXPECT_EQ(vallist_count_val(l.head, "BETA"), 2);
+    EXPECT_STREQ(vallist_has_dup_values(l.head), "Beta");
+    Vals other(Texts{"x", "DELTA", "GAMMA"});
+    EXPECT_STREQ(vallist_find_list(l.head, other.head), "gamma");
+    EXPECT_EQ(vallist_match(l.head, other.head), 1);
+    Vals none(Texts{"x"});
+    EXPECT_EQ(vallist_match(l.head, none.head), 0);
+    EXPECT_EQ(vallist_match(nullptr, none.head), 1);
+    EXPECT_EQ(vallist_match(l.head, nullptr), 1);
+    EXPECT_EQ(vallist_search_substr(l.head, "elt"), l.head->next->next->next->next);
+    EXPECT_EQ(vallist_search_substr(l.head, "ELT"), nullptr);
+    EXPECT_EQ(vallist_has_dup_values(other.head), nullptr);
+
+    for (int n : kSizes) {
+        Vals big(numbered(n));
+        std::string last = "V" + std::to_string(n - 1);
+        EXPECT_EQ(vallist_find_pos(big.head, last.c_str()), n ? n : -1);
+        EXPECT_EQ(vallist_count_val(big.head, "v0"), n ? 1 : 0);
+        EXPECT_EQ(vallist_has_dup_values(big.head), nullptr);
+    }
+}
+
+TEST(Values, FindTrimNormalisesTheListInPlace)
+{
+    Vals l(Texts{"  two\t\twords ", "a\nb", "x"});
+    EXPECT_EQ(vallist_find_trim(l.head, "TWO WORDS"), l.head);
+    EXPECT_EQ(l.get(), (Texts{"two words", "a\nb", "x"})) << "stops at the match";
+    EXPECT_EQ(vallist_find_trim(l.head, "nothing"), nullptr);
+    EXPECT_EQ(l.get(), (Texts{"two words", "a b", "x"}));
+}
+
+TEST(Values, FindUniqueAndPatternMatch)
+{
+    Vals a(Texts{"c", "b", "a"}), b(Texts{"a", "c"});
+    EXPECT_EQ(vallist_find_unique(a.head, b.head), a.head->next);
+    Vals same(Texts{"a", "b", "c", "c"});
+    EXPECT_EQ(vallist_find_unique(a.head, same.head), nullptr);
+    EXPECT_EQ(vallist_find_unique(nullptr, b.head), nullptr);
+    EXPECT_EQ(vallist_find_unique(a.head, nullptr), nullptr);
+
+    Vals star(Texts{"*"}), values(Texts{"Host1.Example", "other"});
+    Vals empty;
+    EXPECT_EQ(vallist_patmatch(star.head, empty.head), 1);
+    EXPECT_EQ(vallist_patmatch(nullptr, values.head), 1);
+    Vals p1(Texts{"^host[0-9]"});
+    EXPECT_EQ(vallist_patmatch(p1.head, values.head), 1) << "both sides fold to lower case";
+    Vals p2(Texts{"^HOST9", "OTH"});
+    EXPECT_EQ(vallist_patmatch(p2.head, values.head), 1);
+    Vals p3(Texts{"nomatch", "^x$"});
+    EXPECT_EQ(vallist_patmatch(p3.head, values.head), 0);
+    Vals bad(Texts{"(unclosed", "other"});
+    EXPECT_EQ(vallist_patmatch(bad.head, values.head), 0) << "a bad pattern ends the test";
+    Vals later_star(Texts{"zzz", "*"});
+    EXPECT_EQ(vallist_patmatch(later_star.head, values.head), 0) << "only a first \"*\" is special";
+}
+
+TEST(Values, Removing)
+{
+    Vals l(Texts{"beta", "Beta", "beta", "prefix-1", "prefix-2"});
+    EXPECT_EQ(vallist_delete(&l.head, "BETA"), 0);
+    EXPECT_NE(vallist_find(l.head, "BETA"), nullptr);
+    EXPECT_EQ(vallist_delete(&l.head, "Beta"), 1);
+    EXPECT_EQ(vallist_remove(&l.head, "beta"), 1);
+    EXPECT_EQ(l.get(), (Texts{"beta", "prefix-1", "prefix-2"}));
+    EXPECT_EQ(vallist_strstart_delete(&l.head, "prefix-"), 1);
+    EXPECT_EQ(vallist_strstart_delete(&l.head, "nope"), 0);
+    EXPECT_EQ(l.get(), (Texts{"beta", "prefix-2"}));
+    Vals r(Texts{"prefix-2", "prefix-2", "beta"});
+    vallist_remove_values(r.head, &l.head);
+    EXPECT_EQ(l.get(), Texts{});
+    EXPECT_EQ(vallist_delete(nullptr, "x"), 0);
+
+    Vals p(Texts{"a", "b", "c"});
+    EXPECT_EQ(vallist_pos_remove(&p.head, "B", 2), 1);
+    EXPECT_EQ(vallist_pos_remove(&p.head, "x", 2), 0);
+    EXPECT_EQ(vallist_pos_remove(&p.head, nullptr, 3), 0);
+    EXPECT_EQ(vallist_pos_remove(&p.head, nullptr, 0), 0);
+    EXPECT_EQ(vallist_pos_remove(&p.head, nullptr, 1), 1);
+    EXPECT_EQ(p.get(), (Texts{"c"}));
+    vallist_pos_insert(&p.head, "first", 1);
+    vallist_pos_insert(&p.head, "second", 2);
+    vallist_pos_insert(&p.head, "end", 99);
+    vallist_pos_insert(&p.head, "head", -5);
+    EXPECT_EQ(p.get(), (Texts{"head", "first", "second", "c", "end"}));
+
+    for (int n : kSizes) {
+        Vals big(numbered(n));
+        Texts model = numbered(n);
+        for (int pos : {1, n / 2, n}) {
+            if (pos < 1 || pos > static_cast<int>(model.size()))
+                continue;
+            EXPECT_EQ(vallist_pos_remove(&big.head, nullptr, pos), 1);
+            model.erase(model.begin() + pos - 1);
+        }
+        EXPECT_EQ(big.get(), model) << n;
+    }
+}
+
+TEST(Values, MergeIntersectCollideSubset)
+{
+    Vals dest(Texts{"a", "b"});
+    Vals src(Texts{"B", "b", "c", "c"});
+    vallist_merge(src.head, &dest.head);
+    EXPECT_EQ(dest.get(), (Texts{"a", "b", "B", "c"}));
+    val_t *empty = nullptr;
+    val_t *given = make_list({"x"});
+    vallist_merge(given, &empty);
+    EXPECT_EQ(empty, given) << "an empty destination takes the source itself";
+    vallist_free(empty);
+
+    Vals b(Texts{"C", "a", "z"});
+    Vals a(Texts{"a", "b", "c"});
+    vallist_intersect(a.head, &b.head);
+    EXPECT_EQ(b.get(), (Texts{"c", "a"}));
+
+    Vals x(Texts{"a", "b", "b", "c"}), y(Texts{"b", "d", "c", "B"});
+    Vals both, only_a, only_b(Texts{"kept"});
+    vallist_collide(x.head, y.head, &both.head, &only_a.head, &only_b.head);
+    EXPECT_EQ(both.get(), (Texts{"b", "c"}));
+    EXPECT_EQ(only_a.get(), (Texts{"a", "b"}));
+    EXPECT_EQ(only_b.get(), (Texts{"kept", "d", "B"}));
+    EXPECT_EQ(y.get(), (Texts{"b", "d", "c", "B"})) << "inputs unchanged";
+    Vals just_both;
+    vallist_collide(x.head, y.head, &just_both.head, nullptr, nullptr);
+    EXPECT_EQ(just_both.get(), (Texts{"b", "c"}));
+
+    EXPECT_EQ(vallist_subset(x.head, nullptr), 1);
+    Vals sub(Texts{"b", "b"}), sub3(Texts{"b", "b", "b"}), sub_case(Texts{"A"});
+    EXPECT_EQ(vallist_subset(x.head, sub.head), 1);
+    EXPECT_EQ(vallist_subset(x.head, sub3.head), 0) << "matches are used up one for one";
+    EXPECT_EQ(vallist_subset(x.head, sub_case.head), 0);
+}
+
+TEST(Values, SortingAndDuplicates)
+{
+    for (int n : kSizes) {
+        Texts t;
+        for (int i = 0; i < n; ++i)
+            t.push_back("k" + std::to_string((i * 31) % 17));
+        Vals l(t);
+        Texts model = t;
+        std::stable_sort(model.begin(), model.end());
+        EXPECT_EQ(vallist_sort(&l.head, val_cmp_exact, 0), n);
+        EXPECT_EQ(l.get(), model);
+        model.erase(std::unique(model.begin(), model.end()), model.end());
+        EXPECT_EQ(vallist_sort(&l.head, nullptr, 1), static_cast<int>(model.size()));
+        EXPECT_EQ(l.get(), model);
+    }
+    Vals l(Texts{"b", "A", "a", "B", "c", "a"});
+    Vals dups;
+    EXPECT_EQ(vallist_remove_get_dups(&l.head, nullptr, &dups.head), 3);
+    EXPECT_EQ(l.get(), (Texts{"A", "b", "c"})) << "the first of each run stays";
+    EXPECT_EQ(dups.get(), (Texts{"a", "B"}));
+    Vals s(Texts{"z", "y"});
+    val_t *out = nullptr;
+    EXPECT_EQ(vallist_sort2(s.head, &out, nullptr, 0), 2);
+    s.head = out;
+    EXPECT_EQ(s.get(), (Texts{"y", "z"}));
+
+    Vals p(Texts{"a"}), q(Texts{"a", "b"}), r(Texts{"A", "B"});
+    EXPECT_EQ(vallist_cmp(p.head, q.head), -1);
+    EXPECT_EQ(vallist_cmp(q.head, p.head), 1);
+    EXPECT_EQ(vallist_cmp(q.head, r.head), 0);
+    EXPECT_NE(vallist_cmp_exact(q.head, r.head), 0);
+    EXPECT_EQ(vallist_cmp(nullptr, nullptr), 0);
+}
+
+TEST(Values, DiffApply)
+{
+    struct Row {
+        Texts old_v, new_v, target;
+        int mode;
+        Texts expect;
+    };
+    const Row rows[] = {
+        {{"a", "b"}, {"b", "c"}, {"a", "b", "x"}, 0, {"b", "x", "c"}},
+        {{"a", "b"}, {"b", "c"}, {"a", "b", "x"}, 1, {"a", "b", "x", "c"}},
+        {{"a", "b"}, {"b", "c"}, {"a", "b", "x"}, 2, {"b", "x"}},
+        {{"A"}, {"c"}, {"a", "C"}, 3, {"C"}},
+        {{}, {"n"}, {}, 0, {"n"}},
+    };
+    for (const Row &row : rows) {
+        Vals o(row.old_v), n(row.new_v), t(row.target);
+        EXPECT_EQ(vallist_diff_apply(o.head, n.head, &t.head, row.mode), 1);
+        EXPECT_EQ(t.get(), row.expect);
+    }
+    EXPECT_EQ(vallist_diff_apply(nullptr, nullptr, nullptr, 0), 0);
+}
+
+TEST(Values, CommaFormBothWays)
+{
+    Vals parsed(vallist_new_from_csv(" a , b c ,, d "));
+    EXPECT_EQ(parsed.get(), (Texts{"a", "b c", "d"}));
+    EXPECT_EQ(vallist_new_from_csv(nullptr), nullptr);
+    EXPECT_EQ(vallist_new_from_csv(""), nullptr);
+    EXPECT_EQ(vallist_new_from_csv(" , ,\t"), nullptr);
+    Vals tabs(vallist_new_from_csv("\tx\t,y\n"));
+    EXPECT_EQ(tabs.get(), (Texts{"x", "y"}));
+
+    struct Row {
+        Texts values;
+        int limit;
+        const char *text;
+    };
+    const Row rows[] = {
+        {{}, 0, "<empty>"},
+        {{"a", "b", "c"}, 0, "a, b, c"},
+        {{"a", "b", "c"}, 6, "a, b, ..."},
+        {{"a", "b", "c"}, 4, "a, ..."},
+        {{"a", "b", "c"}, 7, "a, b, c"},
+        {{"abcdef", "x"}, 1, "abcdef, ..."},
+        {{"abcdef"}, 1, "abcdef"},
+        {{"", ""}, 0, ", "},
+    };
+    for (const Row &row : rows) {
+        Vals l(row.values);
+        char *text = vallist_to_csv(l.head, row.limit);
+        EXPECT_STREQ(text, row.text);
+        free(text);
+    }
+    for (int n : kSizes) {
+        Vals l(numbered(n));
+        char *text = vallist_to_csv(l.head, 0);
+        Vals back(vallist_new_from_csv(n ? text : ""));
+        EXPECT_EQ(back.get(), l.get()) << n;
+        free(text);
+    }
+}
+
+TEST(Values, PrintedForms)
+{
+    Vals l(Texts{"a", "b"});
+    EXPECT_EQ(stream_text([&](FILE *f) { vallist_print(f, l.head); }), "a b \n");
+    EXPECT_EQ(stream_text([&](FILE *f) { vallist_print(f, nullptr); }), "\n");
+
+    EXPECT_EQ(stream_text([&](FILE *f) { vallist_display(f, l.head); }), "\t 1) a\n\t 2) b\n");
+    Vals twelve(numbered(12));
+    std::string two = stream_text([&](FILE *f) { vallist_display(f, twelve.head); });
+    std::string expect2;
+    for (int r = 0; r < 6; ++r) {
+        char line[128];
+        std::snprintf(line, sizeof line, "\t%2d) %-24s\t%2d) %-24s\n", r + 1, ("v" + std::to_string(r)).c_str(),
+                      r + 7, ("v" + std::to_string(r + 6)).c_str());
+        expect2 += line;
+    }
+    EXPECT_EQ(two, expect2);
+    Vals many(numbered(22));
+    std::string three = stream_text([&](FILE *f) { vallist_display(f, many.head); });
+    std::string expect3;
+    for (int r = 0; r < 8; ++r) {
+        for (int c = 0; c < 3; ++c) {
+            int i = c * 8 + r;
+            if (i >= 22)
+                break;
+            char item[64];
+            std::snprintf(item, sizeof item, " %2d) %-21s", i + 1, ("v" + std::to_string(i)).c_str());
+            expect3 += item;
+        }
+        expect3 += "\n";
+    }
+    EXPECT_EQ(three, expect3);
+    Vals wide(Texts{std::string(30, 'w'), "a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k"});
+    std::string one = stream_text([&](FILE *f) { vallist_display(f, wide.head); });
+    EXPECT_EQ(one.rfind("\t12) k\n"), one.size() - 7) << "values too wide for columns take one column";
+
+    DebugScope scope(0, 0);
+    CaptureFd err(2);
+    vallist_dprint("hosts", l.head);
+    vallist_dprint(nullptr, nullptr);
+    std::string text = err.text();  // each line may start with a time stamp
+    EXPECT_NE(text.find("hosts: a, b\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("<empty>\n"), std::string::npos) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
+}
+
+TEST(Values, ConvertsToTheLocalForm)
+{
+    const char *old = std::setlocale(LC_CTYPE, nullptr);
+    std::string saved = old ? old : "C";
+    std::setlocale(LC_CTYPE, "C");
+    Vals l(Texts{"plain", "", "caf\xc3\xa9", "\xef\xa3\xbf"});  // U+F8FF carries the raw byte 0xFF
+    val_t *third = l.head->next->next;
+    vlist_utf8_to_mbts(&l.head);
+    EXPECT_EQ(l.get(), (Texts{"plain", "", "caf?", "\xff"}));
+    EXPECT_NE(l.head->next->next, third) << "records are replaced in place";
+    vlist_utf8_to_mbts(nullptr);
+    std::setlocale(LC_CTYPE, saved.c_str());
+}
+
+TEST(Values, ArgumentVector)
+{
+    for (int n : kSizes) {
+        Vals l(numbered(n));
+        int count = -1;
+        char **vec = nullptr;
+        ASSERT_EQ(vallist_to_argv(l.head, &count, &vec), 0);
+        ASSERT_EQ(count, n);
+        for (int i = 0; i < n; ++i) {
+            EXPECT_EQ(vec[i], "v" + std::to_string(i));
+            free(vec[i]);
+        }
+        EXPECT_EQ(vec[n], nullptr);
+        free(vec);
+    }
+    Vals l(Texts{"a", "b", "c"});
+    int needed = for_each_allocation_failure([&] {
+        int count = 7;
+        char **vec = reinterpret_cast<char **>(&count);
+        if (vallist_to_argv(l.head, &count, &vec) != 0) {
+            EXPECT_EQ(count, 0);
+            EXPECT_EQ(vec, nullptr);
+            return false;
+        }
+        for (int i = 0; i < count; ++i)
+            cairn::mem_free(vec[i]);
+        cairn::mem_free(vec);
+        return true;
+    });
+    EXPECT_GE(needed, 4);
+    EXPECT_EQ(vallist_to_argv(l.head, nullptr, nullptr), -1);
+}
+
+}  // namespace
