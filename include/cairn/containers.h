@@ -268,6 +268,8 @@ CAIRN_API int ox_rw_table_ttl_flush(ox_rw_table *table, int *removed);
 CAIRN_API int ox_rw_table_try_ttl_flush(ox_rw_table *table, int *removed);
 CAIRN_API int ox_rw_table_foreach(ox_rw_table *table, ox_foreach_callback fn, void *arg);
 CAIRN_API int ox_rw_table_size(ox_rw_table *table);
+
+/* ------------------------------------------------------------------------
  * The classic list toolkit: unlocked, intrusive, singly linked lists of
  * any record whose first field is the pointer to the next record (NULL at
  * the end).  A list is the pointer to its first record; calls that change
