@@ -129,8 +129,10 @@ bool fail(const char *line)
 
 // Width and precision as numbers, and the check that the conversion could
 // be rebuilt as a plain specification within its room.
-bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, Resolved *r)
+bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, unsigned mode,
+             Resolved *r)
 {
+    r->plain = (mode & kPlainText) != 0;
     r->flags = spec.flags;
     r->length = spec.length;
     r->conversion = spec.conversion;
@@ -165,6 +167,8 @@ bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, R
     int letters = spec.length == Length::hh || spec.length == Length::ll ? 3
                   : spec.length == Length::none                         ? 1
                                                                         : 2;
+    if (r->plain)
+        return true;
     long long used = 1LL + spec.flag_chars + width_chars;
     if (used > kSpecRoom)
         return fail("i18n_vsnprintf: Truncation detected during parameter width formatting\n");
@@ -185,8 +189,11 @@ void convert(Sink &out, const ConvSpec &spec, const Resolved &r, const ox_fmt_ar
     case 'c': case 's':
         convert_text(out, r, arg);
         break;
-    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A': case 'p':
-        convert_by_runtime(out, r, arg);
+    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
+        convert_floating(out, r, arg);
+        break;
+    case 'p':
+        convert_pointer(out, r, arg);
         break;
     default:  // a letter the formatter does not know prints as written
         out.put(spec.start, static_cast<std::size_t>(spec.end - spec.start));
@@ -206,7 +213,7 @@ int position_count(const char *fmt)
 namespace {
 
 // Literal text and one conversion.  Returns false when the format fails.
-bool emit_step(Sink &out, const Step &step, const ArgTable &t)
+bool emit_step(Sink &out, const Step &step, const ArgTable &t, unsigned mode)
 {
     out.put(step.literal, step.literal_len);
     if (!step.has_spec)
@@ -221,7 +228,7 @@ bool emit_step(Sink &out, const Step &step, const ArgTable &t)
         return true;
     }
     Resolved r;
-    if (!resolve(spec, step.pos, t, &r))
+    if (!resolve(spec, step.pos, t, mode, &r))
         return false;
     convert(out, spec, r, t.slots[step.pos.value]);
     return true;
@@ -230,8 +237,9 @@ bool emit_step(Sink &out, const Step &step, const ArgTable &t)
 }  // namespace
 
 bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *fetchers,
-                 bool stop_when_cut)
+                 unsigned mode)
 {
+    const bool stop_when_cut = (mode & kStopWhenCut) != 0;
     ArgTable t;
     scan(fmt, t);
     if (t.count >= OX_FMT_MAX_POSITIONS) {
@@ -243,7 +251,7 @@ bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *
 
     if (t.all_steps_kept) {
         for (int i = 0; i < t.step_count; ++i) {
-            if (!emit_step(out, t.steps[i], t))
+            if (!emit_step(out, t.steps[i], t, mode))
                 return false;
             if (stop_when_cut && out.cut())
                 return true;
@@ -254,7 +262,7 @@ bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *
     Step step;
     do {
         step.has_spec = walker.next(&step.literal, &step.literal_len, &step.spec, &step.pos);
-        if (!emit_step(out, step, t))
+        if (!emit_step(out, step, t, mode))
             return false;
         if (stop_when_cut && out.cut())
             return true;

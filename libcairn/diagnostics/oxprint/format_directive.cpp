@@ -1,5 +1,7 @@
 #include "diagnostics/oxprint/format_directive.hpp"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "cairn/diagnostics.h"
@@ -51,6 +53,21 @@ unsigned flag_bit(char c)
     case '0': return kFlagZero;
     case '\'': return 0;  // digit grouping: accepted and ignored
     default: return ~0u;
+    }
+}
+
+// The C99 length letters of integer types as wide as a long: their
+// arguments are fetched as longs.
+static_assert(sizeof(size_t) == sizeof(long) && sizeof(intmax_t) == sizeof(long) &&
+              sizeof(ptrdiff_t) == sizeof(long));
+
+Length wide_integer_length(char c)
+{
+    switch (c) {
+    case 'z': return Length::z;
+    case 'j': return Length::j;
+    case 't': return Length::t;
+    default: return Length::none;
     }
 }
 
@@ -113,6 +130,9 @@ void parse_spec(const char *percent, ConvSpec *spec)
     } else if (*p == 'L') {
         spec->length = Length::L;
         ++p;
+    } else if (wide_integer_length(*p) != Length::none) {
+        spec->length = wide_integer_length(*p);
+        ++p;
     }
     if (is_letter(*p) || *p == '%')
         spec->conversion = *p++;
@@ -133,6 +153,10 @@ int kind_of(const ConvSpec &spec)
         return OX_FMT_LONGLONG;
     case Length::L:
         return OX_FMT_LONGDOUBLE;
+    case Length::z:
+    case Length::j:
+    case Length::t:
+        return spec.conversion == 'u' ? OX_FMT_ULONG : OX_FMT_LONG;
     case Length::l:
         // The l has no effect on a floating conversion, whose double travels
         // apart from the integers: it must be fetched as a double.

@@ -69,7 +69,7 @@ int default_writer(FILE *stream, const char *fmt, va_list ap)
 FormattedText::FormattedText(const char *fmt, va_list ap)
 {
     Sink out = Sink::bounded(stack_, kStackSize);
-    if (!format_into(out, fmt, ap, nullptr, false)) {
+    if (!format_into(out, fmt, ap, nullptr, kCountAll)) {
         stack_[0] = '\0';
         return;
     }
@@ -84,7 +84,7 @@ FormattedText::FormattedText(const char *fmt, va_list ap)
     if (heap_ == nullptr)
         return;  // the text stays cut at the stack buffer
     Sink big = Sink::bounded(heap_, cap);
-    format_into(big, fmt, ap, nullptr, true);
+    format_into(big, fmt, ap, nullptr, kStopWhenCut);
     big.finish();
     size_ = big.length();
 }
