@@ -2,7 +2,6 @@
 // bounded precision, and the padding, the zeros of a larger precision and
 // the width go through the sink, so that the cost never grows with a width
 // or a precision.
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -57,8 +56,23 @@ private:
     bool valid_ = false;
 };
 
-// '%', the flags that change the digits, the precision, 'L' and the letter.
-void rebuild(const Resolved &r, int precision, bool long_double, char *spec, std::size_t size)
+// The decimal digits of `v` (not negative) at `p`; returns their end.
+char *put_decimal(char *p, int v)
+{
+    char digits[12];
+    int n = 0;
+    do {
+        digits[n++] = static_cast<char>('0' + v % 10);
+        v /= 10;
+    } while (v > 0);
+    while (n > 0)
+        *p++ = digits[--n];
+    return p;
+}
+
+// '%', the flags that change the digits, the precision, 'L' and the letter
+// (at most 1 + 3 + 1 + 5 + 1 + 1 + 1 bytes).
+void rebuild(const Resolved &r, int precision, bool long_double, char *spec)
 {
     char *p = spec;
     *p++ = '%';
@@ -67,7 +81,7 @@ void rebuild(const Resolved &r, int precision, bool long_double, char *spec, std
     if (r.flags & kFlagHash) *p++ = '#';
     if (precision >= 0) {
         *p++ = '.';
-        p = std::to_chars(p, spec + size - 3, precision).ptr;
+        p = put_decimal(p, precision);
     }
     if (long_double)
         *p++ = 'L';
@@ -112,7 +126,7 @@ void convert_value(Sink &out, const Resolved &r, T value, int exact)
     std::size_t extra = r.precision > exact && keeps_zeros ? static_cast<std::size_t>(r.precision - exact) : 0;
 
     char spec[32];
-    rebuild(r, precision, sizeof(T) > sizeof(double), spec, sizeof spec);
+    rebuild(r, precision, sizeof(T) > sizeof(double), spec);
     Digits digits(spec, value, out.room() == 0);
     if (!digits.valid())
         return;
