@@ -125,7 +125,8 @@ void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
         columns = static_cast<std::size_t>(r.width);
     }
     pad_before(out, r, columns);
-    out.put(prefix, nprefix);
+    if (nprefix != 0)
+        out.put(prefix, nprefix);
     out.fill('0', zeros);
     out.put(first, ndigits);
     pad_after(out, r, columns);
