@@ -32,7 +32,8 @@ CAIRN_API extern int32_t Vflag;
  *    conversions without a position take the positions in turn, also after
  *    a positional one; the position count, the highest position plus one,
  *    must stay below 256 (OX_FMT_MAX_POSITIONS);
- *  - every argument is fetched once, before any text is produced;
+ *  - every argument is fetched once, in position order (with a fetcher
+ *    table, all of them before any text is produced);
  *  - "%s" counts width in screen columns of its UTF-8 text, and a
  *    precision never splits a UTF-8 character; a NULL string prints "null"
  *    (ox_snprintf() alone follows the C library: bytes, and "(null)");
