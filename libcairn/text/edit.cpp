@@ -7,6 +7,7 @@
 #include "cairn/frame.h"
 #include "cairn/text.h"
 #include "platform/alloc.hpp"
+#include "text/two_way.hpp"
 
 using namespace cairn;
 
@@ -18,18 +19,21 @@ void copy_replaced(const char *s, std::size_t len, const char *from, std::size_t
                    const char *to, std::size_t to_len, char *out)
 {
     const char *end = s + len;
+    // Each search starts where the last match ended, so the text is read
+    // once (a two-way search reads the needle only once per match).
+    auto same = [](char c) { return static_cast<unsigned char>(c); };
     for (;;) {
-        const void *hit = memmem(s, static_cast<std::size_t>(end - s), from, from_len);
-        if (hit == nullptr)
+        std::ptrdiff_t at = text::two_way_find(s, end - s, from, static_cast<std::ptrdiff_t>(from_len), same);
+        if (at < 0)
             break;
-        const char *q = static_cast<const char *>(hit);
-        std::memcpy(out, s, static_cast<std::size_t>(q - s));
+        const char *q = s + at;
+        std::memmove(out, s, static_cast<std::size_t>(q - s));  // in place, `out` trails `s`
         out += q - s;
         std::memcpy(out, to, to_len);
         out += to_len;
         s = q + from_len;
     }
-    std::memcpy(out, s, static_cast<std::size_t>(end - s) + 1);
+    std::memmove(out, s, static_cast<std::size_t>(end - s) + 1);
 }
 
 // The replacement in place: a text that does not grow is copied down over

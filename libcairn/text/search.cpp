@@ -90,9 +90,12 @@ size_t ox_strcount(const char *s, const char *needle)
 {
     if (s == nullptr || needle == nullptr || *needle == '\0')
         return 0;
-    size_t nlen = std::strlen(needle);
+    // Each search starts where the last match ended: the text is read once.
+    auto same = [](char c) { return static_cast<unsigned char>(c); };
+    const auto nlen = static_cast<std::ptrdiff_t>(std::strlen(needle));
+    const char *end = s + std::strlen(s);
     size_t n = 0;
-    for (const char *p = std::strstr(s, needle); p; p = std::strstr(p + nlen, needle))
+    for (std::ptrdiff_t at; (at = text::two_way_find(s, end - s, needle, nlen, same)) >= 0; s += at + nlen)
         ++n;
     return n;
 }
