@@ -1,5 +1,6 @@
 // A typical debug line with four conversions, plain and positional:
-// ox_vsnprintf against the C library's vsnprintf.
+// ox_vsnprintf against the C library's vsnprintf, and ox_snprintf against
+// snprintf.
 #include <benchmark/benchmark.h>
 
 #include <cstdarg>
@@ -41,6 +42,46 @@ void run(benchmark::State &state, const char *fmt)
     }
 }
 
+void BM_ox_snprintf_plain(benchmark::State &state)
+{
+    char buf[256];
+    for (auto _ : state) {
+        int n = ox_snprintf(buf, sizeof buf, kPlain, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        benchmark::DoNotOptimize(n);
+        benchmark::DoNotOptimize(buf);
+    }
+}
+
+void BM_snprintf_plain(benchmark::State &state)
+{
+    char buf[256];
+    for (auto _ : state) {
+        int n = std::snprintf(buf, sizeof buf, kPlain, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        benchmark::DoNotOptimize(n);
+        benchmark::DoNotOptimize(buf);
+    }
+}
+
+void BM_ox_snprintf_positional(benchmark::State &state)
+{
+    char buf[256];
+    for (auto _ : state) {
+        int n = ox_snprintf(buf, sizeof buf, kPositional, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        benchmark::DoNotOptimize(n);
+        benchmark::DoNotOptimize(buf);
+    }
+}
+
+void BM_snprintf_positional(benchmark::State &state)
+{
+    char buf[256];
+    for (auto _ : state) {
+        int n = std::snprintf(buf, sizeof buf, kPositional, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        benchmark::DoNotOptimize(n);
+        benchmark::DoNotOptimize(buf);
+    }
+}
+
 void BM_ox_vsnprintf_plain(benchmark::State &state) { run<library>(state, kPlain); }
 void BM_vsnprintf_plain(benchmark::State &state) { run<runtime>(state, kPlain); }
 void BM_ox_vsnprintf_positional(benchmark::State &state) { run<library>(state, kPositional); }
@@ -48,6 +89,10 @@ void BM_vsnprintf_positional(benchmark::State &state) { run<runtime>(state, kPos
 
 }  // namespace
 
+BENCHMARK(BM_ox_snprintf_plain);
+BENCHMARK(BM_snprintf_plain);
+BENCHMARK(BM_ox_snprintf_positional);
+BENCHMARK(BM_snprintf_positional);
 BENCHMARK(BM_ox_vsnprintf_plain);
 BENCHMARK(BM_vsnprintf_plain);
 BENCHMARK(BM_ox_vsnprintf_positional);

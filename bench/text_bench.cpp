@@ -81,6 +81,32 @@ void BM_iconv_cjk(benchmark::State &state) { iconv_peer(state, cjk_text()); }
 
 }  // namespace
 
+// Case-insensitive search of a needle found at the end of 64 KiB of text
+// that nearly matches everywhere: ox_stristr against glibc's strcasestr.
+std::string near_miss_text()
+{
+    std::string s;
+    while (s.size() < 64 * 1024)
+        s += "backup-Client-07 ";
+    return s + "BACKUP-CLIENT-08";
+}
+
+void BM_ox_stristr_near_misses(benchmark::State &state)
+{
+    std::string text = near_miss_text();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ox_stristr(text.c_str(), "backup-client-08"));
+}
+
+void BM_strcasestr_near_misses(benchmark::State &state)
+{
+    std::string text = near_miss_text();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(strcasestr(text.c_str(), "backup-client-08"));
+}
+
+BENCHMARK(BM_ox_stristr_near_misses);
+BENCHMARK(BM_strcasestr_near_misses);
 BENCHMARK(BM_utf8s_to_wcs_ascii);
 BENCHMARK(BM_iconv_ascii);
 BENCHMARK(BM_utf8s_to_wcs_cjk);

@@ -26,18 +26,24 @@ CAIRN_API extern int32_t Vflag;
  * printf conversions d i u o x X c s p e E f F g G a A and %%, the flags
  * - + space # 0 (and ' which is accepted and ignored), widths and
  * precisions written as numbers or as * or *m$, and the length letters
- * hh h l ll L.  Besides:
+ * hh h l ll L z j t (z, j and t take size_t, intmax_t and ptrdiff_t, which
+ * are fetched as long).  Besides:
  *  - positional arguments: a conversion written %n$... takes argument n;
  *    conversions without a position take the positions in turn, also after
  *    a positional one; the position count, the highest position plus one,
  *    must stay below 256 (OX_FMT_MAX_POSITIONS);
- *  - every argument is fetched once, before any text is produced;
+ *  - every argument is fetched once, in position order (with a fetcher
+ *    table, all of them before any text is produced);
  *  - "%s" counts width in screen columns of its UTF-8 text, and a
- *    precision never splits a UTF-8 character; a NULL string prints "null";
+ *    precision never splits a UTF-8 character; a NULL string prints "null"
+ *    (ox_snprintf() alone follows the C library: bytes, and "(null)");
+ *  - "%p" prints as "%#lx" would, and a NULL pointer as "(nil)";
+ *  - the cost of a conversion never grows with its width or precision
+ *    beyond the text it stores: what a bounded buffer cannot take is
+ *    counted, not made;
  *  - "%ls" and "%lc" take ox_wchar text (cairn/text.h) and print UTF-8;
- *  - a conversion letter outside the list (such as the I of I64, or z, j,
- *    t, n) prints its specification as text and fetches one int-sized
- *    argument; a specification broken by a character that cannot appear in
+ *  - a conversion letter outside the list (such as the I of I64, or n)
+ *    prints its specification as text and fetches one int-sized argument; a specification broken by a character that cannot appear in
  *    one is copied as text and fetches nothing.
  * ------------------------------------------------------------------------ */
 
@@ -126,10 +132,14 @@ CAIRN_API int ox_vsprintf(char *buf, const char *fmt, va_list ap);
 CAIRN_API int ox_vsnprintf(char *buf, size_t size, const char *fmt, va_list ap);
 
 /**
- * Bounded, with the C99 result: the length the whole text needs, whatever
- * was cut.  At most @p size - 1 bytes and a terminator are written; with a
- * NULL @p buf or size 0 nothing is written and the length is only measured.
- * @return the full length; -1 for a failed format or a NULL @p fmt.
+ * The plain bounded formatter, with the C library's rules and the C99
+ * result: the length the whole text needs, whatever was cut.  Widths and
+ * precisions of "%s" count bytes and a NULL string prints "(null)" (nothing
+ * when the precision is below 6).  At most @p size - 1 bytes and a
+ * terminator are written; with a NULL @p buf or size 0 nothing is written
+ * and the length is only measured.
+ * @return the full length; -1 for a failed format or a NULL @p fmt, or
+ *         with last error EOVERFLOW when the length passes INT_MAX.
  */
 CAIRN_API int ox_snprintf(char *buf, size_t size, const char *fmt, ...) CAIRN_PRINTF(3, 4);
 

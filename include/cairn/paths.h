@@ -88,7 +88,7 @@ CAIRN_API const ox_wchar *unc_skip_prefixw(const ox_wchar *path);
 
 /**
  * Write the canonical form of @p in to @p out (which may be @p in; it needs
- * strlen(in) + 1 bytes and at least 2).
+ * strlen(in) + 1 bytes, and at least 2 when it is not @p in).
  *
  * With '\\': every '/' becomes '\\', one trailing '"' is dropped and the
  * drive or server part is upper-cased (convertDriveToUpper()); a UNC name
@@ -108,7 +108,9 @@ CAIRN_API const ox_wchar *unc_skip_prefixw(const ox_wchar *path);
  * ./a gives a, a/../b gives b, a/.. gives ".", ../x and a/../../x give
  * ../x.  The empty string, like a path of separators only, gives "/".
  *
- * @return @p out; NULL for NULL arguments or a bad separator.
+ * @return @p out; NULL for NULL arguments or a bad separator; NULL with
+ *         last error ENOBUFS, @p in unchanged, for the empty string in
+ *         place (its buffer cannot be known to hold "/").
  */
 CAIRN_API char *canon_dirsep(const char *in, char *out, int sep);
 /** canon_dirsep() with '\\'. */

@@ -253,8 +253,10 @@ CAIRN_API char *ox_strupper(char *s);
  * is left unchanged.
  * @return the number of replacements (0 for an empty @p from); -1 with last
  *         error ENOBUFS when the result does not fit; -1 with last error
- *         EINVAL for a NULL argument or when @p s has no terminator within
- *         @p size.
+ *         ENOMEM (@p s unchanged) when a growing replacement cannot have
+ *         its working storage; -1 with last error EINVAL for a NULL
+ *         argument or when @p s has no terminator within @p size.
+ *         Linear in the length of @p s.
  */
 CAIRN_API int ox_strreplace(char *s, size_t size, const char *from, const char *to);
 

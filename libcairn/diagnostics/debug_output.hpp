@@ -3,6 +3,8 @@
 // neither open, to standard error through the message printer.
 #pragma once
 
+#include <cstdarg>
+
 namespace cairn {
 
 // How the text of a line reaches an open stream.
@@ -11,8 +13,8 @@ enum class DebugText {
     converted,  // through the library's output path (ox_fprintf)
 };
 
-// Write `text` as one debug line.  `marker` (or nullptr) goes between the
-// prefix and the text.
-void debug_write_line(const char *text, DebugText how, const char *marker);
+// Format and write one debug line.  `marker` (or nullptr) goes between
+// the prefix and the text.
+void format_and_write(const char *fmt, va_list ap, DebugText how, const char *marker);
 
 }  // namespace cairn

@@ -1,6 +1,7 @@
 #include "diagnostics/debug_prefix.hpp"
 
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "cairn/frame.h"
@@ -36,11 +37,19 @@ std::size_t debug_prefix(char *buf, std::size_t size)
     char name[kProgramNameSize];
     if (ox_get_progname(name, sizeof name) == nullptr)
         name[0] = '\0';
-    int n = std::snprintf(buf + used, size - used, "%s: ", name);
-    if (n < 0)
-        return used;
-    used += static_cast<std::size_t>(n);
-    return used < size ? used : size - 1;
+    // "<name>: ", cut to the buffer (a plain copy: this runs for every line).
+    std::size_t room = size - 1 - used;
+    std::size_t n = strnlen(name, sizeof name);
+    const char *parts[2] = {name, ": "};
+    std::size_t lens[2] = {n, 2};
+    for (int i = 0; i < 2; ++i) {
+        std::size_t k = lens[i] < room ? lens[i] : room;
+        std::memcpy(buf + used, parts[i], k);
+        used += k;
+        room -= k;
+    }
+    buf[used] = '\0';
+    return used;
 }
 
 void debug_stamp(char *buf, std::size_t size)

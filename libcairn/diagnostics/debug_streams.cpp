@@ -11,7 +11,7 @@
 namespace cairn {
 
 FILE *g_process_debug_stream = nullptr;
-bool g_process_debug_plain = false;
+bool g_process_debug_console = false;
 
 namespace {
 
@@ -31,22 +31,19 @@ bool is_empty(const char *name) { return name == nullptr || *name == '\0'; }
 
 }  // namespace
 
-FILE *thread_debug_stream(bool *plain)
+FILE *thread_debug_stream(bool *console)
 {
     ThreadRecord *rec = thread_record_peek();
     if (rec == nullptr)
         return nullptr;
-    if (plain != nullptr)
-        *plain = rec->debug_plain;
+    if (console != nullptr)
+        *console = rec->debug_console;
     return rec->debug_stream;
 }
 
-bool is_plain_file_stream(FILE *stream)
+bool is_console_stream(FILE *stream)
 {
-    if (stream == nullptr || stream == stdout || stream == stderr)
-        return false;
-    int fd = fileno(stream);
-    return fd > 2 && !oxprint::is_console(fd);
+    return stream != nullptr && oxprint::is_console(fileno(stream));
 }
 
 }  // namespace cairn
@@ -67,7 +64,7 @@ void dfopen(const char *name)
     // The stream open until now is dropped, not closed: its owner may still
     // write to it.
     g_process_debug_stream = open_append(name);
-    g_process_debug_plain = is_plain_file_stream(g_process_debug_stream);
+    g_process_debug_console = is_console_stream(g_process_debug_stream);
     if (!debug_wanted(2, 2))
         return;
     if (g_process_debug_stream != nullptr)
@@ -95,7 +92,7 @@ void dfopen_at_thread_level(const char *name)
         dfclose_at_thread_level();
     }
     rec->debug_stream = open_append(name);
-    rec->debug_plain = is_plain_file_stream(rec->debug_stream);
+    rec->debug_console = is_console_stream(rec->debug_stream);
     if (!debug_wanted(2, 2))
         return;
     if (rec->debug_stream != nullptr)
@@ -113,7 +110,7 @@ void dfopen_use_existing_filehndl(FILE *fhp)
     }
     dfclose();
     g_process_debug_stream = fhp;
-    g_process_debug_plain = is_plain_file_stream(fhp);
+    g_process_debug_console = is_console_stream(fhp);
     g_process_borrowed = 1;
 }
 
@@ -129,7 +126,7 @@ void dfopen_use_existing_thread_filehndl(FILE *fhp)
     if (rec == nullptr)
         return;
     rec->debug_stream = fhp;
-    rec->debug_plain = is_plain_file_stream(fhp);
+    rec->debug_console = is_console_stream(fhp);
     rec->debug_borrowed = 1;
 }
 
@@ -142,7 +139,7 @@ void dfopen_varp_reset(void)
     if (ThreadRecord *rec = thread_record_peek()) {
         rec->debug_stream = nullptr;
         rec->debug_borrowed = 0;
-        rec->debug_plain = false;
+        rec->debug_console = false;
     }
 }
 
@@ -153,7 +150,7 @@ void dfclose(void)
     // Forgotten before the close: a stream whose close failed is freed all
     // the same, so the failure report must not be written to it.
     g_process_debug_stream = nullptr;
-    g_process_debug_plain = false;
+    g_process_debug_console = false;
     g_process_borrowed = 0;
     if (fp != nullptr && owned && ox_fclose(fp) != 0 && debug_wanted(2, 2))
         debugprintf("dfclose: file stream close failed.\n");
@@ -168,7 +165,7 @@ void dfclose_at_thread_level(void)
     bool owned = !rec->debug_borrowed;
     rec->debug_stream = nullptr;
     rec->debug_borrowed = 0;
-    rec->debug_plain = false;
+    rec->debug_console = false;
     if (fp != nullptr && owned && ox_fclose(fp) != 0 && debug_wanted(2, 2))
         debugprintf("dfclose_thread_level: file stream close failed.\n");
 }

@@ -7,16 +7,15 @@ namespace cairn {
 
 // The process stream, or nullptr.  A plain variable, read without a lock.
 extern FILE *g_process_debug_stream;
-// Whether the process stream is a file that is neither a terminal nor a
-// standard stream: the output path writes an ASCII prefix to it unchanged,
-// so prefix and text may go out in one write.  Found when the stream is set.
-extern bool g_process_debug_plain;
+// Whether the process stream is a terminal: found once when the stream is
+// set, so that writing a line asks the system nothing.
+extern bool g_process_debug_console;
 
 // The calling thread's stream, or nullptr (never creates the thread's
-// record); `plain` receives its plain-file flag.
-FILE *thread_debug_stream(bool *plain = nullptr);
+// record); `console` receives its terminal flag.
+FILE *thread_debug_stream(bool *console = nullptr);
 
-// See g_process_debug_plain.
-bool is_plain_file_stream(FILE *stream);
+// See g_process_debug_console.
+bool is_console_stream(FILE *stream);
 
 }  // namespace cairn

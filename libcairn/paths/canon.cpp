@@ -1,8 +1,10 @@
 // Canonical spelling of a path: separators, "." and "..", the drive and UNC
 // forms.  Every step works in place in the output buffer and never makes
 // the text longer, so one pass each over the path suffices.
+#include <cerrno>
 #include <cstring>
 
+#include "cairn/frame.h"
 #include "cairn/paths.h"
 #include "paths/path_rules.hpp"
 #include "paths/unc_name.hpp"
@@ -152,6 +154,12 @@ char *canon_dirsep(const char *in, char *out, int sep)
 {
     if (!cairn::paths::check_arguments(in != nullptr && out != nullptr, sep))
         return nullptr;
+    // Every other path keeps or shortens its length; the empty one would
+    // become "/", which an in-place buffer of one byte cannot hold.
+    if (in == out && *in == '\0') {
+        ox_error_set_last(ENOBUFS, OX_ERRKIND_ERRNO);
+        return nullptr;
+    }
     if (in != out)
         std::memmove(out, in, std::strlen(in) + 1);
     cairn::paths::canonicalise(out, static_cast<char>(sep));

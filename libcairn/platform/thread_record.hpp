@@ -71,7 +71,7 @@ struct ThreadRecord {
     // thread starts with none; the library never closes it at thread end.
     FILE *debug_stream = nullptr;
     int debug_borrowed = 0;
-    bool debug_plain = false;  // a file that takes the line's bytes as they are
+    bool debug_console = false;  // the debug stream is a terminal (found when it is set)
 };
 
 // The calling thread's record, created on first use.  Allocation failure of

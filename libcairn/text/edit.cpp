@@ -7,8 +7,54 @@
 #include "cairn/frame.h"
 #include "cairn/text.h"
 #include "platform/alloc.hpp"
+#include "text/two_way.hpp"
 
 using namespace cairn;
+
+namespace {
+
+// Copy `s` with every match of `from` (left to right, not overlapping)
+// replaced by `to`, into `out`; each byte is moved once.
+void copy_replaced(const char *s, std::size_t len, const char *from, std::size_t from_len,
+                   const char *to, std::size_t to_len, char *out)
+{
+    const char *end = s + len;
+    // Each search starts where the last match ended, so the text is read
+    // once (a two-way search reads the needle only once per match).
+    auto same = [](char c) { return static_cast<unsigned char>(c); };
+    for (;;) {
+        std::ptrdiff_t at = text::two_way_find(s, end - s, from, static_cast<std::ptrdiff_t>(from_len), same);
+        if (at < 0)
+            break;
+        const char *q = s + at;
+        std::memmove(out, s, static_cast<std::size_t>(q - s));  // in place, `out` trails `s`
+        out += q - s;
+        std::memcpy(out, to, to_len);
+        out += to_len;
+        s = q + from_len;
+    }
+    std::memmove(out, s, static_cast<std::size_t>(end - s) + 1);
+}
+
+// The replacement in place: a text that does not grow is copied down over
+// itself; one that grows is built once in new storage and copied back.
+bool replace_all(char *s, std::size_t len, const char *from, std::size_t from_len, const char *to,
+                 std::size_t to_len, std::size_t new_len)
+{
+    if (to_len <= from_len) {
+        copy_replaced(s, len, from, from_len, to, to_len, s);
+        return true;
+    }
+    auto *built = static_cast<char *>(mem_alloc(new_len + 1));
+    if (built == nullptr)
+        return false;  // the allocator set the last error
+    copy_replaced(s, len, from, from_len, to, to_len, built);
+    std::memcpy(s, built, new_len + 1);
+    mem_free(built);
+    return true;
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -30,13 +76,8 @@ int ox_strreplace(char *s, size_t size, const char *from, const char *to)
         ox_error_set_last(ENOBUFS, OX_ERRKIND_ERRNO);
         return -1;
     }
-    char *p = s;
-    for (size_t i = 0; i < hits; ++i) {
-        char *q = std::strstr(p, from);
-        std::memmove(q + to_len, q + from_len, std::strlen(q + from_len) + 1);
-        std::memcpy(q, to, to_len);
-        p = q + to_len;
-    }
+    if (hits > 0 && !replace_all(s, len, from, from_len, to, to_len, final_len + hits * to_len))
+        return -1;
     return hits > static_cast<size_t>(INT32_MAX) ? INT32_MAX : static_cast<int>(hits);
 }
 

@@ -3,22 +3,23 @@
 
 #include "cairn/text.h"
 #include "text/ascii_case.hpp"
+#include "text/two_way.hpp"
 
 using namespace cairn;
 
 namespace {
 
-// Whether `needle` (non-empty) matches at `h`, ignoring ASCII case.
 template <typename Unit>
-bool matches_folded(const Unit *h, const Unit *needle)
+std::size_t units_in(const Unit *s)
 {
-    for (; *needle; ++h, ++needle) {
-        if (*h == 0 || text::fold_upper(*h) != text::fold_upper(*needle))
-            return false;
-    }
-    return true;
+    std::size_t n = 0;
+    while (s[n] != 0)
+        ++n;
+    return n;
 }
 
+// The first match of `needle` in `h` ignoring ASCII case, in time linear
+// in the lengths of both.
 template <typename Unit>
 const Unit *find_folded(const Unit *h, const Unit *needle)
 {
@@ -26,11 +27,10 @@ const Unit *find_folded(const Unit *h, const Unit *needle)
         return nullptr;
     if (*needle == 0)
         return h;
-    for (; *h; ++h) {
-        if (matches_folded(h, needle))
-            return h;
-    }
-    return nullptr;
+    auto fold = [](Unit u) { return text::fold_upper(u); };
+    std::ptrdiff_t at = text::two_way_find(h, static_cast<std::ptrdiff_t>(units_in(h)), needle,
+                                           static_cast<std::ptrdiff_t>(units_in(needle)), fold);
+    return at < 0 ? nullptr : h + at;
 }
 
 using Byte = unsigned char;
@@ -81,21 +81,21 @@ char *ox_strnstr(const char *haystack, const char *needle, size_t len)
     size_t nlen = std::strlen(needle);
     if (nlen == 0)
         return const_cast<char *>(haystack);
-    size_t hlen = strnlen(haystack, len);
-    for (size_t i = 0; i + nlen <= hlen; ++i) {
-        if (haystack[i] == needle[0] && std::memcmp(haystack + i, needle, nlen) == 0)
-            return const_cast<char *>(haystack + i);
-    }
-    return nullptr;
+    // The C library's memmem is linear in both lengths.
+    const void *hit = memmem(haystack, strnlen(haystack, len), needle, nlen);
+    return const_cast<char *>(static_cast<const char *>(hit));
 }
 
 size_t ox_strcount(const char *s, const char *needle)
 {
     if (s == nullptr || needle == nullptr || *needle == '\0')
         return 0;
-    size_t nlen = std::strlen(needle);
+    // Each search starts where the last match ended: the text is read once.
+    auto same = [](char c) { return static_cast<unsigned char>(c); };
+    const auto nlen = static_cast<std::ptrdiff_t>(std::strlen(needle));
+    const char *end = s + std::strlen(s);
     size_t n = 0;
-    for (const char *p = std::strstr(s, needle); p; p = std::strstr(p + nlen, needle))
+    for (std::ptrdiff_t at; (at = text::two_way_find(s, end - s, needle, nlen, same)) >= 0; s += at + nlen)
         ++n;
     return n;
 }

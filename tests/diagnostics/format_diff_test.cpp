@@ -21,19 +21,20 @@ namespace {
 //  1-3 int (7, -3, 12)   4 unsigned   5 long   6 unsigned long
 //  7 long long   8 unsigned long long   9-10 double   11 long double
 //  12-13 strings   14 int 'Z'   15 int 0   16 int 300
+//  17 pointer   18 null pointer
 #define DIFF_ARGS                                                                    \
     7, -3, 12, 0x1234abcdu, -1234567890123L, 0xfedcba9876543210UL,                    \
         -123456789012345678LL, 0x8000000000000001ULL, 3.14159, -2.5e10, 1.25L, "hello", \
-        "", 'Z', 0, 300
+        "", 'Z', 0, 300, reinterpret_cast<void *>(0x1234abcdUL), static_cast<void *>(nullptr)
 
-enum class Type { Int, Unsigned, Long, ULong, LongLong, ULongLong, Double, LongDouble, String };
+enum class Type { Int, Unsigned, Long, ULong, LongLong, ULongLong, Double, LongDouble, String, Pointer };
 
-constexpr int kPositions = 16;
+constexpr int kPositions = 18;
 const Type kTypes[kPositions + 1] = {
     Type::Int,  // unused slot 0
     Type::Int, Type::Int, Type::Int, Type::Unsigned, Type::Long, Type::ULong, Type::LongLong,
     Type::ULongLong, Type::Double, Type::Double, Type::LongDouble, Type::String, Type::String,
-    Type::Int, Type::Int, Type::Int,
+    Type::Int, Type::Int, Type::Int, Type::Pointer, Type::Pointer,
 };
 // int positions that hold a small value usable as a width or precision
 const int kStarPositions[] = {1, 2, 3, 15};
@@ -79,6 +80,7 @@ std::string canonical(Type t)
     case Type::Double: return "g";
     case Type::LongDouble: return "Lg";
     case Type::String: return "s";
+    case Type::Pointer: return "p";
     }
     return "d";
 }
@@ -189,13 +191,15 @@ private:
                 return std::string(small) + "uoxX"[pick(4)];
             return std::string(small) + "di"[pick(2)];
         case Type::Unsigned: return std::string(small) + "uoxX"[pick(4)];
-        case Type::Long: return std::string("l") + "di"[pick(2)];
-        case Type::ULong: return std::string("l") + "uoxX"[pick(4)];
+        // z, j and t name types as wide as a long.
+        case Type::Long: return std::string(1, "lzjt"[pick(4)]) + "di"[pick(2)];
+        case Type::ULong: return std::string(1, "lzj"[pick(3)]) + "uoxX"[pick(4)];
         case Type::LongLong: return std::string("ll") + "di"[pick(2)];
         case Type::ULongLong: return std::string("ll") + "uoxX"[pick(4)];
         case Type::Double: return std::string(chance(4) ? "l" : "") + "eEfFgGaA"[pick(8)];
         case Type::LongDouble: return std::string("L") + "eEfFgGaA"[pick(8)];
         case Type::String: return "s";
+        case Type::Pointer: return "p";
         }
         return "d";
     }
@@ -288,5 +292,6 @@ TEST(FormatDifferential, HandWrittenCornerCases)
     };
     for (const char *f : formats)
         check_format(complete_positions(f));
-    check_format("%d %i %u %x %ld %lu %lld %llu %e %E %Lf %s %s %c %x %hhX");
+    check_format("%d %i %u %x %ld %lu %lld %llu %e %E %Lf %s %s %c %x %hhX %p %p");
+    check_format(complete_positions("%5$zd|%6$zu|%6$jx|%5$td|%17$+20p|%18$-9p|%17$.12p"));
 }

@@ -124,7 +124,9 @@ TEST(FormatKinds, KindOfEachConversionAsData)
         {"%E", {5}}, {"%G", {5}}, {"%e", {5}}, {"%f", {5}}, {"%g", {5}}, {"%lf", {5}},
         {"%Lf", {6}}, {"%Lg", {6}},
         {"%s", {7}}, {"%p", {8}}, {"%lu", {9}},
-        {"%I64d", {0}}, {"%zu", {0}}, {"%n", {0}},
+        {"%I64d", {0}}, {"%n", {0}},
+        {"%zu", {9}}, {"%zd", {3}}, {"%zx", {3}}, {"%jd", {3}}, {"%ju", {9}}, {"%td", {3}},
+        {"%2$zu %1$td", {3, 9}},
         {"%3$d", {0, 0, 1}},           // positions never mentioned: a word
         {"%*d", {1, 1}}, {"%-*.*s", {1, 1, 7}},
         {"%1$*3$.*2$f", {5, 1, 1}},     // stars with their own positions
@@ -265,10 +267,10 @@ TEST(FormatText, UnknownAndBrokenSpecifications)
 
     DebugScope debug(0, 2);
     CaptureFd err(2);
-    fmt("%I64d %zu", 1, 2);
+    fmt("%I64d %zu %y", 1, size_t{2}, 3);
     EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
               "Failed to identify '%I' string formatting symbol\n"
-              "Failed to identify '%z' string formatting symbol\n");
+              "Failed to identify '%y' string formatting symbol\n");
 }
 
 TEST(FormatText, UnknownLetterLineNeedsLevelTwo)
@@ -541,4 +543,161 @@ TEST(FormatC99, SnprintfFailsNegative)
     asm volatile("" : "+r"(bad));  // keep the compiler's format check away
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, bad, 1), -1);
     EXPECT_STREQ(buf, "");
+}
+
+// The C99 length letters, in every formatting call, with their arguments
+// fetched at the width of a long.
+TEST(FormatC99, LengthLettersZJT)
+{
+    DebugScope loud(6, 0xffffffffu);
+    CaptureFd err(2);
+    char buf[128];
+    EXPECT_EQ(ox_snprintf(buf, 8, "%zu", static_cast<size_t>(5)), 1);
+    EXPECT_STREQ(buf, "5");
+    const size_t big = SIZE_MAX;
+    const intmax_t most_negative = INTMAX_MIN;
+    const ptrdiff_t gap = -PTRDIFF_MAX;
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%zu|%jd|%td|%zx|%d", big, most_negative, gap,
+                          static_cast<size_t>(0xabc), 9),
+              68);
+    EXPECT_STREQ(buf, "18446744073709551615|-9223372036854775808|-9223372036854775807|abc|9");
+    EXPECT_EQ(fmt("%2$zu %1$td %3$jx", gap, big, static_cast<uintmax_t>(255)),
+              "18446744073709551615 -9223372036854775807 ff");
+    EXPECT_EQ(fmt("%zd %Lf %lld", static_cast<ssize_t>(-4), 2.5L, -7LL), "-4 2.500000 -7");
+    char *text = nullptr;
+    EXPECT_EQ(alloc_format(&text, "%3$zu-%2$zu-%1$zu", size_t{1}, size_t{2}, size_t{3}), 5);
+    EXPECT_STREQ(text, "3-2-1");
+    cairn::mem_free(text);
+    EXPECT_EQ(err.text(), "") << "no line about unknown letters";
+}
+
+// ox_snprintf() is the C library's formatter: widths and precisions of
+// "%s" count bytes and a null string prints as the C library prints it.
+TEST(FormatC99, SnprintfFollowsTheRuntimeForText)
+{
+    const char *cjk = "\xe4\xb8\xad\xe6\x96\x87";  // two wide characters, six bytes
+    const char *none = nullptr;
+    struct Case {
+        const char *format;
+        const char *arg;
+    };
+    const Case cases[] = {
+        {"[%8s]", cjk}, {"[%-8s]", cjk}, {"[%.4s]", cjk}, {"[%s]", none}, {"[%.3s]", none},
+        {"[%.6s]", none}, {"[%8s]", none}, {"[%-9.2s]", none},
+    };
+    for (const Case &c : cases) {
+        char want[64], got[64];
+        const char *f = c.format;
+        asm volatile("" : "+r"(f));  // keep the compiler's checks of a null %s away
+        int n = std::snprintf(want, sizeof want, f, c.arg);
+        EXPECT_EQ(ox_snprintf(got, sizeof got, f, c.arg), n) << c.format;
+        EXPECT_STREQ(got, want) << c.format;
+    }
+    // The positional formatter keeps its own rules.
+    EXPECT_EQ(fmt("[%8s]", cjk), std::string("[    ") + cjk + "]");
+    EXPECT_EQ(fmt("[%s]", none), "[null]");
+}
+
+namespace {
+
+// A format the compiler cannot check (for deliberately unusual ones).
+const char *hidden(const char *format)
+{
+    asm volatile("" : "+r"(format));
+    return format;
+}
+
+}  // namespace
+
+// Huge widths and precisions on every kind of conversion: the length is
+// exact and only what the buffer takes is made, so these calls return at
+// once instead of producing gigabytes of scratch text.
+TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
+{
+    const int huge = 1000000000;
+    char buf[16];
+    struct Case {
+        const char *format;
+        long long expected;  // full length
+        const char *stored;  // what the 16-byte buffer keeps
+    };
+    // Widths: every conversion pads to exactly the width.
+    const Case widths[] = {
+        {"%*d", huge, "               "}, {"%-*x", huge, "1              "},
+        {"%*e", huge, "               "}, {"%-*f", huge, "1.000000       "},
+        {"%*g", huge, "               "}, {"%*a", huge, "               "},
+        {"%0*E", huge, "000000000000000"}, {"%*p", huge, "               "},
+        {"%*s", huge, "               "}, {"%*c", huge, "               "},
+    };
+    for (const Case &c : widths) {
+        const char *f = c.format;
+        asm volatile("" : "+r"(f));
+        int n = -1, bounded = -1;
+        switch (f[std::strlen(f) - 1]) {
+        case 'd': case 'x': case 'c':
+            n = ox_snprintf(buf, sizeof buf, f, huge, 1);
+            bounded = vformat(buf, sizeof buf, f, huge, 1);
+            break;
+        case 'p':
+            n = ox_snprintf(buf, sizeof buf, f, huge, static_cast<void *>(buf));
+            bounded = vformat(buf, sizeof buf, f, huge, static_cast<void *>(buf));
+            break;
+        case 's':
+            n = ox_snprintf(buf, sizeof buf, f, huge, "x");
+            bounded = vformat(buf, sizeof buf, f, huge, "x");
+            break;
+        default:
+            bounded = vformat(buf, sizeof buf, f, huge, 1.0);
+            n = ox_snprintf(buf, sizeof buf, f, huge, 1.0);
+            break;
+        }
+        EXPECT_EQ(n, c.expected) << c.format;
+        EXPECT_EQ(bounded, 15) << c.format;
+        if (f[std::strlen(f) - 1] != 'p') {
+            EXPECT_STREQ(buf, c.stored) << c.format;
+        }
+    }
+    // Precisions: zeros after the exact digits, before any exponent.
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*e", huge, 1.0), huge + 6);
+    EXPECT_STREQ(buf, "1.0000000000000");
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*f", huge, 0.5), huge + 2);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*Lf", huge, 0.5L), huge + 2);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*g", huge, 0.5), 3) << "no '#': trailing zeros go";
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%#.*g", huge, 0.5), huge + 2) << "0. and the digits";
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*a", huge, 1.0), huge + 7);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*d", huge, 7), huge);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%.*p"), huge, static_cast<void *>(buf)), huge + 2);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*s", huge, "abc"), 3);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*f", huge, 1.0 / 0.0), 3) << "inf takes no zeros";
+    // Conversions after the buffer is full are counted.
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%*d%*e%*.*f"), huge, 1, huge, 1.0, huge, huge, 2.0), -1)
+        << "three gigabytes pass INT_MAX";
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%*d%.*e|%s", 100, 1, huge / 2, 1.0, "tail"),
+              100 + huge / 2 + 6 + 5);
+}
+
+// Precisions past the exact expansion, checked as text against the C
+// library at sizes it still formats quickly.
+TEST(FormatNumbers, LongPrecisionsMatchTheRuntime)
+{
+    const char *formats[] = {"%.3000e", "%.3000f", "%#.3000g", "%.3000g", "%.3000a", "%-+#3100.2000E",
+                             "%03100.1600f", "%.3000A"};
+    const double values[] = {1.0, -0.1, 1e300, 5e-324, 123456.789, 1.0 / 0.0};
+    std::vector<char> want(8192), got(8192);
+    for (const char *f : formats) {
+        for (double v : values) {
+            int n = std::snprintf(want.data(), want.size(), f, v);
+            EXPECT_EQ(ox_snprintf(got.data(), got.size(), f, v), n) << f << " " << v;
+            EXPECT_STREQ(got.data(), want.data()) << f << " " << v;
+        }
+    }
+    const char *long_formats[] = {"%.17000Le", "%.17000Lf", "%#.17000Lg", "%.17000La"};
+    std::vector<char> lwant(40000), lgot(40000);
+    for (const char *f : long_formats) {
+        for (long double v : {1.0L, -0.1L, 1e-4940L, 1e4000L}) {
+            int n = std::snprintf(lwant.data(), lwant.size(), f, v);
+            EXPECT_EQ(ox_snprintf(lgot.data(), lgot.size(), f, v), n) << f;
+            EXPECT_STREQ(lgot.data(), lwant.data()) << f;
+        }
+    }
 }

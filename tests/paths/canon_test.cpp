@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -134,6 +135,8 @@ TEST(Canon, ShortFormUsesBackslash)
 TEST(Canon, InPlaceAndOverlapping)
 {
     for (const Case &c : kBackslashCases) {
+        if (*c.in == '\0')
+            continue;  // refused in place: see InPlaceNeverWritesPastThePath
         auto buf = exact_copy(c.in, 1);
         EXPECT_EQ(canon_dirsep(buf.get(), buf.get(), c.sep), buf.get());
         EXPECT_STREQ(buf.get(), c.expected) << c.in;
@@ -142,6 +145,37 @@ TEST(Canon, InPlaceAndOverlapping)
     char buf[32] = "xx/a/./b";
     EXPECT_EQ(canon_dirsep(buf + 2, buf + 1, '/'), buf + 1);
     EXPECT_STREQ(buf + 1, "/a/b");
+}
+
+// In place the buffer is known to hold only the path and its terminator:
+// no call writes past it, and the empty path, which would become "/", is
+// refused.
+TEST(Canon, InPlaceNeverWritesPastThePath)
+{
+    for (int sep : {'/', '\\'}) {
+        auto empty = exact_copy("");
+        ox_error_set_last(0, OX_ERRKIND_ERRNO);
+        EXPECT_EQ(canon_dirsep(empty.get(), empty.get(), sep), nullptr);
+        EXPECT_EQ(ox_error_get_last(), OX_ENOBUFS);
+        EXPECT_EQ(empty[0], '\0');
+    }
+    auto empty = exact_copy("");
+    EXPECT_EQ(canon(empty.get(), empty.get()), nullptr);
+
+    std::mt19937 rng(99);
+    const char pieces[][4] = {"/", "\\", "a", "..", ".", "?", "c:", "\"", "//"};
+    for (int round = 0; round < 5000; ++round) {
+        std::string in;
+        for (int k = static_cast<int>(rng() % 7); k > 0; --k)
+            in += pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+        if (in.empty())
+            continue;
+        int sep = round % 2 ? '/' : '\\';
+        auto buf = exact_copy(in);  // no spare byte: ASan sees any overrun
+        ASSERT_EQ(canon_dirsep(buf.get(), buf.get(), sep), buf.get()) << in;
+        EXPECT_LE(std::strlen(buf.get()), in.size()) << in;
+        EXPECT_EQ(std::string(buf.get()), canonical(in, sep)) << in;
+    }
 }
 
 TEST(Canon, BadArguments)

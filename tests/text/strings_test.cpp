@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -144,6 +145,96 @@ TEST(Search, CaseInsensitiveAndBoundedSearch)
     EXPECT_EQ(ox_strcount(nullptr, "a"), 0u);
 }
 
+namespace {
+
+// The searches as the definition states them, position by position.
+template <typename Unit>
+Unit naive_fold(Unit u)
+{
+    return u >= 'a' && u <= 'z' ? static_cast<Unit>(u - 'a' + 'A') : u;
+}
+
+template <typename Unit>
+std::ptrdiff_t naive_find(const std::basic_string<Unit> &h, const std::basic_string<Unit> &n,
+                          bool fold, std::size_t limit = SIZE_MAX)
+{
+    std::size_t end = std::min(h.size(), limit);
+    for (std::size_t i = 0; i + n.size() <= end; ++i) {
+        std::size_t k = 0;
+        while (k < n.size() && (fold ? naive_fold(h[i + k]) == naive_fold(n[k]) : h[i + k] == n[k]))
+            ++k;
+        if (k == n.size())
+            return static_cast<std::ptrdiff_t>(i);
+    }
+    return -1;
+}
+
+// Random text over a few units, with the letters' neighbours that must not
+// fold ('@', '[', '`', '{') and units beyond ASCII.
+template <typename Unit>
+std::basic_string<Unit> random_text(std::mt19937 &rng, std::size_t max_len, const std::vector<Unit> &units)
+{
+    std::basic_string<Unit> s(rng() % (max_len + 1), Unit{'a'});
+    for (Unit &u : s)
+        u = units[rng() % units.size()];
+    return s;
+}
+
+template <typename Unit>
+std::ptrdiff_t offset(const Unit *hit, const Unit *base)
+{
+    return hit ? hit - base : -1;
+}
+
+}  // namespace
+
+// The linear searches give the reference's answers on random inputs,
+// including the case folds and the units that must not fold.
+TEST(Search, LinearSearchesMatchTheReference)
+{
+    std::mt19937 rng(424242);
+    const std::vector<char> narrow_units = {'a', 'A', 'b', 'B', '@', '[', '`', '{', '\xC3', '\xA9', 'z', 'Z'};
+    const std::vector<ox_wchar> wide_units = {'a', 'A', 'b', 'B', '`', '{', 0x0161, 0x0160, 0xFF41, 'z'};
+    for (int round = 0; round < 20000; ++round) {
+        // Small alphabets make periodic needles and near misses common.
+        std::size_t alphabet = 2 + rng() % 5;
+        std::vector<char> nu(narrow_units.begin(), narrow_units.begin() + alphabet);
+        auto h = random_text(rng, 40, nu);
+        auto n = random_text(rng, 6, nu);
+        if (round % 3 == 0 && h.size() > 4)  // a needle cut from the text
+            n = h.substr(rng() % (h.size() - 3), 1 + rng() % 3);
+        ASSERT_EQ(offset(ox_stristr(h.c_str(), n.c_str()), h.c_str()), naive_find(h, n, true))
+            << h << " / " << n;
+        std::size_t limit = rng() % (h.size() + 2);
+        ASSERT_EQ(offset<char>(ox_strnstr(h.c_str(), n.c_str(), limit), h.c_str()),
+                  naive_find(h, n, false, limit))
+            << h << " / " << n << " / " << limit;
+
+        std::vector<ox_wchar> wu(wide_units.begin(), wide_units.begin() + alphabet);
+        auto wh = random_text(rng, 40, wu);
+        auto wn = random_text(rng, 5, wu);
+        ASSERT_EQ(offset<ox_wchar>(ox_wcsistr(wh.c_str(), wn.c_str()), wh.c_str()), naive_find(wh, wn, true));
+    }
+}
+
+// Worst cases for a quadratic search: they finish in a normal test run.
+TEST(Search, LongWorstCasesFinish)
+{
+    const std::size_t mib = 1 << 20;
+    std::string h(mib, 'a');
+    std::string n = std::string(64 * 1024, 'A') + "b";
+    EXPECT_EQ(ox_stristr(h.c_str(), n.c_str()), nullptr);
+    EXPECT_EQ(ox_strnstr(h.c_str(), std::string(64 * 1024, 'a').append("b").c_str(), h.size()), nullptr);
+    h.back() = 'B';
+    std::string tail = std::string(64 * 1024, 'a') + "b";
+    EXPECT_EQ(ox_stristr(h.c_str(), tail.c_str()), h.c_str() + mib - tail.size());
+    std::basic_string<ox_wchar> wh(mib, ox_wchar{'a'}), wn(64 * 1024, ox_wchar{'A'});
+    wn.push_back('b');
+    EXPECT_EQ(ox_wcsistr(wh.c_str(), wn.c_str()), nullptr);
+    wh.back() = 'B';
+    EXPECT_EQ(ox_wcsistr(wh.c_str(), wn.c_str()), wh.c_str() + mib - wn.size());
+}
+
 TEST(Case, FoldsOnlyAsciiLetters)
 {
     char s[] = "MiXeD_\xC3\x89t\xC3\xA9 9";
@@ -178,6 +269,37 @@ TEST(Edit, ReplaceIsBoundedAndAllOrNothing)
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
     EXPECT_EQ(ox_strreplace(nullptr, 4, "a", "b"), -1);
     EXPECT_EQ(ox_strreplace(tight, 8, "a", nullptr), -1);
+}
+
+// Replacement is linear: a mebibyte of hits grows and shrinks at once, and
+// a growing replacement that cannot have its storage leaves the text as it
+// was.
+TEST(Edit, ReplaceIsLinearAndSurvivesAllocationFailure)
+{
+    const std::size_t mib = 1 << 20;
+    std::vector<char> buf(2 * mib + 1, '\0');
+    std::memset(buf.data(), 'a', mib);
+    EXPECT_EQ(ox_strreplace(buf.data(), buf.size(), "a", "bb"), static_cast<int>(mib));
+    EXPECT_EQ(std::strlen(buf.data()), 2 * mib);
+    EXPECT_EQ(std::string(buf.data(), 4), "bbbb");
+    EXPECT_EQ(std::strspn(buf.data(), "b"), 2 * mib);
+    EXPECT_EQ(ox_strreplace(buf.data(), buf.size(), "bb", "c"), static_cast<int>(mib));
+    EXPECT_EQ(std::strspn(buf.data(), "c"), mib);
+    EXPECT_EQ(std::strlen(buf.data()), mib);
+
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
+    for_each_allocation_failure([] {
+        char s[32] = "x-y-z";
+        int n = ox_strreplace(s, sizeof s, "-", "<->");
+        if (n < 0) {
+            EXPECT_EQ(ox_error_get_last(), OX_ENOMEM);
+            EXPECT_STREQ(s, "x-y-z") << "all or nothing";
+            return false;
+        }
+        EXPECT_EQ(n, 2);
+        EXPECT_STREQ(s, "x<->y<->z");
+        return true;
+    });
 }
 
 TEST(Edit, AppendGrowsAndSurvivesAllocationFailure)

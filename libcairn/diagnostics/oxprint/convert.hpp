@@ -15,14 +15,17 @@ struct Resolved {
     Length length = Length::none;
     char conversion = 0;
     int fetched_kind = 0;   // the kind the argument's position was fetched as
+    bool plain = false;     // plain mode: "%s" widths and precisions count bytes
 };
 
 // d i u o x X
 void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg);
 // s c, and their wide forms
 void convert_text(Sink &out, const Resolved &r, const ox_fmt_arg &arg);
-// e E f F g G a A and p: by the C library, one conversion at a time
-void convert_by_runtime(Sink &out, const Resolved &r, const ox_fmt_arg &arg);
+// e E f F g G a A: digits by the C library, padding through the sink
+void convert_floating(Sink &out, const Resolved &r, const ox_fmt_arg &arg);
+// p
+void convert_pointer(Sink &out, const Resolved &r, const ox_fmt_arg &arg);
 
 // Pad `len` bytes of content to the width: spaces before, or after with '-'.
 inline void pad_before(Sink &out, const Resolved &r, std::size_t columns)

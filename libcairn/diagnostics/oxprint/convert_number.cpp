@@ -1,9 +1,5 @@
-// Integer conversions done here; floating and pointer conversions handed to
-// the C library one conversion at a time.
-#include <cstdio>
-
+// Integer and pointer conversions.
 #include "diagnostics/oxprint/convert.hpp"
-#include "platform/alloc.hpp"
 
 namespace cairn::oxprint {
 namespace {
@@ -89,8 +85,11 @@ char *digits(unsigned long long v, char conversion, char *end)
 
 void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
 {
-    const char c = r.conversion;
-    Integer value = (c == 'd' || c == 'i') ? signed_value(r, arg) : Integer{unsigned_value(r, arg), false};
+    // A pointer prints as "%#lx" does, and takes the sign flags as well.
+    const bool pointer = r.conversion == 'p';
+    const char c = pointer ? 'x' : r.conversion;
+    const bool is_signed = c == 'd' || c == 'i';
+    Integer value = is_signed ? signed_value(r, arg) : Integer{unsigned_value(r, arg), false};
     char buf[32];
     char *end = buf + sizeof buf;
     char *first = digits(value.magnitude, c, end);
@@ -104,16 +103,17 @@ void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
     if (c == 'o' && (r.flags & kFlagHash) && zeros == 0 && (ndigits == 0 || *first != '0'))
         zeros = 1;  // '#' makes an octal number begin with 0
 
-    char prefix[2];
+    char prefix[3];
     std::size_t nprefix = 0;
-    if (c == 'd' || c == 'i') {
+    if (is_signed || pointer) {
         if (value.negative)
             prefix[nprefix++] = '-';
         else if (r.flags & kFlagPlus)
             prefix[nprefix++] = '+';
         else if (r.flags & kFlagSpace)
             prefix[nprefix++] = ' ';
-    } else if ((c == 'x' || c == 'X') && (r.flags & kFlagHash) && value.magnitude != 0) {
+    }
+    if ((c == 'x' || c == 'X') && ((r.flags & kFlagHash) || pointer) && value.magnitude != 0) {
         prefix[nprefix++] = '0';
         prefix[nprefix++] = c;
     }
@@ -125,74 +125,25 @@ void convert_integer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
         columns = static_cast<std::size_t>(r.width);
     }
     pad_before(out, r, columns);
-    out.put(prefix, nprefix);
+    if (nprefix != 0)
+        out.put(prefix, nprefix);
     out.fill('0', zeros);
     out.put(first, ndigits);
     pad_after(out, r, columns);
 }
 
-namespace {
-
-// Rebuild the plain specification: '%', flags, width, precision, length
-// ("L" exactly when a long double is passed) and the letter.
-void rebuild(const Resolved &r, bool long_double, char *spec)
+void convert_pointer(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
 {
-    char *p = spec;
-    *p++ = '%';
-    if (r.flags & kFlagMinus) *p++ = '-';
-    if (r.flags & kFlagPlus) *p++ = '+';
-    if (r.flags & kFlagSpace) *p++ = ' ';
-    if (r.flags & kFlagHash) *p++ = '#';
-    if (r.flags & kFlagZero) *p++ = '0';
-    if (r.width > 0)
-        p += std::snprintf(p, 16, "%d", r.width);
-    if (r.precision >= 0)
-        p += std::snprintf(p, 17, ".%d", r.precision);
-    if (long_double)
-        *p++ = 'L';
-    *p++ = r.conversion;
-    *p = '\0';
-}
-
-template <typename T>
-void run_and_put(Sink &out, const char *spec, T value)
-{
-    char small[512];
-    int n = std::snprintf(small, sizeof small, spec, value);
-    if (n < 0)
-        return;
-    auto len = static_cast<std::size_t>(n);
-    if (len < sizeof small) {
-        out.put(small, len);
+    if (slot_as<const void *>(arg) == nullptr) {
+        static constexpr char kNil[] = "(nil)";
+        pad_before(out, r, sizeof kNil - 1);
+        out.put(kNil, sizeof kNil - 1);
+        pad_after(out, r, sizeof kNil - 1);
         return;
     }
-    // Only what the sink can still keep is made; the rest is counted.
-    std::size_t keep = len < out.room() ? len : out.room();
-    auto *big = static_cast<char *>(mem_alloc(keep + 1));
-    if (big == nullptr)
-        return;  // the conversion is dropped; the last error says why
-    std::snprintf(big, keep + 1, spec, value);
-    out.put(big, keep);
-    out.skip(len - keep);
-    mem_free(big);
-}
-
-}  // namespace
-
-void convert_by_runtime(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
-{
-    // At most '%', five flags, two numbers of 11 characters, '.', 'L', the
-    // letter and the terminator.
-    char spec[48];
-    bool long_double = r.conversion != 'p' && r.length == Length::L &&
-                       r.fetched_kind == OX_FMT_LONGDOUBLE;
-    rebuild(r, long_double, spec);
-    if (r.conversion == 'p')
-        run_and_put(out, spec, slot_as<const void *>(arg));
-    else if (long_double)
-        run_and_put(out, spec, slot_as<long double>(arg));
-    else
-        run_and_put(out, spec, slot_as<double>(arg));
+    Resolved address = r;
+    address.length = Length::l;
+    convert_integer(out, address, arg);
 }
 
 }  // namespace cairn::oxprint

@@ -1,5 +1,6 @@
 // Text conversions: "%s" with display-width padding and a precision that
-// never splits a UTF-8 character, "%c", and their wide forms.
+// never splits a UTF-8 character (in plain mode both count bytes, as the C
+// library's formatter does), "%c", and their wide forms.
 #include <cstring>
 
 #include "cairn/text.h"
@@ -11,6 +12,9 @@ namespace cairn::oxprint {
 namespace {
 
 constexpr char kNullText[] = "null";
+// Plain mode prints a null string as the C library does: "(null)", or
+// nothing when the precision is too short for it.
+constexpr char kPlainNullText[] = "(null)";
 
 // Only a position fetched as a pointer-sized value can be followed: a
 // string conversion whose position another conversion fetched as an int or
@@ -23,7 +27,7 @@ bool pointer_fetched(int kind)
 
 void put_padded(Sink &out, const Resolved &r, const char *s, std::size_t len)
 {
-    std::size_t columns = r.width > 0 ? display_width(s, len) : len;
+    std::size_t columns = r.width > 0 && !r.plain ? display_width(s, len) : len;
     pad_before(out, r, columns);
     out.put(s, len);
     pad_after(out, r, columns);
@@ -35,7 +39,9 @@ void convert_narrow(Sink &out, const Resolved &r, const char *s)
     if (r.precision >= 0) {
         auto prec = static_cast<std::size_t>(r.precision);
         len = strnlen(s, prec + 1);
-        if (len > prec) {
+        if (len > prec && r.plain) {
+            len = prec;
+        } else if (len > prec) {
             // Move the cut back to the start of the character it falls in.
             std::size_t cut = prec;
             while (cut > 0 && utf8::is_continuation(static_cast<unsigned char>(s[cut])))
@@ -60,7 +66,9 @@ void convert_wide(Sink &out, const Resolved &r, const ox_wchar *w)
         if (k > limit - bytes)
             break;
         bytes += k;
-        if (r.width > 0)
+        if (r.plain)
+            columns += k;
+        else if (r.width > 0)
             columns += display_width(reinterpret_cast<char *>(enc), k);
     }
     pad_before(out, r, columns);
@@ -89,7 +97,9 @@ void convert_text(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
         return;
     }
     const void *p = pointer_fetched(r.fetched_kind) ? slot_as<const void *>(arg) : nullptr;
-    if (p == nullptr)
+    if (p == nullptr && r.plain)
+        convert_narrow(out, r, r.precision >= 0 && r.precision < 6 ? "" : kPlainNullText);
+    else if (p == nullptr)
         convert_narrow(out, r, kNullText);
     else if (wide)
         convert_wide(out, r, static_cast<const ox_wchar *>(p));

@@ -33,7 +33,7 @@ int format_to_buffer(char *buf, size_t size, const ox_fmt_fetchers *fetchers, co
                      va_list ap)
 {
     Sink out = size > 0 ? Sink::bounded(buf, size) : Sink::unbounded(buf);
-    if (!format_into(out, fmt, ap, fetchers, true)) {
+    if (!format_into(out, fmt, ap, fetchers, kStopWhenCut)) {
         out.clear();
         return 0;
     }
@@ -51,7 +51,7 @@ int format_to_storage(size_t size, char **result, const ox_fmt_fetchers *fetcher
     if (storage == nullptr)
         return 0;
     Sink out = size > 0 ? Sink::bounded(storage, size) : Sink::growing(storage, room);
-    bool ok = format_into(out, fmt, ap, fetchers, true);
+    bool ok = format_into(out, fmt, ap, fetchers, kStopWhenCut);
     *result = out.data();  // an enlargement may have moved it
     if (!ok) {
         mem_free(out.data());
@@ -132,7 +132,7 @@ int ox_snprintf(char *buf, size_t size, const char *fmt, ...)
     Sink out = Sink::bounded(size > 0 ? buf : nullptr, size);
     va_list ap;
     va_start(ap, fmt);
-    bool ok = format_into(out, fmt, ap, nullptr, false);
+    bool ok = format_into(out, fmt, ap, nullptr, kCountAll | kPlainText);
     va_end(ap);
     if (!ok) {
         out.clear();

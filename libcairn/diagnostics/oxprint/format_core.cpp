@@ -58,6 +58,7 @@ void mark(ArgTable &t, int pos, int kind)
 void scan(const char *fmt, ArgTable &t)
 {
     t.count = 1;
+    t.kinds[0] = OX_FMT_WORD;
     t.step_count = 0;
     t.all_steps_kept = true;
     SpecWalker walker(fmt);
@@ -100,6 +101,7 @@ void fetch_all(ArgTable &t, va_list ap, const ox_fmt_fetchers *fetchers)
 {
     va_list args;
     va_copy(args, ap);
+    std::memset(&t.slots[0], 0, sizeof t.slots[0]);  // what steps without an argument read
     for (int pos = 1; pos < t.count; ++pos) {
         ox_fmt_arg *slot = &t.slots[pos];
         std::memset(slot, 0, sizeof *slot);
@@ -127,21 +129,30 @@ bool fail(const char *line)
     return false;
 }
 
+// The argument values of one conversion, wherever they were fetched.
+struct StepArgs {
+    const ox_fmt_arg *value;
+    int star_width;      // the "*" width's argument
+    int star_precision;  // the "*" precision's argument
+    int fetched_kind;    // the kind the value's position was fetched as
+};
+
 // Width and precision as numbers, and the check that the conversion could
 // be rebuilt as a plain specification within its room.
-bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, Resolved *r)
+bool resolve(const ConvSpec &spec, const StepArgs &args, unsigned mode, Resolved *r)
 {
+    r->plain = (mode & kPlainText) != 0;
     r->flags = spec.flags;
     r->length = spec.length;
     r->conversion = spec.conversion;
-    r->fetched_kind = t.kinds[pos.value];
+    r->fetched_kind = args.fetched_kind;
     int width_chars = spec.width_chars;
     if (spec.width == Amount::literal) {
         if (spec.width_overflow)
             return fail("i18n_vsnprintf: Failed to format parameter width\n");
         r->width = spec.width_value;
     } else if (spec.width == Amount::star) {
-        int v = slot_as<int>(t.slots[pos.width]);
+        int v = args.star_width;
         width_chars = decimal_chars(v);
         if (v == INT_MIN)
             return fail("i18n_vsnprintf: Failed to format parameter width\n");
@@ -158,13 +169,15 @@ bool resolve(const ConvSpec &spec, const ArgPositions &pos, const ArgTable &t, R
         r->precision = spec.precision_value;
         precision_chars = 1 + spec.precision_chars;
     } else if (spec.precision == Amount::star) {
-        int v = slot_as<int>(t.slots[pos.precision]);
+        int v = args.star_precision;
         r->precision = v < 0 ? -1 : v;  // a negative precision is none
         precision_chars = 1 + decimal_chars(v);
     }
     int letters = spec.length == Length::hh || spec.length == Length::ll ? 3
                   : spec.length == Length::none                         ? 1
                                                                         : 2;
+    if (r->plain)
+        return true;
     long long used = 1LL + spec.flag_chars + width_chars;
     if (used > kSpecRoom)
         return fail("i18n_vsnprintf: Truncation detected during parameter width formatting\n");
@@ -185,8 +198,11 @@ void convert(Sink &out, const ConvSpec &spec, const Resolved &r, const ox_fmt_ar
     case 'c': case 's':
         convert_text(out, r, arg);
         break;
-    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A': case 'p':
-        convert_by_runtime(out, r, arg);
+    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
+        convert_floating(out, r, arg);
+        break;
+    case 'p':
+        convert_pointer(out, r, arg);
         break;
     default:  // a letter the formatter does not know prints as written
         out.put(spec.start, static_cast<std::size_t>(spec.end - spec.start));
@@ -206,9 +222,10 @@ int position_count(const char *fmt)
 namespace {
 
 // Literal text and one conversion.  Returns false when the format fails.
-bool emit_step(Sink &out, const Step &step, const ArgTable &t)
+bool emit_step(Sink &out, const Step &step, const StepArgs &args, unsigned mode)
 {
-    out.put(step.literal, step.literal_len);
+    if (step.literal_len != 0)
+        out.put(step.literal, step.literal_len);
     if (!step.has_spec)
         return true;
     const ConvSpec &spec = step.spec;
@@ -221,17 +238,77 @@ bool emit_step(Sink &out, const Step &step, const ArgTable &t)
         return true;
     }
     Resolved r;
-    if (!resolve(spec, step.pos, t, &r))
+    if (!resolve(spec, args, mode, &r))
         return false;
-    convert(out, spec, r, t.slots[step.pos.value]);
+    convert(out, spec, r, *args.value);
     return true;
+}
+
+// A step's arguments from the table of fetched slots.
+bool emit_from_table(Sink &out, const Step &step, const ArgTable &t, unsigned mode)
+{
+    // Literal text and specifications without an argument have no positions.
+    const ArgPositions pos = step.has_spec && takes_argument(step.spec) ? step.pos : ArgPositions{};
+    StepArgs args{&t.slots[pos.value], slot_as<int>(t.slots[pos.width]),
+                  slot_as<int>(t.slots[pos.precision]), t.kinds[pos.value]};
+    return emit_step(out, step, args, mode);
+}
+
+enum class Streamed { done, failed, needs_table };
+
+// Formats without positions, with the library's own fetch operations, are
+// made in one pass: each argument is fetched, in turn, as its conversion
+// comes, into the same conversions.  A format that reaches the position
+// limit goes back to the table pass, which reports it.
+Streamed format_streaming(Sink &out, const char *fmt, va_list ap, unsigned mode)
+{
+    va_list args;
+    va_copy(args, ap);
+    SpecWalker walker(fmt);
+    Step step;
+    Streamed result = Streamed::done;
+    ox_fmt_arg value;
+    StepArgs step_args{&value, 0, 0, OX_FMT_WORD};
+    do {
+        step.has_spec = walker.next(&step.literal, &step.literal_len, &step.spec, &step.pos);
+        if (step.has_spec && takes_argument(step.spec)) {
+            if (step.pos.value >= OX_FMT_MAX_POSITIONS - 1) {
+                result = Streamed::needs_table;
+                break;
+            }
+            if (step.spec.kind == OX_FMT_WORD)
+                CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n", step.spec.conversion);
+            if (step.pos.width != 0)
+                step_args.star_width = va_arg(args, int);
+            if (step.pos.precision != 0)
+                step_args.star_precision = va_arg(args, int);
+            std::memset(&value, 0, sizeof value);
+            fetch_library(step.spec.kind, &args, &value);
+            step_args.fetched_kind = step.spec.kind;
+        }
+        if (!emit_step(out, step, step_args, mode)) {
+            result = Streamed::failed;
+            break;
+        }
+        if ((mode & kStopWhenCut) && out.cut())
+            break;
+    } while (step.has_spec);
+    va_end(args);
+    return result;
 }
 
 }  // namespace
 
 bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *fetchers,
-                 bool stop_when_cut)
+                 unsigned mode)
 {
+    const bool stop_when_cut = (mode & kStopWhenCut) != 0;
+    if (fetchers == nullptr && std::strchr(fmt, '$') == nullptr) {
+        Streamed streamed = format_streaming(out, fmt, ap, mode);
+        if (streamed != Streamed::needs_table)
+            return streamed == Streamed::done;
+        out.clear();
+    }
     ArgTable t;
     scan(fmt, t);
     if (t.count >= OX_FMT_MAX_POSITIONS) {
@@ -243,7 +320,7 @@ bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *
 
     if (t.all_steps_kept) {
         for (int i = 0; i < t.step_count; ++i) {
-            if (!emit_step(out, t.steps[i], t))
+            if (!emit_from_table(out, t.steps[i], t, mode))
                 return false;
             if (stop_when_cut && out.cut())
                 return true;
@@ -254,7 +331,7 @@ bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *
     Step step;
     do {
         step.has_spec = walker.next(&step.literal, &step.literal_len, &step.spec, &step.pos);
-        if (!emit_step(out, step, t))
+        if (!emit_from_table(out, step, t, mode))
             return false;
         if (stop_when_cut && out.cut())
             return true;

@@ -1,5 +1,8 @@
 #include "diagnostics/oxprint/format_directive.hpp"
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "cairn/diagnostics.h"
@@ -54,6 +57,21 @@ unsigned flag_bit(char c)
     }
 }
 
+// The C99 length letters of integer types as wide as a long: their
+// arguments are fetched as longs.
+static_assert(sizeof(size_t) == sizeof(long) && sizeof(intmax_t) == sizeof(long) &&
+              sizeof(ptrdiff_t) == sizeof(long));
+
+Length wide_integer_length(char c)
+{
+    switch (c) {
+    case 'z': return Length::z;
+    case 'j': return Length::j;
+    case 't': return Length::t;
+    default: return Length::none;
+    }
+}
+
 bool is_floating(char c)
 {
     switch (c) {
@@ -64,6 +82,23 @@ bool is_floating(char c)
     }
 }
 
+// The kind of each conversion letter without a length letter.
+constexpr std::array<uint8_t, 256> make_plain_kinds()
+{
+    std::array<uint8_t, 256> k{};
+    for (unsigned char c : {'c', 'd', 'i'})
+        k[c] = OX_FMT_INT;
+    for (unsigned char c : {'X', 'o', 'u', 'x'})
+        k[c] = OX_FMT_UNSIGNED;
+    for (unsigned char c : {'E', 'G', 'e', 'f', 'g', 'F', 'a', 'A'})
+        k[c] = OX_FMT_DOUBLE;
+    k['s'] = OX_FMT_STRING;
+    k['p'] = OX_FMT_POINTER;
+    return k;
+}
+
+constexpr std::array<uint8_t, 256> kPlainKinds = make_plain_kinds();
+
 }  // namespace
 
 void parse_spec(const char *percent, ConvSpec *spec)
@@ -71,6 +106,13 @@ void parse_spec(const char *percent, ConvSpec *spec)
     *spec = ConvSpec{};
     spec->start = percent;
     const char *p = percent + 1;
+    if (uint8_t kind = kPlainKinds[static_cast<unsigned char>(*p)]; kind != OX_FMT_WORD) {
+        // The common bare conversion ("%s", "%d"): nothing else to read.
+        spec->conversion = *p;
+        spec->end = p + 1;
+        spec->kind = kind;
+        return;
+    }
 
     if (*p >= '1' && *p <= '9') {
         int value = 0, chars = 0;
@@ -113,6 +155,9 @@ void parse_spec(const char *percent, ConvSpec *spec)
     } else if (*p == 'L') {
         spec->length = Length::L;
         ++p;
+    } else if (wide_integer_length(*p) != Length::none) {
+        spec->length = wide_integer_length(*p);
+        ++p;
     }
     if (is_letter(*p) || *p == '%')
         spec->conversion = *p++;
@@ -133,6 +178,10 @@ int kind_of(const ConvSpec &spec)
         return OX_FMT_LONGLONG;
     case Length::L:
         return OX_FMT_LONGDOUBLE;
+    case Length::z:
+    case Length::j:
+    case Length::t:
+        return spec.conversion == 'u' ? OX_FMT_ULONG : OX_FMT_LONG;
     case Length::l:
         // The l has no effect on a floating conversion, whose double travels
         // apart from the integers: it must be fetched as a double.
@@ -142,20 +191,7 @@ int kind_of(const ConvSpec &spec)
     case Length::none:
         break;
     }
-    switch (spec.conversion) {
-    case 'c': case 'd': case 'i':
-        return OX_FMT_INT;
-    case 'X': case 'o': case 'u': case 'x':
-        return OX_FMT_UNSIGNED;
-    case 'E': case 'G': case 'e': case 'f': case 'g': case 'F': case 'a': case 'A':
-        return OX_FMT_DOUBLE;
-    case 's':
-        return OX_FMT_STRING;
-    case 'p':
-        return OX_FMT_POINTER;
-    default:
-        return OX_FMT_WORD;
-    }
+    return kPlainKinds[static_cast<unsigned char>(spec.conversion)];
 }
 
 int SpecWalker::take_current()
@@ -170,10 +206,7 @@ bool SpecWalker::next(const char **literal, std::size_t *literal_len, ConvSpec *
                       ArgPositions *pos)
 {
     *literal = next_;
-    // Literal runs between conversions are short: a plain loop beats a call.
-    const char *percent = next_;
-    while (*percent != '%' && *percent != '\0')
-        ++percent;
+    const char *percent = strchrnul(next_, '%');
     *literal_len = static_cast<std::size_t>(percent - next_);
     if (*percent == '\0') {
         next_ = percent;

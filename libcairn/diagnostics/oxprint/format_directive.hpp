@@ -19,7 +19,8 @@ enum FlagBits : unsigned {
 
 enum class Amount : uint8_t { none, literal, star };
 
-enum class Length : uint8_t { none, hh, h, l, ll, L };
+// z, j and t name size_t, intmax_t and ptrdiff_t, which are all long here.
+enum class Length : uint8_t { none, hh, h, l, ll, L, z, j, t };
 
 // Numbers written in a format saturate here; positions saturate too.
 inline constexpr int kNumberLimit = INT32_MAX;

@@ -9,12 +9,14 @@
 namespace cairn::oxprint {
 
 // Formatted text kept on the stack when short (at most 19455 bytes), on
-// the heap when longer.  When the heap cannot be had the text is cut.
+// the heap when longer.  When the heap cannot be had the text is cut.  An
+// optional `lead` goes ahead of the formatted text (a debug line's prefix),
+// so that a whole line is made in one buffer.
 class FormattedText {
 public:
     static constexpr std::size_t kStackSize = 19456;
 
-    FormattedText(const char *fmt, va_list ap);
+    FormattedText(const char *fmt, va_list ap, const char *lead = "", std::size_t lead_len = 0);
     ~FormattedText();
     FormattedText(const FormattedText &) = delete;
     FormattedText &operator=(const FormattedText &) = delete;

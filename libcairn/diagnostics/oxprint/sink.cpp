@@ -37,17 +37,17 @@ void Sink::put_slow(const char *s, std::size_t n)
 
 void Sink::fill_slow(char c, std::size_t n)
 {
-    char block[64];
-    std::memset(block, c, sizeof block);
-    while (n > 0) {
-        if (room() == 0) {
-            total_ += n;  // nothing more can be stored: only count
-            return;
-        }
-        std::size_t k = n < sizeof block ? n : sizeof block;
-        put(block, k);
-        n -= k;
-    }
+    // One memset of what can be stored; the rest is only counted, so a
+    // width costs nothing once the buffer is full.
+    total_ += n;
+    if (buf_ == nullptr || cap_ == 0)
+        return;
+    if (n >= cap_ - len_)
+        grow(len_ + n + 1);
+    std::size_t room = cap_ - 1 - len_;
+    std::size_t k = n < room ? n : room;
+    std::memset(buf_ + len_, c, k);
+    len_ += k;
 }
 
 void Sink::finish()

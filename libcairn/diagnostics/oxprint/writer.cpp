@@ -66,11 +66,15 @@ int default_writer(FILE *stream, const char *fmt, va_list ap)
 
 }  // namespace
 
-FormattedText::FormattedText(const char *fmt, va_list ap)
+FormattedText::FormattedText(const char *fmt, va_list ap, const char *lead, std::size_t lead_len)
 {
     Sink out = Sink::bounded(stack_, kStackSize);
-    if (!format_into(out, fmt, ap, nullptr, false)) {
-        stack_[0] = '\0';
+    out.put(lead, lead_len);
+    if (!format_into(out, fmt, ap, nullptr, kCountAll)) {
+        out.clear();
+        out.put(lead, lead_len);
+        out.finish();
+        size_ = out.length();
         return;
     }
     out.finish();
@@ -84,7 +88,8 @@ FormattedText::FormattedText(const char *fmt, va_list ap)
     if (heap_ == nullptr)
         return;  // the text stays cut at the stack buffer
     Sink big = Sink::bounded(heap_, cap);
-    format_into(big, fmt, ap, nullptr, true);
+    big.put(lead, lead_len);
+    format_into(big, fmt, ap, nullptr, kStopWhenCut);
     big.finish();
     size_ = big.length();
 }
