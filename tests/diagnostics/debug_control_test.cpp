@@ -202,9 +202,13 @@ TEST(SettingLines, NoticeAndInvalidLinesByteForByte)
 
     len = cairn::format_invalid_value(buf, sizeof buf, "abc", "Debug");
     EXPECT_EQ(std::string(buf, len), "abc is an invalid value for Debug\n");
-    // Bounded to 512 bytes with the terminator.
+    // The value is echoed only in part (64 bytes), the line bounded to 512
+    // bytes with the terminator.
     std::string huge(2000, 'v');
     len = cairn::format_invalid_value(buf, sizeof buf, huge.c_str(), "Debug");
+    EXPECT_EQ(std::string(buf, len), std::string(64, 'v') + " is an invalid value for Debug\n");
+    std::string keyword(600, 'K');
+    len = cairn::format_invalid_value(buf, sizeof buf, "abc", keyword.c_str());
     EXPECT_EQ(len, 511u);
 
     CaptureFd err(2);
