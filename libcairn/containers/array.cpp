@@ -106,9 +106,32 @@ Search linear_search(ox_array *a, void *key)
     return s;
 }
 
+// The binary lookup: the first index position whose key does not order
+// before the one sought (one comparison a step, no early exit, so that the
+// walk has no data-dependent branch to mispredict), then one comparison for
+// equality.  A hit is the first of a run of equal keys, as binary_search()
+// finds it.  The key is compared first, as in binary_search().
+Search binary_find(ox_array *a, void *key)
+{
+    Search s;
+    const int32_t *order = a->order;
+    const ArraySlot *slots = a->slots;
+    int32_t low = 0, n = a->h.count;
+    while (n > 1) {
+        int32_t half = n / 2;
+        low = a->h.compare(key, slots[order[low + half - 1]].key) > 0 ? low + half : low;
+        n -= half;
+    }
+    if (n == 1 && a->h.compare(key, slots[order[low]].key) > 0)
+        ++low;
+    s.at = low;
+    s.hit = low < a->h.count && a->h.compare(key, slots[order[low]].key) == 0;
+    return s;
+}
+
 Search search(ox_array *a, void *key, bool binary)
 {
-    return binary ? binary_search(a, key) : linear_search(a, key);
+    return binary ? binary_find(a, key) : linear_search(a, key);
 }
 
 void index_insert(ox_array *a, int32_t number, void *key)
