@@ -74,6 +74,14 @@ void lower_base_name(const char *argv0, char *out, size_t size)
         *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
 }
 
+// The text locale the environment names (LC_ALL, LC_CTYPE, LANG), read
+// under the environment lock.
+void locale_from_environment()
+{
+    CriticalSectionLock hold(environment_lock());
+    std::setlocale(LC_CTYPE, "");
+}
+
 bool listed(const char *list, const char *name)
 {
     size_t n = std::strlen(name);
@@ -123,7 +131,7 @@ void first_initialisation(const char *name, char **argv)
     // token privileges have no counterpart here (see the platform notes).
     // The locale for text conversions; the selector cut from the name is
     // already kept for the message catalogs.
-    std::setlocale(LC_CTYPE, "");
+    locale_from_environment();
     if (argv != nullptr)
         ox_find_installdir(argv[0]);
     crypto_search_path_init();
@@ -202,7 +210,7 @@ void re_init_locales(void)
     if (g_appname == nullptr)
         return;
     app_directory_lookup(g_appname);
-    std::setlocale(LC_CTYPE, "");
+    locale_from_environment();
 }
 
 void utf8_argv(int argc, char **argv, char **buffer_out)
