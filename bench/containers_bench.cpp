@@ -71,9 +71,11 @@ std::vector<const char *> probes()
     return p;
 }
 
+// state.range(0): the array's flags (0, or OX_CONTAINER_NOLOCK to measure
+// the search without the container's lock).
 void BM_ArrayFindB_Cairn(benchmark::State &state)
 {
-    ox_array *a = ox_array_new(nullptr, nullptr, compare_str, nullptr, 0);
+    ox_array *a = ox_array_new(nullptr, nullptr, compare_str, nullptr, static_cast<int>(state.range(0)));
     for (const auto &k : keys())
         ox_array_add(a, const_cast<char *>(k.c_str()), const_cast<char *>(k.c_str()));
     auto p = probes();
@@ -85,7 +87,7 @@ void BM_ArrayFindB_Cairn(benchmark::State &state)
     }
     ox_array_destroy(a);
 }
-BENCHMARK(BM_ArrayFindB_Cairn);
+BENCHMARK(BM_ArrayFindB_Cairn)->Arg(0)->Arg(OX_CONTAINER_NOLOCK);
 
 void BM_ArrayFindB_LowerBoundPeer(benchmark::State &state)
 {

@@ -220,7 +220,9 @@ TEST(ControlFileSecurity, BadValueIsEchoedOnlyInPart)
     std::string value(300, 'v');
     value[10] = '\x1b';  // a terminal escape is not passed on
     std::size_t len = cairn::format_invalid_value(buf, sizeof buf, value.c_str(), "Debug");
-    std::string expected = std::string(10, 'v') + "?" + std::string(53, 'v') + " is an invalid value for Debug\n";
+    std::string expected(64, 'v');
+    expected[10] = '?';
+    expected.append(" is an invalid value for Debug\n");
     EXPECT_EQ(std::string(buf, len), expected);
     EXPECT_EQ(len, 64u + std::strlen(" is an invalid value for Debug\n"));
 }
