@@ -11,6 +11,7 @@
  *       file is PATH, or the one this program's own initialisation fixes,
  *       which is the target's when it runs from the same installation. */
 #define _POSIX_C_SOURCE 200809L
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -56,10 +57,17 @@ static int send_setting(int pid, const char *setting, const char *file)
 {
     char path[4096];
     FILE *fp;
+    int fd;
     snprintf(path, sizeof path, "%s", file != NULL ? file : ox_debug_control_file());
     make_parent_dirs(path);
-    fp = fopen(path, "w");
+    /* A fresh file only this user can write: the program refuses a control
+       file that others could have written or that belongs to someone else. */
+    unlink(path);
+    fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    fp = fd >= 0 ? fdopen(fd, "w") : NULL;
     if (fp == NULL) {
+        if (fd >= 0)
+            close(fd);
         fprintf(stderr, "cannot write %s\n", path);
         return 1;
     }

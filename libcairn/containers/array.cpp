@@ -26,6 +26,9 @@ struct ox_array {
     int32_t capacity;
     int32_t first_free;
     int32_t *order;  // slot numbers in ascending key order, then kNone
+    // The keys of `order`, position for position: a binary search reads
+    // them without a second dependent load through the slot table.
+    void **order_keys;
 };
 
 using namespace cairn;
@@ -34,7 +37,7 @@ namespace {
 
 ox_array *as_array(ContainerHeader *h) { return reinterpret_cast<ox_array *>(h); }
 bool in_use(const ArraySlot &s) { return s.data != nullptr; }
-void *slot_key(ox_array *a, int32_t index_pos) { return a->slots[a->order[index_pos]].key; }
+void *slot_key(ox_array *a, int32_t index_pos) { return a->order_keys[index_pos]; }
 
 // Next used slot after (forward) or before `from`, or nullptr.
 ArraySlot *used_neighbour(ox_array *a, int32_t from, bool forward)
@@ -106,9 +109,32 @@ Search linear_search(ox_array *a, void *key)
     return s;
 }
 
+// The binary lookup: the first index position whose key does not order
+// before the one sought (one comparison a step, no early exit, so that the
+// walk has no data-dependent branch to mispredict), then one comparison for
+// equality.  A hit is the first of a run of equal keys, as binary_search()
+// finds it.  The key is compared first, as in binary_search().
+Search binary_find(ox_array *a, void *key)
+{
+    Search s;
+    void *const *keys = a->order_keys;
+    ox_key_compare compare = a->h.compare;
+    int32_t low = 0, n = a->h.count;
+    while (n > 1) {
+        int32_t half = n / 2;
+        low = compare(key, keys[low + half - 1]) > 0 ? low + half : low;
+        n -= half;
+    }
+    if (n == 1 && compare(key, keys[low]) > 0)
+        ++low;
+    s.at = low;
+    s.hit = low < a->h.count && compare(key, keys[low]) == 0;
+    return s;
+}
+
 Search search(ox_array *a, void *key, bool binary)
 {
-    return binary ? binary_search(a, key) : linear_search(a, key);
+    return binary ? binary_find(a, key) : linear_search(a, key);
 }
 
 void index_insert(ox_array *a, int32_t number, void *key)
@@ -116,7 +142,10 @@ void index_insert(ox_array *a, int32_t number, void *key)
     int32_t at = a->h.compare ? binary_search(a, key).insert_at : a->h.count;
     std::memmove(&a->order[at + 1], &a->order[at],
                  static_cast<size_t>(a->h.count - at) * sizeof(int32_t));
+    std::memmove(&a->order_keys[at + 1], &a->order_keys[at],
+                 static_cast<size_t>(a->h.count - at) * sizeof(void *));
     a->order[at] = number;
+    a->order_keys[at] = key;
 }
 
 void index_remove(ox_array *a, int32_t number)
@@ -134,7 +163,10 @@ void index_remove(ox_array *a, int32_t number)
         return;
     std::memmove(&a->order[at], &a->order[at + 1],
                  static_cast<size_t>(a->h.count - at - 1) * sizeof(int32_t));
+    std::memmove(&a->order_keys[at], &a->order_keys[at + 1],
+                 static_cast<size_t>(a->h.count - at - 1) * sizeof(void *));
     a->order[a->h.count - 1] = kNone;
+    a->order_keys[a->h.count - 1] = nullptr;
 }
 
 // Double the slot table (256 at first).  Iterators follow their slot
@@ -145,15 +177,18 @@ bool grow(ox_array *a)
     int32_t cap = old_cap ? old_cap * 2 : kFirstCapacity;
     auto *slots = static_cast<ArraySlot *>(mem_calloc(static_cast<size_t>(cap), sizeof(ArraySlot)));
     auto *order = static_cast<int32_t *>(mem_alloc(static_cast<size_t>(cap) * sizeof(int32_t)));
-    if (slots == nullptr || order == nullptr) {
+    auto *order_keys = static_cast<void **>(mem_calloc(static_cast<size_t>(cap), sizeof(void *)));
+    if (slots == nullptr || order == nullptr || order_keys == nullptr) {
         mem_free(slots);
         mem_free(order);
+        mem_free(order_keys);
         report_errno(ENOMEM);
         return false;
     }
     if (old_cap) {
         std::memcpy(slots, a->slots, static_cast<size_t>(old_cap) * sizeof(ArraySlot));
         std::memcpy(order, a->order, static_cast<size_t>(old_cap) * sizeof(int32_t));
+        std::memcpy(order_keys, a->order_keys, static_cast<size_t>(old_cap) * sizeof(void *));
     }
     for (int32_t i = old_cap; i < cap; ++i) {
         slots[i].number = i;
@@ -165,8 +200,10 @@ bool grow(ox_array *a)
             l->it->current = &slots[static_cast<ArraySlot *>(l->it->current)->number];
     mem_free(a->slots);
     mem_free(a->order);
+    mem_free(a->order_keys);
     a->slots = slots;
     a->order = order;
+    a->order_keys = order_keys;
     a->capacity = cap;
     a->first_free = old_cap;
     return true;
@@ -310,6 +347,7 @@ ox_array *ox_array_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
                         destroy_array)) {
         mem_free(a->slots);
         mem_free(a->order);
+        mem_free(a->order_keys);
         mem_free(a);
         return nullptr;
     }
@@ -332,6 +370,7 @@ int ox_array_destroy(ox_array *array)
     }
     mem_free(array->slots);
     mem_free(array->order);
+    mem_free(array->order_keys);
     container_free(&array->h);
     return OX_SUCCESS;
 }

@@ -8,6 +8,7 @@
 #include "diagnostics/debug_prefix.hpp"
 #include "diagnostics/error_accrual.hpp"
 #include "diagnostics/oxprint/output_path.hpp"
+#include "frame/environment.hpp"
 #include "platform/alloc.hpp"
 
 namespace cairn {
@@ -18,8 +19,8 @@ constexpr uint32_t kErrorClass = 3;  // a class in thousands: 3000
 // The strict level of "BXR_STRICT_LEVEL", read on every call; -1 unset.
 int strict_level()
 {
-    const char *value = std::getenv("BXR_STRICT_LEVEL");
-    return value != nullptr ? std::atoi(value) : -1;
+    char value[32];
+    return environment_read("BXR_STRICT_LEVEL", value, sizeof value) ? std::atoi(value) : -1;
 }
 
 // The prefix followed by `fmt`, in new storage of strlen(fmt) + 960 bytes,

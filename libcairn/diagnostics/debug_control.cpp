@@ -3,8 +3,10 @@
 #include "diagnostics/debug_control.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -21,6 +23,9 @@ namespace {
 constexpr std::size_t kHeaderMax = 1024;
 constexpr std::size_t kTextMax = 512;
 constexpr std::size_t kFileMax = 1024;
+// At most this many bytes of a bad value are echoed back, non-printing
+// bytes as '?': the file may hold anything.
+constexpr std::size_t kEchoMax = 64;
 
 // What a setting does with its value.  Each row of the table names one.
 enum class Rule {
@@ -186,7 +191,14 @@ std::size_t format_invalid_value(char *buf, std::size_t size, const char *value,
 {
     if (size > kTextMax)
         size = kTextMax;
-    int n = std::snprintf(buf, size, "%s is an invalid value for %s\n", value, keyword);
+    char shown[kEchoMax + 1];
+    std::size_t n_shown = 0;
+    for (; n_shown < kEchoMax && value[n_shown] != '\0'; ++n_shown) {
+        unsigned char c = static_cast<unsigned char>(value[n_shown]);
+        shown[n_shown] = c >= 0x20 && c < 0x7F ? static_cast<char>(c) : '?';
+    }
+    shown[n_shown] = '\0';
+    int n = std::snprintf(buf, size, "%s is an invalid value for %s\n", shown, keyword);
     if (n < 0)
         return 0;
     return static_cast<std::size_t>(n) < size ? static_cast<std::size_t>(n) : size - 1;
@@ -241,13 +253,70 @@ const char *debug_control_file()
 
 extern "C" const char *ox_debug_control_file(void) { return cairn::debug_control_file(); }
 
+namespace cairn {
+namespace {
+
+// Why the open control file `st` may not be trusted, or nullptr: it must be
+// a regular file, owned by this process's user or by root, that other users
+// cannot write (anyone may be able to create files in its directory).
+const char *untrusted_because(const struct stat &st)
+{
+    if (!S_ISREG(st.st_mode))
+        return "not a regular file";
+    if (st.st_uid != 0 && st.st_uid != geteuid())
+        return "owned by another user";
+    if ((st.st_mode & S_IWOTH) != 0)
+        return "writable by other users";
+    return nullptr;
+}
+
+void tell_refused(const char *path, const char *why)
+{
+    char line[kTextMax];
+    int n = std::snprintf(line, sizeof line, "debug-control file %.400s refused: %s\n", path, why);
+    if (n > 0)
+        write_stderr(line, std::strlen(line));
+}
+
+// Open the control file without following a symbolic link (nor blocking on
+// a FIFO), and check what was opened.  -1 when there is none to read.
+int open_control_file(const char *path, struct stat &st)
+{
+    int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0) {
+        if (errno == ELOOP)
+            tell_refused(path, "a symbolic link");
+        return -1;
+    }
+    const char *why = ::fstat(fd, &st) != 0 ? "cannot be examined" : untrusted_because(st);
+    if (why != nullptr) {
+        tell_refused(path, why);
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// Remove the control file only if its name still leads to the file that
+// was read: never a file someone put in its place.
+void unlink_if_same(const char *path, const struct stat &opened)
+{
+    struct stat now;
+    if (::lstat(path, &now) == 0 && now.st_dev == opened.st_dev && now.st_ino == opened.st_ino)
+        ::unlink(path);
+}
+
+}  // namespace
+}  // namespace cairn
+
 extern "C" int ondbgintr(int event)
 {
     using namespace cairn;
     if (event != OX_DEBUG_EVENT)
         return 1;
     const char *path = debug_control_file();
-    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+    struct stat st;
+    int fd = open_control_file(path, st);
     if (fd < 0)
         return 1;
     char buf[kFileMax + 1];
@@ -259,6 +328,6 @@ extern "C" int ondbgintr(int event)
         apply_setting_line(buf);
     }
     ::close(fd);
-    ::unlink(path);
+    unlink_if_same(path, st);
     return 1;
 }

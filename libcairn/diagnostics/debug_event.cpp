@@ -7,9 +7,11 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
+#include "diagnostics/debug_line.hpp"
 #include "platform/named_event.hpp"
 
 namespace cairn {
@@ -22,6 +24,7 @@ std::atomic<ox_event_handler> g_handler{ondbgintr};
 pthread_mutex_t g_start_lock = PTHREAD_MUTEX_INITIALIZER;
 bool g_started = false;  // under g_start_lock
 bool g_fork_hook = false;
+bool g_failure_told = false;  // under g_start_lock
 
 void event_name(int pid, char *buf, std::size_t size)
 {
@@ -36,6 +39,7 @@ void after_fork_in_child()
 {
     pthread_mutex_init(&g_start_lock, nullptr);
     g_started = false;
+    g_failure_told = false;
     named_event_forget_after_fork();
 }
 
@@ -50,6 +54,13 @@ int start_watch()
         event_name(static_cast<int>(getpid()), name, sizeof name);
         rc = named_event_watch(name, on_debug_event);
         g_started = rc == 0;
+        // Another process may hold the name (it can be bound first by
+        // anyone who guesses the process id): the operator must know that
+        // this process cannot be reached, but once is enough.
+        if (rc != 0 && !g_failure_told) {
+            g_failure_told = true;
+            debug_write("cannot watch the debug event %s: %s\n", name, std::strerror(rc));
+        }
     }
     pthread_mutex_unlock(&g_start_lock);
     return rc;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "frame/environment.hpp"
 #include "frame/process_identity.hpp"
 #include "platform/alloc.hpp"
 
@@ -64,8 +65,8 @@ void default_directory(const char *name, char *out)
 {
     while (*name == '/' || *name == '\\')
         ++name;
-    const char *drive = std::getenv("SYSTEMDRIVE");
-    if (drive && drive[0] && drive[0] != '/')
+    char drive[8];
+    if (environment_read("SYSTEMDRIVE", drive, sizeof drive) && drive[0] && drive[0] != '/')
         std::snprintf(out, kPathMax, "%c:\\%s", drive[0], name);
     else
         std::snprintf(out, kPathMax, "/%s", name);

@@ -14,6 +14,7 @@
 #include "diagnostics/debug_line.hpp"
 #include "frame/app_directory.hpp"
 #include "frame/directories.hpp"
+#include "frame/environment.hpp"
 #include "frame/exit_cleanup.hpp"
 #include "frame/process_identity.hpp"
 #include "platform/alloc.hpp"
@@ -34,6 +35,14 @@ std::atomic<char *> g_dirs[kDirCount];
 ox_mutex *g_dirs_lock;
 ox_once_t g_dirs_once;
 char *g_argv0;
+// Earlier argv[0] copies: ox_get_argv0() handed them out, so they stay
+// valid for the life of the process (each is kept once; a repeated name
+// replaces nothing).
+struct RetiredName {
+    char *text;
+    RetiredName *next;
+};
+RetiredName *g_retired_argv0;
 std::atomic<char *> g_installdir;
 char g_origin[kPathMax];
 bool g_origin_done;
@@ -100,7 +109,8 @@ const char *executable_origin(const char *argv0)
             slash[1] = '\0';
         std::snprintf(g_origin, sizeof g_origin, "%s", exe);
         g_origin_done = true;
-        if (const char *probe = std::getenv("BXR_PRINT_ORIGIN")) {
+        char probe[8];
+        if (environment_read("BXR_PRINT_ORIGIN", probe, sizeof probe)) {
             debug_write("origin for `%s' is `%s'\n", argv0, g_origin);
             if (probe[0] == 'q' || probe[0] == 'Q')
                 std::exit(0);
@@ -185,11 +195,22 @@ void ox_set_argv0(const char *argv0)
 {
     if (argv0 == nullptr)
         return;
-    char *copy = mem_strdup(argv0);
-    if (copy == nullptr)
-        return;
     DirsLock hold;
-    mem_free(g_argv0);
+    if (g_argv0 != nullptr && std::strcmp(g_argv0, argv0) == 0)
+        return;  // the same name: the text handed out stays current
+    char *copy = mem_strdup(argv0);
+    auto *retired = static_cast<RetiredName *>(mem_alloc(sizeof(RetiredName)));
+    if (copy == nullptr || (g_argv0 != nullptr && retired == nullptr)) {
+        mem_free(copy);
+        mem_free(retired);
+        return;
+    }
+    if (g_argv0 != nullptr) {
+        *retired = RetiredName{g_argv0, g_retired_argv0};
+        g_retired_argv0 = retired;
+    } else {
+        mem_free(retired);
+    }
     g_argv0 = copy;
 }
 

@@ -21,13 +21,7 @@ extern char **environ;
 namespace cairn {
 namespace {
 
-// Guards the snapshot and every read or change of the process environment
-// made by the library (the C library's own calls are not thread-safe).
-CriticalSection &env_lock()
-{
-    static CriticalSection lock(100);
-    return lock;
-}
+CriticalSection &env_lock() { return environment_lock(); }
 
 char **g_snapshot;
 
@@ -91,6 +85,35 @@ void create_cache()
 }
 
 }  // namespace
+
+// Guards the snapshot and every read or change of the process environment
+// made by the library (the C library's own calls are not thread-safe).
+CriticalSection &environment_lock()
+{
+    static CriticalSection lock(100);
+    return lock;
+}
+
+bool environment_read(const char *name, char *out, std::size_t size)
+{
+    CriticalSectionLock hold(env_lock());
+    const char *value = getenv(name);
+    if (size > 0) {
+        std::size_t n = value ? std::strlen(value) : 0;
+        if (n >= size)
+            n = size - 1;
+        if (n > 0)
+            std::memcpy(out, value, n);
+        out[n] = '\0';
+    }
+    return value != nullptr;
+}
+
+bool environment_has(const char *name)
+{
+    CriticalSectionLock hold(env_lock());
+    return getenv(name) != nullptr;
+}
 
 void environment_snapshot_take()
 {

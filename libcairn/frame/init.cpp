@@ -22,6 +22,8 @@
 #include "frame/environment.hpp"
 #include "frame/process_identity.hpp"
 #include "platform/alloc.hpp"
+#include "platform/time_zone.hpp"
+#include "text/locale_conv.hpp"
 
 extern int opterr;
 
@@ -72,6 +74,14 @@ void lower_base_name(const char *argv0, char *out, size_t size)
         *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
 }
 
+// The text locale the environment names (LC_ALL, LC_CTYPE, LANG), read
+// under the environment lock.
+void locale_from_environment()
+{
+    CriticalSectionLock hold(environment_lock());
+    std::setlocale(LC_CTYPE, "");
+}
+
 bool listed(const char *list, const char *name)
 {
     size_t n = std::strlen(name);
@@ -95,8 +105,11 @@ void debugger_hook(const char *argv0)
     if (g_debug_stop_request) {
         g_debug_stop_request = 0;
         g_debug_waiting = 1;
-    } else if (!g_debug_waiting || !listed(std::getenv("BXR_DEBUGPROCS"), name)) {
-        return;
+    } else {
+        char procs[1024];
+        if (!g_debug_waiting || !environment_read("BXR_DEBUGPROCS", procs, sizeof procs) ||
+            !listed(procs, name))
+            return;
     }
     while (g_debug_waiting) {
         debug_write("%s (%d) waiting to be debugged\n", name, static_cast<int>(getpid()));
@@ -118,13 +131,13 @@ void first_initialisation(const char *name, char **argv)
     // token privileges have no counterpart here (see the platform notes).
     // The locale for text conversions; the selector cut from the name is
     // already kept for the message catalogs.
-    std::setlocale(LC_CTYPE, "");
+    locale_from_environment();
     if (argv != nullptr)
         ox_find_installdir(argv[0]);
     crypto_search_path_init();
-    tzset();
+    refresh_zone_data();  // tzset() under the environment lock
     capture_ids();
-    g_print_uids = std::getenv("BXR_PRINT_UIDS") != nullptr;
+    g_print_uids = environment_has("BXR_PRINT_UIDS");
     const char *dir = name && std::strcmp(name, "quorl") == 0 ? ox_get_bindir() : ox_get_tmpdir();
     set_debug_control_path(dir ? dir : ".");
     // The event thread that lets an operator change the debug settings.
@@ -197,7 +210,7 @@ void re_init_locales(void)
     if (g_appname == nullptr)
         return;
     app_directory_lookup(g_appname);
-    std::setlocale(LC_CTYPE, "");
+    locale_from_environment();
 }
 
 void utf8_argv(int argc, char **argv, char **buffer_out)
@@ -220,9 +233,18 @@ void utf8_argv(int argc, char **argv, char **buffer_out)
     }
     char *buffer = block + link;
     char *at = buffer;
+    // In a UTF-8 locale, and in the C locale that services and cron jobs
+    // run in, an argument that is already UTF-8 is kept byte for byte; only
+    // a real non-UTF-8 locale (ISO-8859-1, ...) has text to convert.
+    bool passes = text::locale_passes_utf8();
     for (int i = 0; i < argc && argv[i] && at < buffer + size - 1; ++i) {
         size_t written = 0;
-        ox_mbs_to_utf8s(at, argv[i], static_cast<size_t>(buffer + size - at), &written);
+        if (passes && text::is_valid_utf8(argv[i])) {
+            written = std::strlen(argv[i]);  // fits: the buffer holds 6 bytes for each
+            std::memcpy(at, argv[i], written + 1);
+        } else {
+            ox_mbs_to_utf8s(at, argv[i], static_cast<size_t>(buffer + size - at), &written);
+        }
         argv[i] = at;
         at += written + 1;
     }

@@ -6,10 +6,7 @@
 namespace cairn {
 namespace {
 
-struct MessageRow {
-    uint32_t code;
-    const char *text;
-};
+using MessageRow = SystemMessageRow;
 
 constexpr MessageRow kRows[] = {
 #include "frame/system_message_texts.inc"
@@ -25,6 +22,12 @@ constexpr bool rows_sorted()
 static_assert(rows_sorted(), "message rows must be sorted by code");
 
 }  // namespace
+
+const SystemMessageRow *system_message_rows(std::size_t *count)
+{
+    *count = std::size(kRows);
+    return kRows;
+}
 
 const char *system_message_text(uint32_t code)
 {

@@ -12,6 +12,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/environment.hpp"
 
 namespace cairn {
 namespace {
@@ -53,7 +54,7 @@ void first_use()
         g_identity.progname[0] = '\0';
     g_identity.pid = static_cast<int>(getpid());
     find_host_name(g_identity.host, sizeof g_identity.host);
-    if (std::getenv("BXR_FORCE_MSG_ID") != nullptr)
+    if (environment_has("BXR_FORCE_MSG_ID"))
         g_number_switch.store(true, std::memory_order_relaxed);
     g_recorded.store(true, std::memory_order_release);
 }

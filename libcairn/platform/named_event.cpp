@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -20,6 +21,37 @@ struct Watch {
     void (*on_fire)() = nullptr;
 };
 Watch g_watch;
+std::atomic<unsigned long> g_refusals{0};
+
+// Whether a datagram sent by `uid` may fire this process's event: only its
+// own user (real or effective) and root may.
+bool sender_allowed(uid_t uid) { return uid == 0 || uid == geteuid() || uid == getuid(); }
+
+// Receive one datagram with its sender's credentials (the kernel attaches
+// them: SO_PASSCRED is set on the socket).  1 when the sender may fire the
+// event, 0 when it may not or sent none, -1 on a receive error.
+int receive_one(int fd, int flags)
+{
+    char byte;
+    iovec iov{&byte, 1};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    msghdr msg{};
+    msg.msg_iov = &iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = sizeof control;
+    if (recvmsg(fd, &msg, flags) < 0)
+        return -1;
+    for (cmsghdr *c = CMSG_FIRSTHDR(&msg); c != nullptr; c = CMSG_NXTHDR(&msg, c))
+        if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_CREDENTIALS) {
+            ucred cred;
+            std::memcpy(&cred, CMSG_DATA(c), sizeof cred);
+            if (sender_allowed(cred.uid))
+                return 1;
+        }
+    g_refusals.fetch_add(1, std::memory_order_relaxed);
+    return 0;
+}
 
 // The abstract address of `name`: a leading NUL, then the name (no
 // terminator).  Returns the address length, 0 when the name is too long.
@@ -34,25 +66,26 @@ socklen_t abstract_address(const char *name, sockaddr_un &addr)
     return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + len);
 }
 
-// Drop every datagram already queued: they are one firing.
+// Drop every datagram already queued: they are one firing (refused
+// senders are still counted).
 void drain(int fd)
 {
-    char byte;
-    while (recv(fd, &byte, 1, MSG_DONTWAIT) >= 0) {
+    while (receive_one(fd, MSG_DONTWAIT) >= 0) {
     }
 }
 
 void *watch_loop(void *arg)
 {
     Watch watch = *static_cast<Watch *>(arg);
-    char byte;
     for (;;) {
-        ssize_t n = recv(watch.fd, &byte, 1, 0);
-        if (n < 0) {
+        int allowed = receive_one(watch.fd, 0);
+        if (allowed < 0) {
             if (errno == EINTR)
                 continue;
             break;  // the socket was closed or broke: stop watching
         }
+        if (allowed == 0)
+            continue;  // another user's datagram: ignored
         drain(watch.fd);
         watch.on_fire();
     }
@@ -88,7 +121,10 @@ int named_event_watch(const char *name, void (*on_fire)())
     int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
         return errno;
-    if (bind(fd, reinterpret_cast<sockaddr *>(&addr), len) != 0) {
+    // Every datagram then carries its sender's credentials.
+    int on = 1;
+    if (setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0 ||
+        bind(fd, reinterpret_cast<sockaddr *>(&addr), len) != 0) {
         int err = errno;
         close(fd);
         return err;
@@ -101,6 +137,8 @@ int named_event_watch(const char *name, void (*on_fire)())
     }
     return rc;
 }
+
+unsigned long named_event_refusals() { return g_refusals.load(std::memory_order_relaxed); }
 
 void named_event_forget_after_fork()
 {

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "frame/environment.hpp"
+
 namespace cairn {
 
 namespace {
@@ -32,8 +34,11 @@ bool same_tz_text(const char *tz)
 
 void refresh_zone_data()
 {
-    const char *tz = std::getenv("TZ");
     std::time_t now = std::time(nullptr);
+    // TZ is read, and tzset() reads it again, under the environment lock:
+    // ox_putenv() may move the environment meanwhile.
+    CriticalSectionLock hold(environment_lock());
+    const char *tz = std::getenv("TZ");
     bool stale = tz != nullptr ? !same_tz_text(tz) : (t_tz_was_set || now != t_last_refresh);
     if (stale) {
         tzset();
@@ -87,8 +92,14 @@ bool standard_local_to_utc(const std::tm &fields, long long wall_as_utc, std::ti
     converted = fields;
     converted.tm_isdst = 0;
     converted.tm_wday = -1;  // mktime() sets it on success only
-    value = mktime(&converted);
+    value = mktime_locked(&converted);
     return !(value == static_cast<std::time_t>(-1) && converted.tm_wday == -1);
+}
+
+std::time_t mktime_locked(std::tm *fields)
+{
+    CriticalSectionLock hold(environment_lock());  // mktime() runs tzset(), which reads TZ
+    return mktime(fields);
 }
 
 long daylight_shift(const std::tm &converted, std::time_t standard_value, long long wall_as_utc)

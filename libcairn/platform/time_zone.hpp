@@ -31,6 +31,9 @@ ZoneAt zone_at(std::time_t when);
 // returns true; false when the C library cannot convert the fields.
 bool standard_local_to_utc(const std::tm &fields, long long wall_as_utc, std::time_t &value, std::tm &converted);
 
+// mktime() under the environment lock (it reads TZ through tzset()).
+std::time_t mktime_locked(std::tm *fields);
+
 // The daylight shift in seconds of `converted`, the broken-down form of
 // `standard_value` that standard_local_to_utc() produced from fields whose
 // value read as UTC is `wall_as_utc`.  The shift is the zone's offset at the

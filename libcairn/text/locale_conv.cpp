@@ -32,8 +32,9 @@ void store_empty(char *out, std::size_t size)
 }
 
 // Read one character of the locale's text at `p` (`left` bytes before the
-// terminator) as a 16-bit unit.  Returns the bytes used; 0 when unreadable.
-std::size_t read_multibyte(const char *p, std::size_t left, uint16_t *unit, std::mbstate_t *st)
+// terminator) as a code point (all 21 bits: characters above U+FFFF keep
+// their value).  Returns the bytes used; 0 when unreadable.
+std::size_t read_multibyte(const char *p, std::size_t left, uint32_t *unit, std::mbstate_t *st)
 {
     wchar_t wc = 0;
     std::size_t k = std::mbrtowc(&wc, p, left < kMaxMultibyte ? left : kMaxMultibyte, st);
@@ -41,13 +42,13 @@ std::size_t read_multibyte(const char *p, std::size_t left, uint16_t *unit, std:
         *st = std::mbstate_t{};
         return 0;
     }
-    *unit = static_cast<uint16_t>(wc);
+    *unit = static_cast<uint32_t>(wc);
     return k;
 }
 
 // Write one decoded unit in the locale's encoding into `tmp`.  Returns the
 // bytes, or 0 when the locale cannot express it.
-std::size_t write_multibyte(uint16_t unit, char *tmp, std::mbstate_t *st)
+std::size_t write_multibyte(uint32_t unit, char *tmp, std::mbstate_t *st)
 {
     if (unit >= kRawByteFirst && unit <= kRawByteLast) {
         tmp[0] = static_cast<char>(unit & 0xFF);
@@ -112,14 +113,14 @@ int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count,
     int result = kOk;
     bool full = false;
     while (left > 0) {
-        uint16_t unit = 0;
+        uint32_t unit = 0;
         std::size_t k = read_multibyte(p, left, &unit, &st);
         if (k == 0) {
             unit = '?';
             k = 1;
             result = kReplaced;
         }
-        std::size_t len = static_cast<std::size_t>(utf8::wide_length(unit));
+        std::size_t len = static_cast<std::size_t>(utf8::encoded_length(unit));
         if (n + len >= size) {
             full = true;
             if (o)
@@ -136,6 +137,23 @@ int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count,
     set_if(count, n);
     set_if(used, static_cast<std::size_t>(p - in));
     return full ? output_full() : result;
+}
+
+bool is_valid_utf8(const char *text)
+{
+    const auto *p = reinterpret_cast<const unsigned char *>(text);
+    std::size_t left = std::strlen(text);
+    while (left > 0) {
+        uint32_t value = 0;
+        int len = utf8::decode(p, left, &value);
+        // Sequences of five and six bytes, values past U+10FFFF and the
+        // surrogate halves are not UTF-8.
+        if (len == utf8::kInvalid || len > 4 || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
+            return false;
+        p += len;
+        left -= static_cast<std::size_t>(len);
+    }
+    return true;
 }
 
 bool locale_passes_utf8()
@@ -180,6 +198,8 @@ int ox_utf8s_to_mbs(char *out, const char *in, size_t size, size_t *count)
             continue;
         }
         char tmp[MB_LEN_MAX];
+        // The 16-bit unit, as the platform's wide text holds it: U+F880..
+        // U+F8FF carry raw bytes whatever the sequence's length.
         std::size_t k = write_multibyte(static_cast<uint16_t>(value), tmp, &st);
         if (k == 0) {
             tmp[0] = '?';

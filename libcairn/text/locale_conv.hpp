@@ -11,6 +11,10 @@ namespace cairn::text {
 int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count,
                 std::size_t *used);
 
+// True when `text` is well-formed UTF-8 (at most four bytes a character,
+// no value past U+10FFFF, no surrogate halves).
+bool is_valid_utf8(const char *text);
+
 // True when the locale's multibyte text is UTF-8 itself, or plain ASCII
 // (the C locale, in which the C library passes bytes through unchanged):
 // text for the console or the system then needs no conversion.

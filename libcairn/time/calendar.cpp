@@ -7,6 +7,7 @@
 
 #include "cairn/frame.h"
 #include "cairn/time.h"
+#include "platform/time_zone.hpp"
 
 namespace {
 
@@ -26,6 +27,7 @@ char *ox_ctime(ox_time64_t t)
 {
     std::time_t when = low_32_bits(t);
     std::tm local{};
+    cairn::refresh_zone_data();  // the zone data is read under the environment lock
     if (localtime_r(&when, &local) == nullptr)
         return nullptr;
     // asctime_r() writes at most 26 bytes for four-digit years; a 32-bit
@@ -36,6 +38,7 @@ char *ox_ctime(ox_time64_t t)
 struct tm *ox_localtime(ox_time64_t t)
 {
     std::time_t when = low_32_bits(t);
+    cairn::refresh_zone_data();
     return localtime_r(&when, &t_local_fields);
 }
 
@@ -47,7 +50,7 @@ ox_time64_t ox_mktime(struct tm *tm)
     }
     std::tm saved = *tm;
     tm->tm_wday = -1;  // mktime() sets it on success only
-    std::time_t value = mktime(tm);
+    std::time_t value = cairn::mktime_locked(tm);
     bool failed = value == static_cast<std::time_t>(-1) && tm->tm_wday == -1;
     // A 32-bit clock cannot hold times before 1970 or after 0x7FFFFFFF.
     if (failed || value < 0 || value > 0x7FFFFFFF) {

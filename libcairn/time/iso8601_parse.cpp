@@ -74,6 +74,76 @@ bool match_unzoned(const char *text, Match &m)
     return true;
 }
 
+// The two numbers of a compact text (YYYYMMDD and HHMMSS) as the six
+// fields.
+bool split_compact(Match &m)
+{
+    long long date = m.v[0], time = m.v[1];
+    m.v[0] = date / 10000;
+    m.v[1] = date / 100 % 100;
+    m.v[2] = date % 100;
+    m.v[3] = time / 10000;
+    m.v[4] = time / 100 % 100;
+    m.v[5] = time % 100;
+    return true;
+}
+
+// The texts ox_str8601_time() and its siblings write, read without the
+// general matcher: every digit where a digit belongs, separators where they
+// belong, nothing else.  Such a text gives the same values whichever of the
+// forms above it is read by, so the result is the same.  `shape` holds 'D'
+// for a digit; other characters must match as they are.
+bool match_shape(const char *text, const char *shape, Match &m, int fields)
+{
+    int field = 0;
+    long long value = 0;
+    bool in_number = false;
+    for (; *shape != '\0'; ++text, ++shape) {
+        if (*shape == 'D') {
+            if (*text < '0' || *text > '9')
+                return false;
+            value = value * 10 + (*text - '0');
+            in_number = true;
+            continue;
+        }
+        if (*text != *shape)
+            return false;
+        if (in_number) {
+            m.v[field++] = value;
+            value = 0;
+            in_number = false;
+        }
+    }
+    if (*text != '\0')
+        return false;
+    if (in_number)
+        m.v[field++] = value;
+    return field == fields;
+}
+
+bool match_canonical(const char *text, std::size_t length, Match &m)
+{
+    m.zone_sign = 0;
+    switch (length) {
+    case 15:
+        return match_shape(text, "DDDDDDDDTDDDDDD", m, 2) && split_compact(m);
+    case 16:
+        return match_shape(text, "DDDDDDDDTDDDDDDZ", m, 2) && split_compact(m);
+    case 19:
+        return match_shape(text, "DDDD-DD-DDTDD:DD:DD", m, kStemFields);
+    case 20:
+        return match_shape(text, "DDDD-DD-DDTDD:DD:DDZ", m, kStemFields);
+    case 24:
+        if (text[19] != '+' && text[19] != '-')
+            return false;
+        m.zone_sign = text[19] == '-' ? -1 : 1;
+        return match_shape(text, text[19] == '-' ? "DDDD-DD-DDTDD:DD:DD-DDDD" : "DDDD-DD-DDTDD:DD:DD+DDDD", m,
+                           kStemFields + 1);
+    default:
+        return false;
+    }
+}
+
 // Year and month as struct tm wants them; false when they leave int range.
 bool fill_fields(const long long (&v)[cairn::kMaxFormValues], std::tm &fields)
 {
@@ -120,7 +190,8 @@ ox_time64_t parse_8601_at(const char *text, std::time_t now)
     char last = length > 0 ? text[length - 1] : '\0';
     bool digit_end = last >= '0' && last <= '9';
     Match m;
-    if (!(digit_end && match_zoned(text, m)) && !((digit_end || last == 'Z') && match_unzoned(text, m)))
+    if (!match_canonical(text, length, m) && !(digit_end && match_zoned(text, m)) &&
+        !((digit_end || last == 'Z') && match_unzoned(text, m)))
         return 0;
     refresh_zone_data();
     long long hhmm = m.zone_sign != 0 ? m.v[kStemFields] : 0;

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -165,6 +166,29 @@ TEST(ProductInfo, ValuesAndPrintedLines)
     for (char c : r.err)
         lines += c == '\n';
     EXPECT_EQ(lines, 6);
+}
+
+// Arguments that are already UTF-8 keep every byte in the C locale (where
+// services and cron jobs run) and in a UTF-8 locale, characters above
+// U+FFFF included; bytes that are not UTF-8 still read as unknown.
+TEST(Utf8Argv, Utf8ArgumentsPassThroughInCAndUtf8Locales)
+{
+    for (const char *locale : {"C", "C.UTF-8", "en_US.UTF-8"}) {
+        auto r = cairn::testing::run_in_child([locale] {
+            if (!std::setlocale(LC_CTYPE, locale))
+                std::exit(3);  // locale missing
+            char a0[] = "prog", a1[] = "caf\xc3\xa9", a2[] = "\xf0\x9f\x98\x80x", a3[] = "\xe9t\xe9";
+            char *argv[] = {a0, a1, a2, a3, nullptr};
+            char *buffer = nullptr;
+            utf8_argv(4, argv, &buffer);
+            std::printf("%s|%s|%s", argv[1], argv[2], argv[3]);
+            std::free(buffer);
+        });
+        if (r.exit_code == 3)
+            continue;
+        EXPECT_EQ(r.exit_code, 0) << locale;
+        EXPECT_EQ(r.out, "caf\xc3\xa9|\xf0\x9f\x98\x80x|?t?") << locale;
+    }
 }
 
 TEST(Utf8Argv, ConvertsFromTheLocaleIntoOneBuffer)

@@ -69,3 +69,31 @@ TEST(ProgramName, DebugControlPath)
 }
 
 }  // namespace
+
+namespace {
+
+// Every argv[0] text handed out stays readable for the life of the process,
+// however often ox_find_installdir() records a new one (AddressSanitizer
+// reports a use after free otherwise).
+TEST(Argv0, TextsHandedOutStayValid)
+{
+    ox_set_argv0("/opt/first/bin/prog");
+    const char *first = ox_get_argv0();
+    ASSERT_NE(first, nullptr);
+    ox_find_installdir("/opt/second/bin/prog");
+    const char *second = ox_get_argv0();
+    EXPECT_STREQ(second, "/opt/second/bin/prog");
+    EXPECT_STREQ(first, "/opt/first/bin/prog");
+    // The same name again keeps the text already handed out.
+    ox_find_installdir("/opt/second/bin/prog");
+    EXPECT_EQ(ox_get_argv0(), second);
+    ox_set_argv0(nullptr);  // ignored
+    EXPECT_EQ(ox_get_argv0(), second);
+    for (int i = 0; i < 50; ++i)
+        ox_set_argv0(i % 2 ? "/x/a" : "/x/b");
+    EXPECT_STREQ(first, "/opt/first/bin/prog");
+    EXPECT_STREQ(second, "/opt/second/bin/prog");
+    EXPECT_STREQ(ox_get_argv0(), "/x/a");
+}
+
+}  // namespace

@@ -121,10 +121,11 @@ TEST_F(Utf8Locale, MultibyteToUtf8ReplacesBadBytes)
     Converted c = run(ox_mbs_to_utf8s, "a\xE6\x97\xA5\xC3(\xFF");
     EXPECT_EQ(c.result, 1);
     EXPECT_EQ(c.text, "a\xE6\x97\xA5?(?");
-    // Characters above U+FFFF keep their low 16 bits.
+    // Characters above U+FFFF keep their value (cut to 16 bits they would
+    // read as another, valid, character).
     c = run(ox_mbs_to_utf8s, "\xF0\x9F\x98\x80");
     EXPECT_EQ(c.result, 0);
-    EXPECT_EQ(c.text, "\xEF\x98\x80");
+    EXPECT_EQ(c.text, "\xF0\x9F\x98\x80");
     // A character cut off by the end of the text is replaced byte by byte.
     c = run(ox_mbs_to_utf8s, "x\xE6\x97");
     EXPECT_EQ(c.result, 1);
@@ -198,3 +199,22 @@ TEST_F(Latin1, RoundTripOfEveryLatin1Character)
     EXPECT_EQ(back.result, 0);
     EXPECT_EQ(back.text, all);
 }
+
+namespace {
+
+// Characters above U+FFFF keep all their bits: cut to 16 they would read
+// as another, valid, character.
+TEST_F(Utf8Locale, CharactersAboveTheBasicPlaneKeepTheirValue)
+{
+    const char *in = "a\xf0\x9f\x98\x80" "b\xf4\x8f\xbf\xbf";  // U+1F600, U+10FFFF
+    char out[32];
+    size_t count = 0;
+    EXPECT_EQ(ox_mbs_to_utf8s(out, in, sizeof out, &count), 0);
+    EXPECT_STREQ(out, in);
+    EXPECT_EQ(count, std::strlen(in));
+    // Too small for the four bytes: cut before the character, never inside.
+    EXPECT_NE(ox_mbs_to_utf8s(out, in, 4, &count), 0);
+    EXPECT_STREQ(out, "a");
+}
+
+}  // namespace

@@ -62,6 +62,35 @@ TEST(Iso8601Parse, AcceptedFormsInUtc)
     }
 }
 
+// The texts the writers produce are read by a direct path; each must give
+// what the general matcher gives for the same fields written otherwise.
+TEST(Iso8601Parse, WrittenFormsReadAsTheGeneralMatcherReadsThem)
+{
+    ZoneGuard zone("Asia/Kolkata");
+    const std::time_t now = 1624269600;
+    struct Pair {
+        const char *canonical;
+        const char *general;
+    } pairs[] = {
+        {"2021-06-21T10:00:00Z", "2021-6-21T10:0:0Z"},
+        {"20210621T100000Z", " 2021-06-21T10:00:00Z"},
+        {"2021-06-21T10:00:00", "2021-6-21T10:00:00"},
+        {"20210621T100000", "2021-06-21T10:00:0"},
+        {"2021-06-21T10:00:00+0100", "2021-06-21T10:00:00+100"},
+        {"2021-06-21T10:00:00-0530", "2021-06-21T10:00:00-530"},
+        {"1999-12-31T23:59:59+0000", "1999-12-31T23:59:59+0"},
+    };
+    for (const Pair &p : pairs) {
+        ox_time64_t expected = cairn::parse_8601_at(p.general, now);
+        EXPECT_NE(expected, 0) << p.general;
+        EXPECT_EQ(cairn::parse_8601_at(p.canonical, now), expected) << p.canonical;
+    }
+    // Almost canonical texts are left to the general matcher, which refuses them.
+    for (const char *bad : {"2021-06-21T10:00:00Y", "2021-06-21X10:00:00Z", "2021062aT100000Z",
+                            "2021-06-21T10:00:00*0100"})
+        EXPECT_EQ(cairn::parse_8601_at(bad, now), 0) << bad;
+}
+
 TEST(Iso8601Parse, RejectedTextGivesZero)
 {
     ZoneGuard zone("UTC");

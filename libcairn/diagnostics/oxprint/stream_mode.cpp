@@ -3,6 +3,7 @@
 
 #include "cairn/diagnostics.h"
 #include "diagnostics/oxprint/excepted_fds.hpp"
+#include "frame/environment.hpp"
 
 using namespace cairn::oxprint;
 
@@ -47,7 +48,11 @@ int is_user_fp(FILE *stream)
 
 const char *printby_utf8(void)
 {
-    const char *value = std::getenv("BXR_CATCH_CHILD_STDOUT");
+    // Read under the environment lock into this thread's copy.
+    thread_local char t_value[256];
+    const char *value = cairn::environment_read("BXR_CATCH_CHILD_STDOUT", t_value, sizeof t_value)
+                            ? t_value
+                            : nullptr;
     if (value != nullptr)
         __atomic_add_fetch(&Mast_flag, 1, __ATOMIC_RELAXED);
     else
