@@ -62,7 +62,9 @@ struct Registry {
         return true;
     }
 
-    // The slot that holds `obj` according to its header, or nullptr.
+    // The slot that holds `obj` according to its header, or nullptr.  A
+    // slot at count 0 belongs to an object whose destructor runs: it is
+    // gone for every caller but that destructor (see live_slot_of).
     Slot *slot_of(void *obj)
     {
         int32_t index = static_cast<ox_object_header *>(obj)->index;
@@ -70,6 +72,13 @@ struct Registry {
             return nullptr;
         Slot &slot = at(static_cast<std::size_t>(index));
         return slot.obj == obj ? &slot : nullptr;
+    }
+
+    // The slot of a live object (count above 0), or nullptr.
+    Slot *live_slot_of(void *obj)
+    {
+        Slot *slot = slot_of(obj);
+        return slot != nullptr && slot->refs > 0 ? slot : nullptr;
     }
 
     void release(Slot &slot, std::size_t index)
@@ -178,7 +187,7 @@ int ox_object_reference(void *obj)
     if (r == nullptr)
         return stale_public();
     CriticalSectionLock hold(r->lock);
-    Slot *slot = r->slot_of(obj);
+    Slot *slot = r->live_slot_of(obj);
     if (slot == nullptr)
         return stale_public();
     ++slot->refs;
@@ -195,7 +204,7 @@ int ox_object_unreference(void *obj)
     ox_object_destructor destructor = nullptr;
     {
         CriticalSectionLock hold(r->lock);
-        Slot *slot = r->slot_of(obj);
+        Slot *slot = r->live_slot_of(obj);
         if (slot == nullptr)
             return stale_public();
         if (slot->refs-- > 1)

@@ -2,10 +2,10 @@
 
 #include <pthread.h>
 #include <csignal>
-#include <cstdlib>
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/exit_cleanup.hpp"
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
 
@@ -56,31 +56,12 @@ void record_destructor(void *value)
         t_record = nullptr;
 }
 
-void release_library_key();
-
+// The records' exit-time clean-up is the oldest entry of the exit-handler
+// list, which the exit hook reaches (creating it then if need be).
 void create_key()
 {
     g_key_ok = pthread_key_create(&g_key, record_destructor) == 0;
-    // The record is made inside ox_error_set_last(), which may run under any
-    // library lock (an allocation failure reports through it), so its
-    // clean-up goes straight to the C library's exit processing rather than
-    // through the library's handler list, whose set-up takes locks and
-    // allocates.  Registered before the handler list's own hook, it runs
-    // after every library exit handler.
-    if (g_key_ok)
-        std::atexit(release_library_key);
-}
-
-// Exit-time clean-up of the library's own key: the calling thread's record
-// goes, the key itself only when the exit handling asks for it.
-void release_library_key()
-{
-    thread_record_release();
-    if (Ox_atexit_ox_threadstorage_destroy != 0 && g_key_ok) {
-        pthread_key_delete(g_key);
-        g_key_ok = false;
-    }
-    ox_once_reset(&g_key_once);
+    install_exit_hook();
 }
 
 ThreadRecord *fatal_record_failure(ThreadRecord *rec)
@@ -120,6 +101,40 @@ void thread_record_release()
         pthread_setspecific(g_key, nullptr);
     free_record(rec);
     t_record = nullptr;
+}
+
+UnwindOnEnd::UnwindOnEnd(void (*fn)(void *), void *arg) : rec_(thread_record()), step_{fn, arg, nullptr}
+{
+    if (rec_ != nullptr) {
+        step_.next = rec_->unwind;
+        rec_->unwind = &step_;
+    }
+}
+
+UnwindOnEnd::~UnwindOnEnd()
+{
+    if (rec_ != nullptr)
+        rec_->unwind = step_.next;
+}
+
+void run_unwind_steps(ThreadRecord &rec)
+{
+    while (UnwindStep *step = rec.unwind) {
+        rec.unwind = step->next;
+        step->fn(step->arg);
+    }
+}
+
+// Exit-time clean-up of the library's own key: the calling thread's record
+// goes, the key itself only when the exit handling asks for it.
+void thread_records_exit_cleanup()
+{
+    thread_record_release();
+    if (Ox_atexit_ox_threadstorage_destroy != 0 && g_key_ok) {
+        pthread_key_delete(g_key);
+        g_key_ok = false;
+        ox_once_reset(&g_key_once);
+    }
 }
 
 void set_due_work_release_hook(void (*hook)(ThreadRecord &rec))
