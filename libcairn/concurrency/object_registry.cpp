@@ -1,5 +1,6 @@
 // The process-wide object registry: slots of (object, reference count,
 // destructor), the lowest free slot reused first, grown 32 slots at a time.
+#include "platform/fork_guard.hpp"
 #include "concurrency/object_registry.hpp"
 
 #include <atomic>
@@ -92,7 +93,17 @@ std::atomic<Registry *> g_registry;
 ox_once_t g_registry_once;
 std::atomic<bool> g_cleanup_enabled;
 
-void create_registry() { g_registry.store(mem_new<Registry>(), std::memory_order_release); }
+CriticalSection *registry_lock()
+{
+    Registry *r = g_registry.load(std::memory_order_acquire);
+    return r != nullptr ? &r->lock : nullptr;
+}
+
+void create_registry()
+{
+    g_registry.store(mem_new<Registry>(), std::memory_order_release);
+    fork_protect(ForkRank::registry, registry_lock);
+}
 
 // The registry, created on first use.  A failed creation is retried by the
 // next registration instead of being remembered.

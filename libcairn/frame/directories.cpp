@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "cairn/paths.h"
@@ -53,6 +54,7 @@ void create_dirs_lock()
     if (g_dirs_lock == nullptr)
         raise(SIGTERM);  // a hard stop: the directory cache cannot be guarded
     register_exit_cleanup(destroy_dirs_lock);
+    fork_protect(ForkRank::directories, [] { return g_dirs_lock; });
 }
 
 ox_mutex *dirs_lock()

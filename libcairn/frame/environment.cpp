@@ -2,6 +2,7 @@
 // and the ox_getenv() cache whose values are never freed while the process
 // runs (a changed value is retired, not released), so every pointer handed
 // out stays valid.
+#include "platform/fork_guard.hpp"
 #include "frame/environment.hpp"
 
 #include <cerrno>
@@ -26,6 +27,9 @@ namespace {
 CriticalSection &env_lock()
 {
     static CriticalSection lock(100);
+    static const bool protected_at_fork =
+        (fork_protect(ForkRank::environment, [] { return &env_lock(); }), true);
+    (void)protected_at_fork;
     return lock;
 }
 

@@ -1,5 +1,6 @@
 // The library's exit handlers: an ox_list of functions, newest first, run by
 // ox_exit(), by the C library's exit processing, or on request.
+#include "platform/fork_guard.hpp"
 #include "frame/exit_handlers.hpp"
 
 #include <sys/socket.h>
@@ -15,6 +16,7 @@
 #include "cairn/containers.h"
 #include "cairn/frame.h"
 #include "concurrency/internal_lock.hpp"
+#include "containers/container.hpp"
 #include "frame/exit_cleanup.hpp"
 #include "platform/thread_record.hpp"
 
@@ -59,6 +61,10 @@ void create()
     g_name_lock = ox_mutex_new();
     if (g_name_lock == nullptr)
         fatal("Failed to create program name mutex: %s.\n");
+    fork_protect(ForkRank::exit_handlers, [] {
+        return g_handlers ? reinterpret_cast<ContainerHeader *>(g_handlers)->mutex : nullptr;
+    });
+    fork_protect(ForkRank::program_name, [] { return g_name_lock; });
     // A process that disabled exit handling before first use never gets
     // the hook.
     if (g_enabled.load())

@@ -8,6 +8,8 @@
 #include "frame/exit_cleanup.hpp"
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
+#include "platform/fork_guard.hpp"
+#include "platform/word_lock.hpp"
 
 namespace cairn {
 namespace {
@@ -34,8 +36,33 @@ void free_calls(QueuedCall *call)
     }
 }
 
+// Every record, newest first (see forget_other_threads).
+WordLock g_records_lock;
+ThreadRecord *g_newest = nullptr;
+
+WordLock *records_lock() { return &g_records_lock; }
+
+void link_record(ThreadRecord *rec)
+{
+    WordLockHold hold(g_records_lock);
+    rec->older = g_newest;
+    if (g_newest != nullptr)
+        g_newest->newer = rec;
+    g_newest = rec;
+}
+
+void unlink_record(ThreadRecord *rec)
+{
+    WordLockHold hold(g_records_lock);
+    (rec->newer != nullptr ? rec->newer->older : g_newest) = rec->older;
+    if (rec->older != nullptr)
+        rec->older->newer = rec->newer;
+    rec->older = rec->newer = nullptr;
+}
+
 void free_record(ThreadRecord *rec)
 {
+    unlink_record(rec);
     if (auto hook = g_end_hook.load(std::memory_order_acquire))
         hook(*rec);
     if (rec->due_work != nullptr)
@@ -61,6 +88,7 @@ void record_destructor(void *value)
 void create_key()
 {
     g_key_ok = pthread_key_create(&g_key, record_destructor) == 0;
+    fork_protect(ForkRank::records, records_lock);
     install_exit_hook();
 }
 
@@ -87,6 +115,7 @@ ThreadRecord *thread_record()
     auto *rec = mem_new<ThreadRecord>();
     if (rec == nullptr || !g_key_ok || pthread_setspecific(g_key, rec) != 0)
         return fatal_record_failure(rec);
+    link_record(rec);
     t_record = rec;
     t_creating = false;
     return rec;
@@ -134,6 +163,29 @@ void thread_records_exit_cleanup()
         pthread_key_delete(g_key);
         g_key_ok = false;
         ox_once_reset(&g_key_once);
+    }
+}
+
+void forget_other_threads()
+{
+    ThreadRecord *self = t_record;
+    ThreadRecord *rec = g_newest;
+    g_newest = nullptr;
+    while (rec != nullptr) {
+        ThreadRecord *older = rec->older;
+        rec->older = rec->newer = nullptr;
+        if (rec == self) {
+            rec->older = g_newest;
+            g_newest = rec;
+        } else {
+            if (rec->due_work != nullptr)
+                if (auto release = g_due_release_hook.load(std::memory_order_acquire))
+                    release(*rec);
+            free_calls(rec->incoming.exchange(nullptr));
+            free_calls(rec->ready);
+            rec->ready = nullptr;
+        }
+        rec = older;
     }
 }
 

@@ -72,6 +72,11 @@ struct ThreadRecord {
     FILE *debug_stream = nullptr;
     int debug_borrowed = 0;
     bool debug_plain = false;  // a file that takes the line's bytes as they are
+
+    // Every record of the process, so that a forked child can forget the
+    // threads it does not have.
+    ThreadRecord *older = nullptr;
+    ThreadRecord *newer = nullptr;
 };
 
 // The calling thread's record, created on first use.  Allocation failure of
@@ -108,6 +113,11 @@ void thread_record_release();
 // frees the calling thread's record, and the key too when
 // Ox_atexit_ox_threadstorage_destroy is set.
 void thread_records_exit_cleanup();
+
+// In a forked child: the records of the threads that do not exist there
+// are unlinked and left (another thread might have been using them), their
+// timers detached and their queued calls dropped.
+void forget_other_threads();
 
 // Called with a record just before it is freed at thread end, while the
 // record is still the thread's own; the thread layer uses it to settle the

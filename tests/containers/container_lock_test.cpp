@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "cairn/concurrency.h"
 #include "cairn/containers.h"
@@ -120,8 +122,11 @@ TEST(ContainerLock, CancelInsideCallbackTakesEffectAfterTheLockIsReleased)
         ASSERT_EQ(ox_thread_start(victim), OX_SUCCESS);
         ASSERT_TRUE(eventually([&] { return inside.entered.load() == 1; }));
         ASSERT_EQ(ox_thread_cancel(victim), OX_SUCCESS);
-        // The cancel stays queued while the callback waits under the lock.
+        // The cancel stays queued while the callback waits under the lock;
+        // the pause gives a cancel that would run there the time to do so.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
         EXPECT_EQ(ox_thread_tryjoin(victim, nullptr), OX_EBUSY);
+        EXPECT_EQ(inside.left.load(), 0);
         ox_event_signal(inside.release);
 
         uint32_t code = 99;
