@@ -1,10 +1,56 @@
 // ox_once: exactly one caller runs the function; the others wait for it by
 // yielding, which suits the short start-up functions it guards.
+#include <pthread.h>
+
+#include <atomic>
 #include <cerrno>
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "platform/fork_guard.hpp"
 #include "platform/yield.hpp"
+
+namespace {
+
+// The onces whose function runs now, with the thread that runs it, so that
+// a forked child can reset those of threads it does not have (they would
+// never finish there).  A once that finds no free entry is not tracked.
+constexpr int kTracked = 32;
+struct Running {
+    std::atomic<ox_once_t *> once{nullptr};
+    pthread_t runner{};
+};
+Running g_running[kTracked];
+
+Running *track(ox_once_t *once)
+{
+    for (Running &r : g_running) {
+        ox_once_t *expected = nullptr;
+        if (r.once.load(std::memory_order_relaxed) == nullptr &&
+            r.once.compare_exchange_strong(expected, once, std::memory_order_acq_rel)) {
+            r.runner = pthread_self();
+            return &r;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+namespace cairn {
+
+void forget_unfinished_onces()
+{
+    for (Running &r : g_running) {
+        ox_once_t *once = r.once.load(std::memory_order_acquire);
+        if (once != nullptr && !pthread_equal(r.runner, pthread_self())) {
+            ox_once_reset(once);
+            r.once.store(nullptr, std::memory_order_relaxed);
+        }
+    }
+}
+
+}  // namespace cairn
 
 extern "C" {
 
@@ -18,8 +64,11 @@ int ox_once(ox_once_t *once, void (*fn)(void))
         return OX_SUCCESS;
     if (__atomic_load_n(&once->started, __ATOMIC_ACQUIRE) == 0 &&
         __atomic_add_fetch(&once->started, 1, __ATOMIC_ACQ_REL) == 1) {
+        Running *running = track(once);
         fn();
         __atomic_store_n(&once->done, 1, __ATOMIC_RELEASE);
+        if (running != nullptr)
+            running->once.store(nullptr, std::memory_order_release);
         return OX_SUCCESS;
     }
     while (!__atomic_load_n(&once->done, __ATOMIC_ACQUIRE))

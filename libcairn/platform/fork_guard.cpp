@@ -163,6 +163,7 @@ void in_child()
 {
     new (&g_fork_lock) pthread_mutex_t(PTHREAD_MUTEX_INITIALIZER);
     after_fork(release_in_child);
+    forget_unfinished_onces();
     forget_other_threads();
 }
 

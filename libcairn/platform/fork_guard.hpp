@@ -42,4 +42,8 @@ void fork_protect(ForkRank rank, pthread_mutex_t *(*current)());
 // A library mutex (one that may be held across user code or waited on).
 void fork_protect(ForkRank rank, ox_mutex *(*current)());
 
+// In a forked child: onces whose function another thread was running are
+// reset, so that the child runs them itself (what they made may leak).
+void forget_unfinished_onces();
+
 }  // namespace cairn

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,6 +22,8 @@
 namespace {
 
 std::atomic<bool> g_stop{false};
+// The step a child has reached, shared with the parent to name a hang.
+volatile int *g_step = nullptr;
 int g_item = 1;
 
 void nothing() {}
@@ -67,20 +70,25 @@ void hammer_timers()
 // Everything a child does; the step that failed is its exit status.
 int child_body()
 {
+    *g_step = 10;
     ox_mutex *m = ox_mutex_new();
     if (m == nullptr || ox_mutex_lock(m) != 0 || ox_mutex_unlock(m) != 0 || ox_event_destroy(m))
         return 10;
+    *g_step = 11;
     ox_event *e = ox_event_new();
     if (e == nullptr || ox_event_signal(e) != 0 || ox_event_wait(e) != 0 || ox_event_destroy(e))
         return 11;
+    *g_step = 12;
     ox_rwlock *rw = ox_rwlock_new();
     if (rw == nullptr || ox_rwlock_read_lock(rw) != 0 || ox_rwlock_unlock(rw) != 0 ||
         ox_rwlock_write_lock(rw) != 0 || ox_rwlock_unlock(rw) != 0 || ox_rwlock_destroy(rw))
         return 12;
+    *g_step = 13;
     ox_semaphore *s = ox_semaphore_new(0);
     if (s == nullptr || ox_semaphore_post(s) != 0 || ox_semaphore_wait(s) != 0 ||
         ox_semaphore_destroy(s))
         return 13;
+    *g_step = 14;
     ox_mtx *mtx = nullptr;
     ox_cond *cond = nullptr;
     timeval brief{0, 1000};
@@ -88,19 +96,23 @@ int child_body()
         ox_cond_timedwait(cond, mtx, &brief) != 0 || !ox_mtx_unlock(mtx) ||
         !ox_cond_destroy(cond) || !ox_mtx_destroy(mtx))
         return 14;
+    *g_step = 15;
     ox_list *l = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);
     if (l == nullptr || ox_list_append(l, nullptr, &g_item) != 0 || ox_list_size(l) != 1 ||
         ox_list_destroy(l))
         return 15;
+    *g_step = 16;
     ox_array *a = ox_array_new(nullptr, nullptr, nullptr, nullptr, 0);
     if (a == nullptr || ox_array_add(a, nullptr, &g_item) < 0 || ox_array_size(a) != 1 ||
         ox_array_destroy(a))
         return 16;
+    *g_step = 17;
     ox_thread *t = ox_thread_new(return_eleven, nullptr);
     uint32_t code = 0;
     if (t == nullptr || ox_thread_start(t) != 0 || ox_thread_join(t, &code) != 0 || code != 11 ||
         ox_thread_destroy(t))
         return 17;
+    *g_step = 18;
     int fired = 0;
     ox_timer *timer = ox_timer_new(1, 0, count_fire, &fired, nullptr);
     if (timer == nullptr || ox_timer_start(timer) != 0)
@@ -109,10 +121,12 @@ int child_body()
         ox_thread_sleep(1);
     if (fired < 2 || ox_timer_destroy(timer))
         return 18;
+    *g_step = 19;
     ox_threadstorage *key = ox_threadstorage_new(nullptr);
     if (key == nullptr || ox_threadstorage_set(key, &g_item) != 0 ||
         ox_threadstorage_get(key) != &g_item || ox_threadstorage_destroy(key))
         return 19;
+    *g_step = 20;
     if (ox_atexit(nothing) != 0 || ox_unatexit(nothing) != 0 || ox_putenv("CAIRN_FORK_CHILD=1"))
         return 20;
     return 0;
@@ -146,15 +160,22 @@ TEST(Fork, ChildrenUseEveryHandleTypeWhileThreadsHammerTheLocks)
     hammers.emplace_back(hammer_objects);
     hammers.emplace_back(hammer_frame);
     hammers.emplace_back(hammer_timers);
+    void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                        -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    g_step = static_cast<volatile int *>(shared);
     int hung = 0;
     for (int round = 0; round < 100 && hung < 3; ++round) {
+        *g_step = 0;
         pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0)
             _exit(child_body());
         int status = wait_with_deadline(pid, std::chrono::seconds(20));
-        if (status == -1)
+        if (status == -1) {
             ++hung;
+            ADD_FAILURE() << "round " << round << ": the child hung at step " << *g_step;
+        }
         else
             EXPECT_EQ(status, 0) << "round " << round;
     }
@@ -162,4 +183,5 @@ TEST(Fork, ChildrenUseEveryHandleTypeWhileThreadsHammerTheLocks)
     for (auto &h : hammers)
         h.join();
     EXPECT_EQ(hung, 0);
+    munmap(shared, sizeof(int));
 }
