@@ -5,8 +5,10 @@
 #include <sys/time.h>
 
 #include "cairn/concurrency.h"
+#include "concurrency/internal_lock.hpp"
 #include "platform/alloc.hpp"
 #include "platform/sync_object.hpp"
+#include "platform/thread_record.hpp"
 
 using namespace cairn;
 
@@ -33,12 +35,18 @@ uint32_t timeout_ms(const struct timeval *rel)
     return ms >= kForever ? kForever - 1 : static_cast<uint32_t>(ms);
 }
 
-// Lock again after a wait, whatever interrupts it: the caller is promised
-// the mutex back.
-void relock(ox_mtx *m)
+// Take a lock whatever interrupts the wait: the caller is promised the
+// mutex back, and the inner lock is the library's own.
+void relock(ox_mtx *m) { acquire_internal(m->handle); }
+
+// A waiter leaves the count, on return or when its thread is ended inside
+// the wait.
+void forget_waiter(void *param)
 {
-    while (sync_wait(m->handle, kForever) != WaitStatus::signalled) {
-    }
+    auto *c = static_cast<ox_cond *>(param);
+    relock(&c->inner);
+    --c->waiters;
+    sync_mutex_release(c->inner.handle);
 }
 
 }  // namespace
@@ -145,10 +153,12 @@ int ox_cond_timedwait(ox_cond *c, ox_mtx *m, const struct timeval *rel)
     ++c->waiters;
     sync_mutex_release(c->inner.handle);
     sync_mutex_release(m->handle);  // only "not owner" can fail, which is fine
-    WaitStatus status = sync_wait(c->handle, timeout_ms(rel));
-    relock(&c->inner);
-    --c->waiters;
-    sync_mutex_release(c->inner.handle);
+    WaitStatus status;
+    {
+        UnwindOnEnd undo(forget_waiter, c);
+        status = sync_wait(c->handle, timeout_ms(rel));
+    }
+    forget_waiter(c);
     relock(m);
     return status == WaitStatus::signalled ? 1 : 0;
 }

@@ -1,5 +1,6 @@
 // The process-wide object registry: slots of (object, reference count,
 // destructor), the lowest free slot reused first, grown 32 slots at a time.
+#include "platform/fork_guard.hpp"
 #include "concurrency/object_registry.hpp"
 
 #include <atomic>
@@ -62,7 +63,9 @@ struct Registry {
         return true;
     }
 
-    // The slot that holds `obj` according to its header, or nullptr.
+    // The slot that holds `obj` according to its header, or nullptr.  A
+    // slot at count 0 belongs to an object whose destructor runs: it is
+    // gone for every caller but that destructor (see live_slot_of).
     Slot *slot_of(void *obj)
     {
         int32_t index = static_cast<ox_object_header *>(obj)->index;
@@ -70,6 +73,13 @@ struct Registry {
             return nullptr;
         Slot &slot = at(static_cast<std::size_t>(index));
         return slot.obj == obj ? &slot : nullptr;
+    }
+
+    // The slot of a live object (count above 0), or nullptr.
+    Slot *live_slot_of(void *obj)
+    {
+        Slot *slot = slot_of(obj);
+        return slot != nullptr && slot->refs > 0 ? slot : nullptr;
     }
 
     void release(Slot &slot, std::size_t index)
@@ -83,7 +93,17 @@ std::atomic<Registry *> g_registry;
 ox_once_t g_registry_once;
 std::atomic<bool> g_cleanup_enabled;
 
-void create_registry() { g_registry.store(mem_new<Registry>(), std::memory_order_release); }
+CriticalSection *registry_lock()
+{
+    Registry *r = g_registry.load(std::memory_order_acquire);
+    return r != nullptr ? &r->lock : nullptr;
+}
+
+void create_registry()
+{
+    g_registry.store(mem_new<Registry>(), std::memory_order_release);
+    fork_protect(ForkRank::registry, registry_lock);
+}
 
 // The registry, created on first use.  A failed creation is retried by the
 // next registration instead of being remembered.
@@ -190,7 +210,7 @@ int ox_object_reference(void *obj)
     if (r == nullptr)
         return stale_public();
     CriticalSectionLock hold(r->lock);
-    Slot *slot = r->slot_of(obj);
+    Slot *slot = r->live_slot_of(obj);
     if (slot == nullptr)
         return stale_public();
     ++slot->refs;
@@ -207,7 +227,7 @@ int ox_object_unreference(void *obj)
     ox_object_destructor destructor = nullptr;
     {
         CriticalSectionLock hold(r->lock);
-        Slot *slot = r->slot_of(obj);
+        Slot *slot = r->live_slot_of(obj);
         if (slot == nullptr)
             return stale_public();
         if (slot->refs-- > 1)

@@ -1,8 +1,8 @@
 // Deferred cancellation and the clean-up stack.
 //
 // A cancel is a call queued to the target thread; it runs at the thread's
-// next alertable wait.  There it runs the storage destructors and the
-// clean-up entries and then ends the thread with exit code 1.  A thread the
+// next alertable wait.  There it takes the thread's end steps (see
+// run_end_steps) and then ends the thread with exit code 1.  A thread the
 // library created is ended by a jump back into its entry function, which
 // skips the frames in between without unwinding them: the wait core holds
 // no lock and no object with a destructor at the point where queued calls
@@ -21,17 +21,13 @@ namespace {
 void cancel_routine(void *param)
 {
     auto *t = static_cast<ox_thread *>(param);
-    _ox_threadstorage_expunge();
-    run_cleanup_entries(t);
     ThreadRecord *rec = thread_record_peek();
-    if (rec != nullptr && rec->exit_landing != nullptr)
+    if (rec == nullptr)
+        return;
+    run_end_steps(t, *rec);
+    if (rec->exit_landing != nullptr)
         std::longjmp(*static_cast<std::jmp_buf *>(rec->exit_landing), 1);
-    {
-        CriticalSectionLock hold(*t->lock);
-        if (t->state != kThreadDetached)
-            t->state = kThreadCancelled;
-        t->exit_code = 1;
-    }
+    settle_ended(t, *rec, 1, true, false);
     pthread_exit(nullptr);
 }
 

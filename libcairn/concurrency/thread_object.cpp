@@ -54,9 +54,15 @@ ox_thread *thread_object_create(ox_thread_fn fn, void *arg)
     return t;
 }
 
+void handle_release(PlatformThread *handle)
+{
+    if (handle != nullptr && handle->holders.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        mem_delete(handle);
+}
+
 void thread_object_free(ox_thread *t)
 {
-    mem_delete(t->handle);
+    handle_release(t->handle);
     mem_delete(t->lock);
     t->header.flags = 0;
     mem_delete(t);
@@ -85,6 +91,42 @@ void run_cleanup_entries(ox_thread *t)
         if (fn != nullptr)
             fn(arg);
     }
+}
+
+void run_end_steps(ox_thread *t, ThreadRecord &rec)
+{
+    QueuedCallsHeld no_calls;
+    run_unwind_steps(rec);
+    _ox_threadstorage_expunge();
+    run_cleanup_entries(t);
+}
+
+void settle_ended(ox_thread *t, ThreadRecord &rec, uint32_t code, bool cancelled,
+                  bool release_record)
+{
+    bool adopted;
+    {
+        CriticalSectionLock hold(*t->lock);
+        t->record = nullptr;
+        rec.thread = nullptr;
+        adopted = t->handle->adopted;
+    }
+    if (release_record)
+        thread_record_release();
+    bool detached;
+    {
+        CriticalSectionLock hold(*t->lock);
+        detached = t->state == kThreadDetached;
+        if (!detached) {
+            t->state = cancelled ? kThreadCancelled : kThreadReturned;
+            t->exit_code = code;
+        }
+        sync_event_set(&t->handle->ended);
+    }
+    if (detached)
+        thread_object_free_detached(t);
+    else if (adopted && _ox_object_unreference(t) == 0)
+        thread_object_free(t);
 }
 
 }  // namespace cairn

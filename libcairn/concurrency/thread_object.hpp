@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <cstdint>
 
 #include "cairn/concurrency.h"
@@ -29,7 +30,13 @@ struct PlatformThread {
     SyncObject ended{SyncKind::manual_event};
     pthread_t tid{};
     bool adopted = false;
+    // The object and every joiner waiting on the handle each hold it, so a
+    // restart or destroy never frees it under a joiner.
+    std::atomic<int32_t> holders{1};
 };
+
+// Let go of a handle; the last holder frees it.  nullptr is ignored.
+void handle_release(PlatformThread *handle);
 
 enum ThreadState : int32_t {
     kThreadNew = 0,
@@ -79,6 +86,23 @@ bool is_calling_thread(const ox_thread *t);
 
 // Pop and run every clean-up entry of `t`, newest first.
 void run_cleanup_entries(ox_thread *t);
+
+// The one way a thread ends, whatever ends it (its function returned, a
+// cancel, the end of a thread the library adopted), in two halves.
+//
+// First, in the ending thread: the undo steps of the wait it was ended in,
+// the storage destructors, then the clean-up entries, newest first.  Queued
+// calls wait meanwhile: a cancel that arrives now comes too late and goes
+// with the record.
+void run_end_steps(ox_thread *t, ThreadRecord &rec);
+// Then the object is settled: the thread stops being a target of queued
+// calls, `release_record` frees its record (a library thread, so that
+// nothing of the library is left to free once it has ended), the state and
+// exit code are set and the joiners wake.  A thread destroyed while it ran
+// frees its object here; an adopted thread drops the reference its record
+// held.
+void settle_ended(ox_thread *t, ThreadRecord &rec, uint32_t code, bool cancelled,
+                  bool release_record);
 
 // How a thread that the library did not create is settled when it ends.
 void adopted_thread_ended(ThreadRecord &rec);

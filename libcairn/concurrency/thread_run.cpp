@@ -33,59 +33,30 @@ void attach(ox_thread *t, ThreadRecord *rec)
         rec->thread = t;
 }
 
-// The thread's function is over.  The thread first stops being a target
-// of queued calls and releases its own record (so that nothing of the
-// library is left to free after this thread has ended); then a destroyed
-// thread frees its object, and any other leaves its exit code and wakes its
-// joiners.
-void finish(ox_thread *t, ThreadRecord *rec, uint32_t code, bool cancelled)
-{
-    {
-        CriticalSectionLock hold(*t->lock);
-        t->record = nullptr;
-        if (rec != nullptr)
-            rec->thread = nullptr;
-    }
-    thread_record_release();
-    t->lock->lock();
-    if (t->state == kThreadDetached) {
-        t->lock->unlock();
-        thread_object_free_detached(t);
-        return;
-    }
-    t->state = cancelled ? kThreadCancelled : kThreadReturned;
-    t->exit_code = code;
-    sync_event_set(&t->handle->ended);
-    t->lock->unlock();
-}
-
 // Runs the start function.  A cancel ends the thread from inside one of its
-// waits by jumping back here, after it ran the storage destructors and the
-// clean-up entries itself (their arguments may live in the frames that the
-// jump leaves).
+// waits by jumping back here, after it took the end steps itself (the
+// clean-up entries' arguments may live in the frames that the jump leaves).
 void *thread_entry(void *param)
 {
     auto *t = static_cast<ox_thread *>(param);
     ThreadRecord *rec = thread_record();
     attach(t, rec);
+    if (rec == nullptr)  // only after a fatal failure to set up the thread
+        return nullptr;
     std::jmp_buf landing;
     volatile uint32_t code = 1;
     volatile bool cancelled = false;
     if (setjmp(landing) == 0) {
-        if (rec != nullptr)
-            rec->exit_landing = &landing;
+        rec->exit_landing = &landing;
         code = t->fn(t->arg);
     } else {
         cancelled = true;
         reset_after_exit_jump(*rec);
     }
-    if (rec != nullptr)
-        rec->exit_landing = nullptr;
-    if (!cancelled) {
-        _ox_threadstorage_expunge();
-        run_cleanup_entries(t);
-    }
-    finish(t, rec, code, cancelled);
+    rec->exit_landing = nullptr;
+    if (!cancelled)
+        run_end_steps(t, *rec);
+    settle_ended(t, *rec, code, cancelled, true);
     return nullptr;
 }
 
@@ -107,23 +78,20 @@ bool joinable_state(int32_t state)
            state == kThreadReturned;
 }
 
-// Wait for the thread to end, then mark it joined.  The handle stays with
-// the object until the next start or the destroy, so that every joiner
-// waits on a live handle.  While a thread that the library did not create
-// is awaited, a reference keeps its object alive: the thread drops its own
-// when it ends.
+// Wait for the thread to end, then mark it joined.  Every joiner holds the
+// handle it waits on and a reference to the object, so that a winning
+// joiner that restarts or destroys the thread frees neither under the
+// others; the last to let go frees them.
 int join_ended(ox_thread *t, PlatformThread *handle, uint32_t *code)
 {
-    bool adopted = handle->adopted;
-    if (adopted && ox_object_reference(t) != OX_SUCCESS)
-        return ox_error_get_last();
     WaitStatus status = sync_wait(&handle->ended, kForever);
     int rc = OX_SUCCESS;
     if (status != WaitStatus::signalled) {
         rc = wait_result(status);
     } else {
         CriticalSectionLock hold(*t->lock);
-        if (t->state != kThreadCancelled && t->state != kThreadReturned) {
+        if (t->handle != handle ||
+            (t->state != kThreadCancelled && t->state != kThreadReturned)) {
             rc = no_such_thread();  // joined by someone else meanwhile
         } else {
             t->state = kThreadJoined;
@@ -131,12 +99,14 @@ int join_ended(ox_thread *t, PlatformThread *handle, uint32_t *code)
                 *code = t->exit_code;
         }
     }
-    if (adopted && _ox_object_unreference(t) == 0)
+    handle_release(handle);
+    if (_ox_object_unreference(t) == 0)
         thread_object_free(t);
     return rc;
 }
 
-// The handle of a thread that may be joined, or nullptr with `rc` set.
+// The handle of a thread that may be joined, held for the caller together
+// with a reference to the object; or nullptr with `rc` set.
 PlatformThread *joinable_handle(ox_thread *t, bool try_form, int &rc)
 {
     CriticalSectionLock hold(*t->lock);
@@ -145,8 +115,11 @@ PlatformThread *joinable_handle(ox_thread *t, bool try_form, int &rc)
     else if (try_form ? t->state != kThreadCancelled && t->state != kThreadReturned
                       : !joinable_state(t->state))
         rc = no_such_thread();
-    else
+    else if ((rc = ox_object_reference(t)) != OX_SUCCESS) {
+    } else {
+        t->handle->holders.fetch_add(1, std::memory_order_relaxed);
         return t->handle;
+    }
     return nullptr;
 }
 
@@ -154,12 +127,12 @@ int join(ox_thread *t, uint32_t *code, bool try_form)
 {
     if (t == nullptr)
         return null_argument();
+    if (is_calling_thread(t))
+        return self_deadlock();
     int rc = OX_SUCCESS;
     PlatformThread *handle = joinable_handle(t, try_form, rc);
     if (handle == nullptr)
         return rc;
-    if (is_calling_thread(t))
-        return self_deadlock();
     return join_ended(t, handle, code);
 }
 
@@ -196,10 +169,10 @@ int ox_thread_start(ox_thread *t)
         if (rc != 0) {
             t->state = kThreadNew;
             t->handle = previous;
-            mem_delete(handle);
+            handle_release(handle);
             return ox_error_set_last(static_cast<uint32_t>(rc), OX_ERRKIND_ERRNO);
         }
-        mem_delete(previous);
+        handle_release(previous);
     }
     start_pause();
     return OX_SUCCESS;

@@ -36,28 +36,16 @@ ox_thread *adopt(ThreadRecord &rec)
 
 }  // namespace
 
-// The adopted thread is ending: its clean-up entries run, its joiners wake,
-// and its object goes unless someone else still holds a reference.
+// An adopted thread is ending: it takes the end steps and its object is
+// settled.  A thread the library created, or one a cancel already ended,
+// has no object left on its record by now.
 void adopted_thread_ended(ThreadRecord &rec)
 {
     auto *t = static_cast<ox_thread *>(rec.thread);
     if (t == nullptr)
         return;
-    run_cleanup_entries(t);
-    bool detached;
-    {
-        CriticalSectionLock hold(*t->lock);
-        t->record = nullptr;
-        rec.thread = nullptr;
-        detached = t->state == kThreadDetached;
-        if (t->state == kThreadRunning)
-            t->state = kThreadReturned;
-        sync_event_set(&t->handle->ended);
-    }
-    if (detached)
-        thread_object_free_detached(t);
-    else if (_ox_object_unreference(t) == 0)
-        thread_object_free(t);
+    run_end_steps(t, rec);
+    settle_ended(t, rec, 0, false, false);
 }
 
 }  // namespace cairn

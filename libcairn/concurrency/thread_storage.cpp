@@ -4,6 +4,7 @@
 #include <atomic>
 #include <csignal>
 
+#include "platform/fork_guard.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
@@ -31,7 +32,11 @@ ox_once_t g_list_once;
 std::atomic<CriticalSection *> g_list_lock{nullptr};
 KeyNode *g_keys = nullptr;  // guarded by g_list_lock
 
-void create_list_lock() { g_list_lock.store(mem_new<CriticalSection>(100)); }
+void create_list_lock()
+{
+    g_list_lock.store(mem_new<CriticalSection>(100));
+    fork_protect(ForkRank::key_list, [] { return g_list_lock.load(std::memory_order_acquire); });
+}
 
 // The key-list lock; the process cannot keep keys without it and stops.
 CriticalSection &list_lock()

@@ -3,6 +3,7 @@
 // and calls the runner below, which calls each due callback once.
 #include <cerrno>
 
+#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "frame/error_results.hpp"
@@ -44,6 +45,9 @@ namespace {
 CriticalSection &timers_lock()
 {
     static CriticalSection lock(100);
+    static const bool protected_at_fork =
+        (fork_protect(ForkRank::timers, [] { return &timers_lock(); }), true);
+    (void)protected_at_fork;
     return lock;
 }
 

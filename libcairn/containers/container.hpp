@@ -9,6 +9,7 @@
 #include "cairn/concurrency.h"
 #include "cairn/containers.h"
 #include "cairn/frame.h"
+#include "concurrency/internal_lock.hpp"
 #include "frame/error_results.hpp"
 
 // Element record of lists and tables.
@@ -75,19 +76,19 @@ int container_release(ContainerHeader *h, bool *last);
 void container_free(ContainerHeader *h);
 
 // The container mutex, held for the life of the guard unless the container
-// is flagged OX_CONTAINER_NOLOCK.  A re-entrant lock from a callback on the
-// same thread returns at once (self-deadlock) and is ignored.
+// is flagged OX_CONTAINER_NOLOCK; an internal lock, so the holder's queued
+// calls and due work wait until it is released.  A re-entrant lock from a
+// callback on the same thread takes nothing and releases nothing.
 class ContainerLock {
 public:
-    explicit ContainerLock(ContainerHeader *h);
-    ~ContainerLock();
-    ContainerLock(const ContainerLock &) = delete;
-    ContainerLock &operator=(const ContainerLock &) = delete;
+    explicit ContainerLock(ContainerHeader *h)
+        : lock_(h->mutex && !(h->flags & OX_CONTAINER_NOLOCK) ? h->mutex : nullptr)
+    {
+    }
 
 private:
-    ContainerHeader *h_;
+    InternalLock lock_;
 };
-
 
 // Lists, arrays and tables all keep an element's data and key first, so
 // iterators read them the same way whatever the container.

@@ -36,12 +36,15 @@ int container_release(ContainerHeader *h, bool *last)
     *last = false;
     if (h == nullptr)
         return null_argument();
+    // The reference goes under the lock that the iterator test took, so
+    // no iterator can be opened between the test and the release.
+    int left;
     {
         ContainerLock hold(h);
         if (h->iterators != nullptr)
             return report_errno(EBUSY);
+        left = _ox_object_unreference(h);
     }
-    int left = _ox_object_unreference(h);
     if (left < 0)
         return OX_ENOENT;
     *last = left == 0;
@@ -54,18 +57,6 @@ void container_free(ContainerHeader *h)
         ox_event_destroy(h->mutex);
     h->flags = 0;
     mem_free(h);
-}
-
-ContainerLock::ContainerLock(ContainerHeader *h) : h_(h)
-{
-    if (h_->mutex && !(h_->flags & OX_CONTAINER_NOLOCK))
-        ox_mutex_lock(h_->mutex);
-}
-
-ContainerLock::~ContainerLock()
-{
-    if (h_->mutex && !(h_->flags & OX_CONTAINER_NOLOCK))
-        ox_mutex_unlock(h_->mutex);
 }
 
 bool iterator_on(const ContainerHeader *h, const void *element)

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/fork_guard.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "diagnostics/debug_line.hpp"
@@ -48,8 +49,10 @@ int start_watch()
     pthread_mutex_lock(&g_start_lock);
     int rc = 0;
     if (!g_started) {
-        if (!g_fork_hook)
+        if (!g_fork_hook) {
             g_fork_hook = pthread_atfork(nullptr, nullptr, after_fork_in_child) == 0;
+            fork_protect(ForkRank::debug_event, [] { return &g_start_lock; });
+        }
         char name[kEventNameSize];
         event_name(static_cast<int>(getpid()), name, sizeof name);
         rc = named_event_watch(name, on_debug_event);

@@ -8,9 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "cairn/paths.h"
+#include "concurrency/internal_lock.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "frame/app_directory.hpp"
 #include "frame/directories.hpp"
@@ -61,15 +63,17 @@ void create_dirs_lock()
     if (g_dirs_lock == nullptr)
         raise(SIGTERM);  // a hard stop: the directory cache cannot be guarded
     register_exit_cleanup(destroy_dirs_lock);
+    fork_protect(ForkRank::directories, [] { return g_dirs_lock; });
+}
+
+ox_mutex *dirs_lock()
+{
+    ox_once(&g_dirs_once, create_dirs_lock);
+    return g_dirs_lock;
 }
 
 struct DirsLock {
-    DirsLock()
-    {
-        ox_once(&g_dirs_once, create_dirs_lock);
-        ox_mutex_lock(g_dirs_lock);
-    }
-    ~DirsLock() { ox_mutex_unlock(g_dirs_lock); }
+    InternalLock hold{dirs_lock()};
 };
 
 char *join(const char *dir, const char *sub)

@@ -2,6 +2,7 @@
 // and the ox_getenv() cache whose values are never freed while the process
 // runs (a changed value is retired, not released), so every pointer handed
 // out stays valid.
+#include "platform/fork_guard.hpp"
 #include "frame/environment.hpp"
 
 #include <cerrno>
@@ -88,9 +89,14 @@ void create_cache()
 
 // Guards the snapshot and every read or change of the process environment
 // made by the library (the C library's own calls are not thread-safe).
+// Guards the snapshot and every read or change of the process environment
+// made by the library (the C library's own calls are not thread-safe).
 CriticalSection &environment_lock()
 {
     static CriticalSection lock(100);
+    static const bool protected_at_fork =
+        (fork_protect(ForkRank::environment, [] { return &environment_lock(); }), true);
+    (void)protected_at_fork;
     return lock;
 }
 

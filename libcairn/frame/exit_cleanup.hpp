@@ -8,4 +8,9 @@ namespace cairn {
 // Returns 0 on success.
 int register_exit_cleanup(void (*handler)(void));
 
+// Make sure the C library's exit processing reaches the handler list (it
+// creates the list then if need be).  Allocates nothing of the library and
+// sets no last error, so it may be called from anywhere.
+void install_exit_hook();
+
 }  // namespace cairn

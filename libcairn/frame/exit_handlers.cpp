@@ -1,5 +1,6 @@
 // The library's exit handlers: an ox_list of functions, newest first, run by
 // ox_exit(), by the C library's exit processing, or on request.
+#include "platform/fork_guard.hpp"
 #include "frame/exit_handlers.hpp"
 
 #include <sys/socket.h>
@@ -14,7 +15,10 @@
 #include "cairn/concurrency.h"
 #include "cairn/containers.h"
 #include "cairn/frame.h"
+#include "concurrency/internal_lock.hpp"
+#include "containers/container.hpp"
 #include "frame/exit_cleanup.hpp"
+#include "platform/thread_record.hpp"
 
 namespace cairn {
 namespace {
@@ -50,13 +54,21 @@ void create()
     g_handlers = ox_list_new(nullptr, nullptr, same_handler, nullptr, 0);
     if (g_handlers == nullptr)
         fatal("Failed to create internal atexit list: %s.\n");
+    // The oldest entry, so it runs after every other handler.
+    if (ox_list_prepend(g_handlers, as_data(thread_records_exit_cleanup),
+                        as_data(thread_records_exit_cleanup)) != OX_SUCCESS)
+        fatal("Failed to create internal atexit list: %s.\n");
     g_name_lock = ox_mutex_new();
     if (g_name_lock == nullptr)
         fatal("Failed to create program name mutex: %s.\n");
+    fork_protect(ForkRank::exit_handlers, [] {
+        return g_handlers ? reinterpret_cast<ContainerHeader *>(g_handlers)->mutex : nullptr;
+    });
+    fork_protect(ForkRank::program_name, [] { return g_name_lock; });
     // A process that disabled exit handling before first use never gets
     // the hook.
-    if (g_enabled.load() && !g_hook_registered.exchange(true))
-        std::atexit(runtime_hook);
+    if (g_enabled.load())
+        install_exit_hook();
 }
 
 void ensure() { ox_once(&g_once, create); }
@@ -100,12 +112,18 @@ void close_standard(int fd)
 void program_name_lock()
 {
     ensure();
-    ox_mutex_lock(g_name_lock);
+    acquire_internal(g_name_lock);
 }
 
 void program_name_unlock() { ox_mutex_unlock(g_name_lock); }
 
 int register_exit_cleanup(void (*handler)(void)) { return ox_atexit(handler); }
+
+void install_exit_hook()
+{
+    if (!g_hook_registered.exchange(true))
+        std::atexit(runtime_hook);
+}
 
 }  // namespace cairn
 
@@ -153,7 +171,10 @@ void ox_atexit_execute_and_remove_all(void)
     // The list is read again after every handler: handlers may register or
     // remove others, and new ones run in this same pass.
     void *data = nullptr;
-    while (ox_list_pop(g_handlers, &data) == OX_SUCCESS) {
+    // The size is asked first: a pop from the empty list would report
+    // through the last error and make the calling thread a new record after
+    // the records' clean-up, the last handler, released it.
+    while (ox_list_size(g_handlers) > 0 && ox_list_pop(g_handlers, &data) == OX_SUCCESS) {
         if (ox_exit_handler h = as_handler(data))
             h();
     }

@@ -4,7 +4,9 @@
 
 namespace cairn {
 
-CriticalSection::CriticalSection(int spin_count) : spin_count_(spin_count)
+CriticalSection::CriticalSection(int spin_count) : spin_count_(spin_count) { init(); }
+
+void CriticalSection::init()
 {
     pthread_mutexattr_t attr;
     pthread_mutexattr_init(&attr);

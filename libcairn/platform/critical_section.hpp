@@ -17,8 +17,13 @@ public:
     void lock();
     bool try_lock() { return pthread_mutex_trylock(&mutex_) == 0; }
     void unlock() { pthread_mutex_unlock(&mutex_); }
+    // In the child after fork(): the lock is made again, free (the parent's
+    // owner does not exist there).
+    void reset_in_child() { init(); }
 
 private:
+    void init();
+
     pthread_mutex_t mutex_;
     int spin_count_;
 };

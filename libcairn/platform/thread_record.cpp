@@ -2,12 +2,14 @@
 
 #include <pthread.h>
 #include <csignal>
-#include <cstdlib>
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/exit_cleanup.hpp"
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
+#include "platform/fork_guard.hpp"
+#include "platform/word_lock.hpp"
 
 namespace cairn {
 namespace {
@@ -34,8 +36,33 @@ void free_calls(QueuedCall *call)
     }
 }
 
+// Every record, newest first (see forget_other_threads).
+WordLock g_records_lock;
+ThreadRecord *g_newest = nullptr;
+
+WordLock *records_lock() { return &g_records_lock; }
+
+void link_record(ThreadRecord *rec)
+{
+    WordLockHold hold(g_records_lock);
+    rec->older = g_newest;
+    if (g_newest != nullptr)
+        g_newest->newer = rec;
+    g_newest = rec;
+}
+
+void unlink_record(ThreadRecord *rec)
+{
+    WordLockHold hold(g_records_lock);
+    (rec->newer != nullptr ? rec->newer->older : g_newest) = rec->older;
+    if (rec->older != nullptr)
+        rec->older->newer = rec->newer;
+    rec->older = rec->newer = nullptr;
+}
+
 void free_record(ThreadRecord *rec)
 {
+    unlink_record(rec);
     if (auto hook = g_end_hook.load(std::memory_order_acquire))
         hook(*rec);
     if (rec->due_work != nullptr)
@@ -56,31 +83,13 @@ void record_destructor(void *value)
         t_record = nullptr;
 }
 
-void release_library_key();
-
+// The records' exit-time clean-up is the oldest entry of the exit-handler
+// list, which the exit hook reaches (creating it then if need be).
 void create_key()
 {
     g_key_ok = pthread_key_create(&g_key, record_destructor) == 0;
-    // The record is made inside ox_error_set_last(), which may run under any
-    // library lock (an allocation failure reports through it), so its
-    // clean-up goes straight to the C library's exit processing rather than
-    // through the library's handler list, whose set-up takes locks and
-    // allocates.  Registered before the handler list's own hook, it runs
-    // after every library exit handler.
-    if (g_key_ok)
-        std::atexit(release_library_key);
-}
-
-// Exit-time clean-up of the library's own key: the calling thread's record
-// goes, the key itself only when the exit handling asks for it.
-void release_library_key()
-{
-    thread_record_release();
-    if (Ox_atexit_ox_threadstorage_destroy != 0 && g_key_ok) {
-        pthread_key_delete(g_key);
-        g_key_ok = false;
-    }
-    ox_once_reset(&g_key_once);
+    fork_protect(ForkRank::records, records_lock);
+    install_exit_hook();
 }
 
 ThreadRecord *fatal_record_failure(ThreadRecord *rec)
@@ -106,6 +115,7 @@ ThreadRecord *thread_record()
     auto *rec = mem_new<ThreadRecord>();
     if (rec == nullptr || !g_key_ok || pthread_setspecific(g_key, rec) != 0)
         return fatal_record_failure(rec);
+    link_record(rec);
     t_record = rec;
     t_creating = false;
     return rec;
@@ -120,6 +130,63 @@ void thread_record_release()
         pthread_setspecific(g_key, nullptr);
     free_record(rec);
     t_record = nullptr;
+}
+
+UnwindOnEnd::UnwindOnEnd(void (*fn)(void *), void *arg) : rec_(thread_record()), step_{fn, arg, nullptr}
+{
+    if (rec_ != nullptr) {
+        step_.next = rec_->unwind;
+        rec_->unwind = &step_;
+    }
+}
+
+UnwindOnEnd::~UnwindOnEnd()
+{
+    if (rec_ != nullptr)
+        rec_->unwind = step_.next;
+}
+
+void run_unwind_steps(ThreadRecord &rec)
+{
+    while (UnwindStep *step = rec.unwind) {
+        rec.unwind = step->next;
+        step->fn(step->arg);
+    }
+}
+
+// Exit-time clean-up of the library's own key: the calling thread's record
+// goes, the key itself only when the exit handling asks for it.
+void thread_records_exit_cleanup()
+{
+    thread_record_release();
+    if (Ox_atexit_ox_threadstorage_destroy != 0 && g_key_ok) {
+        pthread_key_delete(g_key);
+        g_key_ok = false;
+        ox_once_reset(&g_key_once);
+    }
+}
+
+void forget_other_threads()
+{
+    ThreadRecord *self = t_record;
+    ThreadRecord *rec = g_newest;
+    g_newest = nullptr;
+    while (rec != nullptr) {
+        ThreadRecord *older = rec->older;
+        rec->older = rec->newer = nullptr;
+        if (rec == self) {
+            rec->older = g_newest;
+            g_newest = rec;
+        } else {
+            if (rec->due_work != nullptr)
+                if (auto release = g_due_release_hook.load(std::memory_order_acquire))
+                    release(*rec);
+            free_calls(rec->incoming.exchange(nullptr));
+            free_calls(rec->ready);
+            rec->ready = nullptr;
+        }
+        rec = older;
+    }
 }
 
 void set_due_work_release_hook(void (*hook)(ThreadRecord &rec))

@@ -34,6 +34,15 @@ inline uint64_t next_thread_seq()
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
+// An undo step of a library wait's bookkeeping, on the waiting frame's
+// stack: a thread ended inside the wait skips that frame, so the thread's
+// end runs the step instead.
+struct UnwindStep {
+    void (*fn)(void *);
+    void *arg;
+    UnwindStep *next;
+};
+
 struct ThreadRecord {
     void *thread = nullptr;        // the thread's ox_thread object, if any
     ErrorRecord *error = nullptr;  // last error, created on first use
@@ -58,6 +67,8 @@ struct ThreadRecord {
     // Where the library's thread entry resumes when the thread is ended
     // from inside a wait (a jmp_buf of the entry), or nullptr.
     void *exit_landing = nullptr;
+    // Undo steps of the waits in progress, innermost first.
+    UnwindStep *unwind = nullptr;
 
     // Work that falls due on this thread (the timers it armed), owned by the
     // due-work component; released with the record.
@@ -72,6 +83,11 @@ struct ThreadRecord {
     FILE *debug_stream = nullptr;
     int debug_borrowed = 0;
     bool debug_console = false;  // the debug stream is a terminal (found when it is set)
+
+    // Every record of the process, so that a forked child can forget the
+    // threads it does not have.
+    ThreadRecord *older = nullptr;
+    ThreadRecord *newer = nullptr;
 };
 
 // The calling thread's record, created on first use.  Allocation failure of
@@ -80,11 +96,39 @@ struct ThreadRecord {
 // (an allocation failure reporting itself) or after such a fatal failure.
 ThreadRecord *thread_record();
 
+// Pushes an undo step for the life of a library wait (see UnwindStep).
+class UnwindOnEnd {
+public:
+    UnwindOnEnd(void (*fn)(void *), void *arg);
+    ~UnwindOnEnd();
+    UnwindOnEnd(const UnwindOnEnd &) = delete;
+    UnwindOnEnd &operator=(const UnwindOnEnd &) = delete;
+
+private:
+    ThreadRecord *rec_;
+    UnwindStep step_;
+};
+
+// Run and drop the calling thread's undo steps, innermost first.
+void run_unwind_steps(ThreadRecord &rec);
+
 // The calling thread's record, or nullptr when it has none yet.
 ThreadRecord *thread_record_peek();
 
 // Free the calling thread's record now (exit-time clean-up).
 void thread_record_release();
+
+// Exit-time clean-up, on the library's exit-handler list from the moment
+// the list exists (registering there allocates, which the record's own
+// creation, reached from any error report under any lock, must not do):
+// frees the calling thread's record, and the key too when
+// Ox_atexit_ox_threadstorage_destroy is set.
+void thread_records_exit_cleanup();
+
+// In a forked child: the records of the threads that do not exist there
+// are unlinked and left (another thread might have been using them), their
+// timers detached and their queued calls dropped.
+void forget_other_threads();
 
 // Called with a record just before it is freed at thread end, while the
 // record is still the thread's own; the thread layer uses it to settle the

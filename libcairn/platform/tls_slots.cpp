@@ -1,3 +1,4 @@
+#include "platform/fork_guard.hpp"
 #include "platform/tls_slots.hpp"
 
 #include <atomic>
@@ -15,6 +16,7 @@ constexpr uint32_t kLibrarySlot = 0;
 constexpr uint32_t kFirstTableSize = 64;
 
 WordLock g_lock;
+WordLock *slots_lock() { return &g_lock; }
 bool g_used[kTlsSlotCount];
 std::atomic<uint32_t> g_generation[kTlsSlotCount];
 
@@ -47,6 +49,8 @@ bool reserve(ThreadRecord &rec, uint32_t index)
 
 int tls_alloc()
 {
+    static const bool protected_at_fork = (fork_protect(ForkRank::tls_slots, slots_lock), true);
+    (void)protected_at_fork;
     WordLockHold hold(g_lock);
     for (uint32_t i = kLibrarySlot + 1; i < kTlsSlotCount; ++i) {
         if (!g_used[i]) {

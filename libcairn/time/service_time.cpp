@@ -2,6 +2,7 @@
 // Its lock is made on first use under a once-guard and destroyed at exit.
 #include <new>
 
+#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/time.h"
 #include "frame/exit_cleanup.hpp"
@@ -34,6 +35,7 @@ namespace {
 void create_service_lock()
 {
     g_lock = new (g_lock_storage) cairn::CriticalSection(100);
+    cairn::fork_protect(cairn::ForkRank::service_time, [] { return g_lock; });
     cairn::register_exit_cleanup(cairn::service_time_exit_cleanup);
 }
 

@@ -137,6 +137,29 @@ TEST(ObjectRegistry, DestructorRunsWithoutTheRegistryLock)
     EXPECT_GE(other_index.load(), 0);
 }
 
+TEST(ObjectRegistry, DyingObjectCannotBeReferencedAgain)
+{
+    // While the destructor runs (count 0, the slot not yet dropped), the
+    // object is gone for everyone else: a new reference or release is 49.
+    static Obj o;
+    static std::atomic<int> seen_reference{-1};
+    static std::atomic<int> seen_unreference{-1};
+    auto destructor = [](void *p) -> int {
+        std::thread other([p] {
+            seen_reference = ox_object_reference(p);
+            seen_unreference = ox_object_unreference(p);
+        });
+        other.join();
+        return counting_destructor(p);
+    };
+    ASSERT_GE(register_obj(o, destructor), 0);
+    EXPECT_EQ(ox_object_unreference(&o), OX_SUCCESS);
+    EXPECT_EQ(seen_reference.load(), OX_ENOENT);
+    EXPECT_EQ(seen_unreference.load(), OX_ENOENT);
+    EXPECT_EQ(o.destroyed, 1);
+    EXPECT_EQ(ox_object_reference(&o), OX_ENOENT);
+}
+
 TEST(ObjectRegistry, ConcurrentReferencesBalance)
 {
     Obj o;

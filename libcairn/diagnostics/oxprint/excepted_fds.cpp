@@ -1,3 +1,4 @@
+#include "platform/fork_guard.hpp"
 #include "diagnostics/oxprint/excepted_fds.hpp"
 
 #include <csignal>
@@ -36,6 +37,7 @@ void create_lock()
         return;
     }
     register_exit_cleanup(excepted_list_cleanup);
+    fork_protect(ForkRank::output_fds, [] { return g_lock; });
 }
 
 CriticalSection &lock()
