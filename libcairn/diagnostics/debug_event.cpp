@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "platform/fork_guard.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
+#include "platform/fork_guard.hpp"
 #include "platform/named_event.hpp"
 
 namespace cairn {
