@@ -1,6 +1,5 @@
 // The process-wide object registry: slots of (object, reference count,
 // destructor), the lowest free slot reused first, grown 32 slots at a time.
-#include "platform/fork_guard.hpp"
 #include "concurrency/object_registry.hpp"
 
 #include <atomic>
@@ -12,6 +11,7 @@
 #include "concurrency/free_slot_index.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
+#include "platform/fork_guard.hpp"
 
 namespace cairn {
 namespace {

@@ -4,10 +4,10 @@
 #include <atomic>
 #include <csignal>
 
-#include "platform/fork_guard.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
+#include "platform/fork_guard.hpp"
 #include "platform/sync_object.hpp"
 #include "platform/tls_slots.hpp"
 

@@ -1,14 +1,15 @@
 // Timers deliver their callbacks as due work of the thread that armed them:
 // the wait core ends that thread's alertable waits when a timer falls due
 // and calls the runner below, which calls each due callback once.
+#include <atomic>
 #include <cerrno>
 
-#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "frame/error_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
+#include "platform/fork_guard.hpp"
 #include "platform/futex.hpp"
 #include "platform/sync_object.hpp"
 #include "platform/thread_record.hpp"
@@ -42,13 +43,18 @@ namespace {
 
 // Guards every thread's timer list and every timer's arming fields.  Taken
 // after a timer's own lock, never the other way round.
+CriticalSection g_timers_lock(100);
+std::atomic<bool> g_timers_lock_protected{false};
+
+// Entered for fork on first use without a guarded static: a forked child
+// must never wait on a static initialisation another thread was running.
 CriticalSection &timers_lock()
 {
-    static CriticalSection lock(100);
-    static const bool protected_at_fork =
-        (fork_protect(ForkRank::timers, [] { return &timers_lock(); }), true);
-    (void)protected_at_fork;
-    return lock;
+    if (!g_timers_lock_protected.load(std::memory_order_acquire)) {
+        fork_protect(ForkRank::timers, [] { return &g_timers_lock; });
+        g_timers_lock_protected.store(true, std::memory_order_release);
+    }
+    return g_timers_lock;
 }
 
 ox_timer *&list_of(ThreadRecord &rec) { return reinterpret_cast<ox_timer *&>(rec.due_work); }

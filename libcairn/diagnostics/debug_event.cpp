@@ -9,10 +9,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/fork_guard.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "diagnostics/debug_line.hpp"
+#include "platform/fork_guard.hpp"
 #include "platform/named_event.hpp"
 
 namespace cairn {

@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "cairn/paths.h"
@@ -20,6 +19,7 @@
 #include "frame/exit_cleanup.hpp"
 #include "frame/process_identity.hpp"
 #include "platform/alloc.hpp"
+#include "platform/fork_guard.hpp"
 
 namespace cairn {
 namespace {

@@ -2,9 +2,9 @@
 // and the ox_getenv() cache whose values are never freed while the process
 // runs (a changed value is retired, not released), so every pointer handed
 // out stays valid.
-#include "platform/fork_guard.hpp"
 #include "frame/environment.hpp"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -16,6 +16,7 @@
 #include "frame/exit_cleanup.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
+#include "platform/fork_guard.hpp"
 
 extern char **environ;
 
@@ -89,15 +90,22 @@ void create_cache()
 
 // Guards the snapshot and every read or change of the process environment
 // made by the library (the C library's own calls are not thread-safe).
+namespace {
 // Guards the snapshot and every read or change of the process environment
 // made by the library (the C library's own calls are not thread-safe).
+CriticalSection g_env_lock(100);
+std::atomic<bool> g_env_lock_protected{false};
+}  // namespace
+
+// Entered for fork on first use without a guarded static: a forked child
+// must never wait on a static initialisation another thread was running.
 CriticalSection &environment_lock()
 {
-    static CriticalSection lock(100);
-    static const bool protected_at_fork =
-        (fork_protect(ForkRank::environment, [] { return &environment_lock(); }), true);
-    (void)protected_at_fork;
-    return lock;
+    if (!g_env_lock_protected.load(std::memory_order_acquire)) {
+        fork_protect(ForkRank::environment, [] { return &g_env_lock; });
+        g_env_lock_protected.store(true, std::memory_order_release);
+    }
+    return g_env_lock;
 }
 
 bool environment_read(const char *name, char *out, std::size_t size)

@@ -1,6 +1,5 @@
 // The library's exit handlers: an ox_list of functions, newest first, run by
 // ox_exit(), by the C library's exit processing, or on request.
-#include "platform/fork_guard.hpp"
 #include "frame/exit_handlers.hpp"
 
 #include <sys/socket.h>
@@ -18,6 +17,7 @@
 #include "concurrency/internal_lock.hpp"
 #include "containers/container.hpp"
 #include "frame/exit_cleanup.hpp"
+#include "platform/fork_guard.hpp"
 #include "platform/thread_record.hpp"
 
 namespace cairn {

@@ -51,6 +51,9 @@ Entry g_entries[kRanks];
 // One fork at a time runs the handlers (they share the `taken` fields).
 pthread_mutex_t g_fork_lock = PTHREAD_MUTEX_INITIALIZER;
 ThreadRecord *g_forking_record = nullptr;
+// Guards the entries' kinds and the installation of the handlers.
+pthread_mutex_t g_claim_lock = PTHREAD_MUTEX_INITIALIZER;
+bool g_installed = false;
 
 void *take(Kind kind, void *lock)
 {
@@ -102,9 +105,11 @@ void forget_waiters(SyncObject &obj)
     obj.queued.store(0, std::memory_order_relaxed);
 }
 
-// In the child the C library's mutexes are made again (their owner is the
-// parent's thread id), the one-word locks are freed, and a library mutex
-// forgets the waiters of threads that are gone before it is released.
+// In the child every registered lock is made free again, whether prepare
+// took it or not (one registered while the fork ran may be held by a thread
+// that is gone): the C library's mutexes are made again (their owner is
+// the parent's thread id), the one-word locks are freed, and a library
+// mutex forgets the waiters of threads that are gone and is released.
 void release_in_child(Kind kind, void *lock)
 {
     switch (kind) {
@@ -120,7 +125,8 @@ void release_in_child(Kind kind, void *lock)
     case Kind::library_mutex: {
         auto *m = static_cast<ox_mutex *>(lock);
         forget_waiters(*m->handle);
-        ox_mutex_unlock(m);
+        m->owner.store(0, std::memory_order_relaxed);
+        m->handle->count.store(1, std::memory_order_relaxed);
         break;
     }
     case Kind::none:
@@ -162,6 +168,10 @@ void in_parent()
 void in_child()
 {
     new (&g_fork_lock) pthread_mutex_t(PTHREAD_MUTEX_INITIALIZER);
+    new (&g_claim_lock) pthread_mutex_t(PTHREAD_MUTEX_INITIALIZER);
+    for (Entry &e : g_entries)
+        if (e.taken == nullptr)
+            e.taken = current_lock(e);
     after_fork(release_in_child);
     forget_unfinished_onces();
     forget_other_threads();
@@ -170,15 +180,14 @@ void in_child()
 // The entry of `rank`, to be filled once; nullptr when it was already.
 Entry *claim(ForkRank rank, Kind kind)
 {
-    static const int installed = pthread_atfork(prepare, in_parent, in_child);
-    (void)installed;
-    static pthread_mutex_t claim_lock = PTHREAD_MUTEX_INITIALIZER;
     Entry &e = g_entries[static_cast<int>(rank)];
-    pthread_mutex_lock(&claim_lock);
+    pthread_mutex_lock(&g_claim_lock);
+    if (!g_installed)
+        g_installed = pthread_atfork(prepare, in_parent, in_child) == 0;
     bool fresh = e.kind == Kind::none;
     if (fresh)
         e.kind = kind;
-    pthread_mutex_unlock(&claim_lock);
+    pthread_mutex_unlock(&g_claim_lock);
     return fresh ? &e : nullptr;
 }
 

@@ -1,4 +1,3 @@
-#include "platform/fork_guard.hpp"
 #include "platform/tls_slots.hpp"
 
 #include <atomic>
@@ -6,6 +5,7 @@
 
 #include "cairn/frame.h"
 #include "platform/alloc.hpp"
+#include "platform/fork_guard.hpp"
 #include "platform/thread_record.hpp"
 #include "platform/word_lock.hpp"
 
@@ -17,6 +17,7 @@ constexpr uint32_t kFirstTableSize = 64;
 
 WordLock g_lock;
 WordLock *slots_lock() { return &g_lock; }
+std::atomic<bool> g_lock_protected{false};
 bool g_used[kTlsSlotCount];
 std::atomic<uint32_t> g_generation[kTlsSlotCount];
 
@@ -49,8 +50,10 @@ bool reserve(ThreadRecord &rec, uint32_t index)
 
 int tls_alloc()
 {
-    static const bool protected_at_fork = (fork_protect(ForkRank::tls_slots, slots_lock), true);
-    (void)protected_at_fork;
+    if (!g_lock_protected.load(std::memory_order_acquire)) {
+        fork_protect(ForkRank::tls_slots, slots_lock);
+        g_lock_protected.store(true, std::memory_order_release);
+    }
     WordLockHold hold(g_lock);
     for (uint32_t i = kLibrarySlot + 1; i < kTlsSlotCount; ++i) {
         if (!g_used[i]) {

@@ -2,11 +2,11 @@
 // Its lock is made on first use under a once-guard and destroyed at exit.
 #include <new>
 
-#include "platform/fork_guard.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/time.h"
 #include "frame/exit_cleanup.hpp"
 #include "platform/critical_section.hpp"
+#include "platform/fork_guard.hpp"
 #include "time/time_internal.hpp"
 
 namespace {

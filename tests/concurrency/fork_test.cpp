@@ -22,6 +22,7 @@
 namespace {
 
 std::atomic<bool> g_stop{false};
+std::atomic<int> g_warm{0};  // hammers that finished a first round
 // The step a child has reached, shared with the parent to name a hang.
 volatile int *g_step = nullptr;
 int g_item = 1;
@@ -32,7 +33,7 @@ uint32_t return_eleven(void *) { return 11; }
 
 void hammer_objects()
 {
-    while (!g_stop.load()) {
+    for (bool first = true; !g_stop.load(); first = false) {
         ox_mutex *m = ox_mutex_new();
         ox_mutex_lock(m);
         ox_list *l = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);
@@ -40,6 +41,8 @@ void hammer_objects()
         ox_mutex_unlock(m);
         ox_list_destroy(l);
         ox_event_destroy(m);
+        if (first)
+            g_warm.fetch_add(1);
     }
 }
 
@@ -54,6 +57,8 @@ void hammer_frame()
         if (n % 256 == 0)  // each change keeps the value it replaced alive
             ox_putenv("CAIRN_FORK_TEST=1");
         ox_getenv("CAIRN_FORK_TEST");
+        if (n == 0)
+            g_warm.fetch_add(1);
     }
 }
 
@@ -62,6 +67,8 @@ void hammer_timers()
     int fired = 0;
     ox_timer *t = ox_timer_new(1, 0, count_fire, &fired, nullptr);
     ox_timer_start(t);
+    ox_thread_sleep(1);
+    g_warm.fetch_add(1);
     while (!g_stop.load())
         ox_thread_sleep(1);
     ox_timer_destroy(t);
@@ -165,6 +172,10 @@ TEST(Fork, ChildrenUseEveryHandleTypeWhileThreadsHammerTheLocks)
     hammers.emplace_back(hammer_objects);
     hammers.emplace_back(hammer_frame);
     hammers.emplace_back(hammer_timers);
+    // Forks start once every hammer made its facilities (the fork of a
+    // process whose threads are still creating them is not covered here).
+    while (g_warm.load() < 3)
+        std::this_thread::yield();
     void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
                         -1, 0);
     ASSERT_NE(shared, MAP_FAILED);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <thread>
@@ -66,8 +67,11 @@ TEST(ThreadEnd, CancelDuringCleanupEntriesStillEndsTheThread)
         ox_thread *t = ox_thread_new(push_and_return, &w);
         ASSERT_EQ(ox_thread_start(t), OX_SUCCESS);
         ASSERT_TRUE(eventually([&] { return w.waiting.load() == 1; }));
-        // Too late to cancel: the thread is ending.  Its end goes on.
+        // Too late to cancel: the thread is ending.  Its end goes on.  The
+        // pause gives a cancel that would run in the entry's wait the time
+        // to do so before the entry is released.
         EXPECT_EQ(ox_thread_cancel(t), OX_SUCCESS);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
         ox_event_signal(w.release);
         uint32_t code = 0;
         int rc = -1;

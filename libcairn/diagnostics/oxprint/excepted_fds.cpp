@@ -1,4 +1,3 @@
-#include "platform/fork_guard.hpp"
 #include "diagnostics/oxprint/excepted_fds.hpp"
 
 #include <csignal>
@@ -9,6 +8,7 @@
 #include "frame/exit_cleanup.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
+#include "platform/fork_guard.hpp"
 
 extern "C" {
 CAIRN_API int32_t Mast_flag = 0;
