@@ -12,6 +12,7 @@
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/futex.hpp"
+#include "platform/thread_record.hpp"
 
 using namespace cairn;
 
@@ -108,6 +109,16 @@ WaitStatus wait_for_readers(ox_rwlock &rw, uint32_t ms)
     return status;
 }
 
+// A writer that ends (a cancel) while it waits for the readers gives the
+// entry lock back and stops draining, so readers and writers after it are
+// not shut out by a thread that is gone.
+void abandon_write(void *arg)
+{
+    auto *rw = static_cast<ox_rwlock *>(arg);
+    rw->state.fetch_and(~kRwWriterDraining, std::memory_order_seq_cst);
+    sync_mutex_release(rw->entry);
+}
+
 int write_lock(ox_rwlock *rw, uint32_t ms)
 {
     if (rw == nullptr)
@@ -115,7 +126,10 @@ int write_lock(ox_rwlock *rw, uint32_t ms)
     WaitStatus status = sync_wait(rw->entry, ms);
     if (status != WaitStatus::signalled)
         return wait_result(status, ms == 0);
-    status = wait_for_readers(*rw, ms);
+    {
+        UnwindOnEnd undo(abandon_write, rw);
+        status = wait_for_readers(*rw, ms);
+    }
     if (status == WaitStatus::signalled)
         return OX_SUCCESS;
     if (status == WaitStatus::interrupted)
