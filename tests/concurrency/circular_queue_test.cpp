@@ -103,6 +103,10 @@ TEST(CircularQueue, BlockingCallsWaitForTheOtherSide)
         ASSERT_EQ(ox_circularqueue_push(q, item(v)), 0);
     consumer.join();
     EXPECT_EQ(ox_circularqueue_trypop(q, &out), OX_ENOENT);
+    // Pushes signal not-empty whether or not anyone waits, and a timed pop
+    // waits once: a zero-time pop takes a signal left over from the pushes
+    // above (and, finding nothing, reports a time-out).
+    EXPECT_EQ(ox_circularqueue_timedpop(q, 0, &out), OX_ETIMEDOUT);
     // A timed pop ends when an item arrives during its wait.
     std::thread producer([q] { EXPECT_EQ(ox_circularqueue_push(q, item(7)), 0); });
     EXPECT_EQ(ox_circularqueue_timedpop(q, 60000, &out), 0);
