@@ -93,6 +93,14 @@ TEST(DebugEvent, ForkedChildWatchesItsOwnEvent)
     GTEST_SKIP() << "starting threads after a multi-threaded fork is outside the thread sanitizer";
 #endif
     ASSERT_EQ(ox_debug_event_start(), 0);
+    // Fork only once the parent's event thread serves: a thread still
+    // starting up at the fork may hold allocator locks the child needs.
+    ox_event_handler previous = regevent(OX_DEBUG_EVENT, custom_handler);
+    g_custom_calls.store(0);
+    ASSERT_EQ(ox_debug_event_signal(static_cast<int>(getpid())), 0);
+    ASSERT_TRUE(wait_for([] { return g_custom_calls.load() >= 1; }));
+    regevent(OX_DEBUG_EVENT, previous);
+    g_custom_calls.store(0);
     int out[2];
     ASSERT_EQ(pipe(out), 0);
     pid_t pid = fork();
