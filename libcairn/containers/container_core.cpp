@@ -36,15 +36,17 @@ int container_release(ContainerHeader *h, bool *last)
     *last = false;
     if (h == nullptr)
         return null_argument();
-    // The reference goes under the lock that the iterator test took, so
-    // no iterator can be opened between the test and the release.
-    int left;
+    // The reference goes only after the unlock has finished: while it is
+    // held no other holder can free the container, and with it the mutex
+    // this thread is still releasing.  An iterator opened between the test
+    // and the drop belongs to another holder, whose own reference makes
+    // this drop not the last.
     {
         ContainerLock hold(h);
         if (h->iterators != nullptr)
             return report_errno(EBUSY);
-        left = _ox_object_unreference(h);
     }
+    int left = _ox_object_unreference(h);
     if (left < 0)
         return OX_ENOENT;
     *last = left == 0;
