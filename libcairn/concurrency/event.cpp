@@ -50,9 +50,12 @@ int ox_event_signal(ox_event *e)
 {
     if (e == nullptr)
         return null_argument();
-    {
+    // A signal ends a broadcast chain.  With none under way there is
+    // nothing to end, and the lock is skipped: a broadcast that starts
+    // meanwhile is then simply ordered after this signal.
+    if (e->broadcast.load(std::memory_order_seq_cst) != 0) {
         CriticalSectionLock hold(e->cs);
-        e->broadcast = 0;
+        e->broadcast.store(0, std::memory_order_seq_cst);
     }
     sync_event_set(e->handle);
     return OX_SUCCESS;
@@ -64,7 +67,7 @@ int ox_event_broadcast(ox_event *e)
         return null_argument();
     CriticalSectionLock hold(e->cs);
     if (e->waiters.load(std::memory_order_seq_cst) > 0) {
-        e->broadcast = 1;
+        e->broadcast.store(1, std::memory_order_seq_cst);
         sync_event_set(e->handle);
     }
     return OX_SUCCESS;
@@ -79,7 +82,7 @@ int ox_event_timedwait(ox_event *e, uint32_t ms)
     if (status != WaitStatus::signalled)
         return wait_result(status);  // stays counted, as a broadcast expects
     CriticalSectionLock hold(e->cs);
-    if (e->waiters.fetch_sub(1, std::memory_order_seq_cst) - 1 > 0 && e->broadcast == 1)
+    if (e->waiters.fetch_sub(1, std::memory_order_seq_cst) - 1 > 0 && e->broadcast.load(std::memory_order_seq_cst) == 1)
         sync_event_set(e->handle);
     return OX_SUCCESS;
 }

@@ -23,5 +23,7 @@ struct ox_event {
     cairn::SyncObject *handle = nullptr;  // auto-reset event
     cairn::CriticalSection cs{4000};
     std::atomic<int32_t> waiters{0};
-    int32_t broadcast = 0;
+    // Written under `cs`; a signal reads it first without the lock (see
+    // ox_event_signal()).
+    std::atomic<int32_t> broadcast{0};
 };

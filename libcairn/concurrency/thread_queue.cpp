@@ -24,6 +24,7 @@ struct WorkerSlot {
     ox_threadqueue *q;
     ox_thread *thread;  // NULL while the slot is free
     bool busy;          // in the work function; under the guard
+    bool retired;       // left the count when it chose to retire; under the guard
 };
 
 // The queue whose worker the calling thread is, if any.
@@ -80,7 +81,9 @@ void worker_leave(void *arg)
     {
         CriticalSectionLock hold(*q->guard);
         slot->busy = false;
-        --q->threads;
+        if (!slot->retired)
+            --q->threads;
+        slot->retired = false;
         ++q->reaping;
     }
     t_worker_of = nullptr;
@@ -88,13 +91,19 @@ void worker_leave(void *arg)
 }
 
 // After a wait that timed out: a worker above the minimum with nothing
-// queued retires; every worker leaves on shutdown.
-bool should_retire(ox_threadqueue *q)
+// queued retires; every worker leaves on shutdown.  A retiring worker
+// leaves the count at once, under the same guard as the test, so that
+// workers timing out together never take the pool below its minimum.
+bool should_retire(ox_threadqueue *q, WorkerSlot *slot)
 {
     CriticalSectionLock hold(*q->guard);
     if (q->shutdown)
         return true;
-    return q->threads > q->min && ox_list_size(q->items) == 0;
+    if (q->threads <= q->min || ox_list_size(q->items) != 0)
+        return false;
+    --q->threads;
+    slot->retired = true;
+    return true;
 }
 
 // Take the first item under the guard, unless the queue is shutting down.
@@ -126,7 +135,7 @@ void worker_loop(ox_threadqueue *q, WorkerSlot *slot)
         int rc = ox_semaphore_timedwait(q->sem, g_idle_ms.load(std::memory_order_relaxed));
         ox_atomic_decrement(q->idle);
         if (rc == OX_ETIMEDOUT) {
-            if (should_retire(q))
+            if (should_retire(q, slot))
                 return;
             continue;
         }
