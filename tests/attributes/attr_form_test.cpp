@@ -167,6 +167,12 @@ TEST(AttrForm, PrintingToStreamsAndTheDebugLog)
     EXPECT_EQ(text.find("          "), std::string::npos) << "unpadded after nopadding";
     EXPECT_EQ(text.find("nopadding"), std::string::npos);
     EXPECT_NE(text.find("z: 1;\n"), std::string::npos);
+
+    CaptureFd one(2);
+    attr_dprint("single: ", name, ATTR_NO_PADDING);
+    text = one.text();
+    EXPECT_NE(text.find("single: "), std::string::npos) << text;
+    EXPECT_NE(text.find("Name: a, b;\n"), std::string::npos) << text;
 }
 
 TEST(AttrForm, BuildString)

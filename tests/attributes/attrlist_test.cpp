@@ -30,6 +30,15 @@ TEST(Attributes, SingleAttributes)
     EXPECT_EQ(none.get(), (Attrs{{"n", {}}}));
     EXPECT_EQ(null_value.get(), (Attrs{{"n", {}}}));
     EXPECT_EQ(attr_new(nullptr, "v"), nullptr);
+    // One record of a list is freed alone: the one after it stays (LSan
+    // checks that the values went with it).
+    attr_t *pair = attr_new("a", "1");
+    pair->next = attr_new("b", "2");
+    attr_t *second = pair->next;
+    attr_elem_free(pair);
+    attr_elem_free(nullptr);
+    AttrList kept(second);
+    EXPECT_EQ(kept.get(), (Attrs{{"b", {"2"}}}));
 
     AttrList a(Attrs{{"Name", {"x", "Y"}}});
     AttrList copy(attr_dup(a.head));

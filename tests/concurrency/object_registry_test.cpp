@@ -77,6 +77,33 @@ TEST(ObjectRegistry, GrowsBy32AndReusesTheLowestSlot)
     EXPECT_EQ(result.exit_code, 0) << result.err;
 }
 
+TEST(ObjectRegistry, ExitCleanupOnlyWhenEnabledAndFlagsSetByTheOwner)
+{
+    auto result = cairn::testing::run_in_child([] {
+        Obj a;
+        if (register_obj(a) != 0 || ox_object_set_attribute(&a, 0x40u) != 0 ||
+            a.header.flags != (OX_OBJECT_VALID | 0x40u) || ox_object_set_attribute(nullptr, 1) != OX_ENULL)
+            std::exit(1);
+        // Not enabled: the registry stays for late exit code.
+        ox_object_once_cleanup_atexit();
+        if (cairn::registry_capacity() != 32 || ox_object_reference(&a) != 0)
+            std::exit(2);
+        _ox_object_unreference(&a);
+        _ox_object_unreference(&a);
+        // Enabled: it is freed, and a later registration starts afresh.
+        enable_ox_object_cleanup();
+        ox_object_once_cleanup_atexit();
+        if (cairn::registry_capacity() != 0)
+            std::exit(3);
+        Obj b;
+        if (register_obj(b) != 0 || cairn::registry_live_count() != 1)
+            std::exit(4);
+        std::exit(0);
+    });
+    EXPECT_TRUE(result.exited);
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+}
+
 TEST(ObjectRegistry, RejectsNullUnflaggedAndForeignHandles)
 {
     EXPECT_EQ(ox_object_reference(nullptr), OX_EINVAL);

@@ -9,6 +9,8 @@
 
 #include "cairn/containers.h"
 #include "cairn/frame.h"
+#include "containers/container.hpp"
+#include "platform/alloc.hpp"
 #include "fault_injection.hpp"
 #include "platform/alloc_testing.hpp"
 
@@ -105,8 +107,12 @@ TEST(Array, ReferencesCopiesAndArguments)
     void *out = nullptr;
     ASSERT_EQ(ox_array_reference_b(a, ptr(5), &out), 0);
     EXPECT_EQ(ox_array_try_remove_node_b(a, ptr(5), &out), 12);
-    ASSERT_EQ(ox_array_unreference(a, ptr(5)), 0);
+    ASSERT_EQ(ox_array_unreference_b(a, ptr(5)), 0);
+    EXPECT_EQ(ox_array_unreference_b(a, ptr(7)), 49);
     EXPECT_EQ(ox_array_get(a, ptr(5), &out), 53);
+    EXPECT_EQ(out, nullptr);
+    out = ptr(1);
+    EXPECT_EQ(ox_array_get_b(a, ptr(5), &out), 53);  // the copy fails
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(ox_array_add(a, ptr(6), nullptr), 2);
     EXPECT_EQ(ox_array_add(nullptr, ptr(6), ptr(1)), 2);
@@ -144,8 +150,20 @@ TEST(Array, FailedGrowthLeavesTheArrayUnchanged)
     ox_array_destroy(a);
 }
 
-TEST(Array, ConstructorSurvivesEveryAllocationFailure)
+TEST(Array, ElementRecordsAndConstructorSurviveEveryAllocationFailure)
 {
+    cairn::testing::for_each_allocation_failure([] {
+        ox_node *node = ox_node_new(ptr(1), ptr(2));
+        if (node == nullptr)
+            return false;
+        EXPECT_EQ(node->data, ptr(1));
+        EXPECT_EQ(node->key, ptr(2));
+        EXPECT_EQ(node->expiry, OX_TTL_NEVER);
+        EXPECT_EQ(node->refs, 0);
+        EXPECT_EQ(node->next, nullptr);
+        cairn::mem_free(node);
+        return true;
+    });
     cairn::testing::for_each_allocation_failure([] {
         ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
         if (a == nullptr)

@@ -134,6 +134,16 @@ TEST_F(ExitHandlers, DisabledHandlingRunsNothingButExplicitCalls)
     });
     EXPECT_EQ(r2.exit_code, 0);
     EXPECT_EQ(written(), "[tsd=0][tsd=1]A");
+
+    // Enabling again restores exit handling.
+    auto r3 = cairn::testing::run_in_child([] {
+        ox_atexit(handler_c);
+        ox_atexit_disable();
+        ox_atexit_enable();
+        ox_exit(0);
+    });
+    EXPECT_EQ(r3.exit_code, 0);
+    EXPECT_EQ(written(), "[tsd=0][tsd=1]AC");
 }
 
 TEST_F(ExitHandlers, NullHandlers)

@@ -70,8 +70,11 @@ TEST_F(Init, BinDirectoryGivesItsParent)
     ProbeRun r = run("X/bxr/bin/Prog.Tool.exe", "bxr-fr");
     ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
     std::string app = root_ + "/X/bxr";
-    EXPECT_EQ(r.values["bindir"], app + "/bin");
-    EXPECT_EQ(r.values["tmpdir"], app + "/tmp");
+    for (const char *d : {"applogs", "bin", "cores", "cst", "debug", "etc", "gls", "index", "lib", "logs", "mm",
+                          "mod", "rap", "res", "tmp"})
+        EXPECT_EQ(r.values[std::string(d) + "dir"], app + "/" + d);
+    EXPECT_EQ(r.values["bindir_again"], app + "/bin");
+    EXPECT_EQ(r.values["argv0_kept"], "1");
     EXPECT_EQ(r.values["securedir"], app + "/tmp/sec");
     EXPECT_EQ(r.values["progname"], "prog");
     EXPECT_EQ(r.values["appname"], "bxr");
@@ -79,8 +82,11 @@ TEST_F(Init, BinDirectoryGivesItsParent)
     // The installation directory is the parent of the executable's directory.
     EXPECT_EQ(r.values["installdir"], app);
     EXPECT_EQ(r.values["debugfile"], app + "/tmp/oxdbg.tmp");
-    // The crypto search path is the installation's bin directory.
+    EXPECT_EQ(r.values["controlfile"], app + "/tmp/oxdbg.tmp");
+    // The crypto search path is the installation's bin directory, or the
+    // directory and subdirectory given.
     EXPECT_EQ(r.values["fips"], app + "/bin");
+    EXPECT_EQ(r.values["fips_given"], "/opt/x/lib64");
 }
 
 TEST_F(Init, WalksUpToTheApplicationName)
