@@ -53,6 +53,11 @@ int join_relative(char *abs, const char *cwd, const char *rel)
     return join(abs, cwd, dir_len, "\\", rel) ? 0 : cannot_make_absolute(ENAMETOOLONG);
 }
 
+// The drive of a current directory ("C:"): its first two characters when
+// the second is ':'.  A directory without a drive (every Linux directory)
+// gives none, so a rooted path stays rooted at the file-system root.
+std::size_t drive_length(const char *cwd) { return cwd[0] != '\0' && cwd[1] == ':' ? 2 : 0; }
+
 // The absolute form of `path` in `abs` (kPathMax bytes).  Returns 0 or 31.
 int make_absolute(const char *path, char *abs)
 {
@@ -65,7 +70,7 @@ int make_absolute(const char *path, char *abs)
     if (std::strcmp(path, ".") == 0)
         result = join(abs, cwd, std::strlen(cwd), "", "") ? 0 : cannot_make_absolute(ENAMETOOLONG);
     else if (is_slash(path[0]))
-        result = join(abs, cwd, std::strlen(cwd) < 2 ? std::strlen(cwd) : 2, "", path) ? 0 : cannot_make_absolute(ENAMETOOLONG);
+        result = join(abs, cwd, drive_length(cwd), "", path) ? 0 : cannot_make_absolute(ENAMETOOLONG);
     else
         result = join_relative(abs, cwd, path);
     if (result != 0)

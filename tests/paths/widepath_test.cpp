@@ -89,8 +89,9 @@ TEST_F(WidePath, MakingPathsAbsoluteAsTable)
         {"\\\\?\\C:\\x", "\\\\?\\C:\\x", 0},  // already a system path
         {"\\\\.\\pipe\\p", "\\\\.\\pipe\\p", 0},
         {".", "\\\\?\\" + here, 4},
-        {"/etc/x", "\\\\?\\" + here.substr(0, 2) + "\\etc\\x", 4},  // the directory's drive
-        {"\\etc", "\\\\?\\" + here.substr(0, 2) + "\\etc", 4},
+        // The current directory has no drive: a rooted path keeps its root.
+        {"/etc/x", "\\\\?\\\\etc\\x", 4},
+        {"\\etc", "\\\\?\\\\etc", 4},
         {"a/b", "\\\\?\\" + here + "\\a\\b", 4},
         {"a/", "\\\\?\\" + here + "\\a", 4},
         {"./a", "\\\\?\\" + here + "\\a", 4},
