@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cstdlib>
 
@@ -39,7 +41,8 @@ ChildResult run_in_child(const std::function<void()> &body, int timeout_ms)
         close(err[1]);
         body();
         fflush(nullptr);
-        std::exit(0);
+        // A failed assertion in the child reaches the parent by the status.
+        std::exit(::testing::Test::HasFailure() ? kChildAssertionFailed : 0);
     }
     close(out[1]);
     close(err[1]);
@@ -47,6 +50,7 @@ ChildResult run_in_child(const std::function<void()> &body, int timeout_ms)
     fcntl(err[0], F_SETFL, O_NONBLOCK);
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
     int status = 0;
+    bool timed_out = false;
     for (;;) {
         struct pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
         poll(fds, 2, 20);
@@ -57,6 +61,7 @@ ChildResult run_in_child(const std::function<void()> &body, int timeout_ms)
         if (std::chrono::steady_clock::now() > deadline) {
             kill(pid, SIGKILL);
             waitpid(pid, &status, 0);
+            timed_out = true;
             break;
         }
     }
@@ -72,6 +77,10 @@ ChildResult run_in_child(const std::function<void()> &body, int timeout_ms)
     } else if (WIFSIGNALED(status)) {
         result.signal = WTERMSIG(status);
     }
+    if (timed_out)
+        ADD_FAILURE() << "the child did not end within " << timeout_ms << " ms\n" << result.out << result.err;
+    else if (result.exited && result.exit_code == kChildAssertionFailed)
+        ADD_FAILURE() << "an assertion failed in the child:\n" << result.out << result.err;
     return result;
 }
 

@@ -15,8 +15,14 @@ struct ChildResult {
     std::string err;          // everything written to standard error
 };
 
+// The child's exit status when an assertion in `body` failed.
+constexpr int kChildAssertionFailed = 97;
+
 // Fork, run `body` in the child with its standard output and error captured,
-// and exit(0) when it returns.  Waits at most `timeout_ms` for the child.
+// and exit(0) when it returns (kChildAssertionFailed when an assertion in it
+// failed).  Waits at most `timeout_ms` for the child.  A failed assertion in
+// the child, or a child still running at the deadline (then killed), fails
+// the calling test with the child's output.
 ChildResult run_in_child(const std::function<void()> &body, int timeout_ms = 30000);
 
 }  // namespace cairn::testing
