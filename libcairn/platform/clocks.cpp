@@ -22,11 +22,13 @@ int64_t system_time_filetime()
 
 namespace {
 std::atomic<int32_t> g_seconds_offset{0};
+std::atomic<int64_t> g_frozen_seconds{-1};  // -1: the clock runs
 }
 
 int32_t clock_seconds32()
 {
-    auto now = static_cast<uint32_t>(std::time(nullptr));
+    int64_t frozen = g_frozen_seconds.load(std::memory_order_relaxed);
+    auto now = static_cast<uint32_t>(frozen >= 0 ? frozen : std::time(nullptr));
     return static_cast<int32_t>(now + static_cast<uint32_t>(g_seconds_offset.load(std::memory_order_relaxed)));
 }
 
@@ -35,5 +37,7 @@ int32_t clock_seconds32()
 namespace cairn::testing {
 
 void clock_seconds32_offset(int32_t seconds) { g_seconds_offset.store(seconds); }
+
+void clock_seconds32_freeze(bool frozen) { g_frozen_seconds.store(frozen ? std::time(nullptr) : -1); }
 
 }  // namespace cairn::testing

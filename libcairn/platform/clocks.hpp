@@ -31,4 +31,9 @@ namespace cairn::testing {
 // sleeping).  0 restores the real clock.
 void clock_seconds32_offset(int32_t seconds);
 
+// Stop the 32-bit seconds clock at the current second (offsets still
+// apply), so that a test cannot straddle a second boundary; false lets it
+// run again.
+void clock_seconds32_freeze(bool frozen);
+
 }  // namespace cairn::testing

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cerrno>
 #include <thread>
 #include <vector>
@@ -72,7 +73,9 @@ TEST(EventQueue, SignalWakesEveryWaiterWithAnInterrupt)
         });
     // A signal wakes only the waiters that are waiting: repeat it until the
     // three have each been interrupted once.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (interrupted.load() < 3) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << interrupted.load() << " of 3 interrupted";
         ASSERT_EQ(ox_eventqueue_signal(q), 0);
         std::this_thread::yield();
     }

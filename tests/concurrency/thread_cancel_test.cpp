@@ -97,7 +97,16 @@ struct Victim {
     }
 };
 
-void cancel_while_blocked(const std::string &name, std::function<void()> block)
+// Whether the thread sleeps in the wait core now.
+bool parked(ox_thread *t)
+{
+    cairn::CriticalSectionLock hold(*t->lock);
+    return t->record != nullptr && t->record->park.load() == 1;
+}
+
+// Cancels the victim once it is inside its wait (or, when `parks` is false,
+// once it is running its loop).
+void cancel_while_blocked(const std::string &name, std::function<void()> block, bool parks = true)
 {
     SCOPED_TRACE(name);
     Victim v;
@@ -108,6 +117,9 @@ void cancel_while_blocked(const std::string &name, std::function<void()> block)
     ASSERT_NE(t, nullptr);
     ASSERT_EQ(ox_thread_start(t), 0);
     ASSERT_TRUE(eventually([&] { return v.step.load() == 1; }));
+    if (parks) {
+        ASSERT_TRUE(eventually([&] { return parked(t); })) << "the victim never waited";
+    }
     EXPECT_EQ(ox_thread_cancel(t), 0);
     uint32_t code = 0;
     EXPECT_EQ(ox_thread_join(t, &code), 0);
@@ -139,10 +151,13 @@ TEST(ThreadCancel, EndsAThreadBlockedInEachKindOfWait)
     });
     cancel_while_blocked("sleep", [] { ox_thread_sleep(OX_WAIT_FOREVER); });
     cancel_while_blocked("join", [&] { ox_thread_join(b.sleeper, nullptr); });
-    cancel_while_blocked("test_cancel", [] {
-        for (;;)
-            ox_thread_test_cancel();
-    });
+    cancel_while_blocked(
+        "test_cancel",
+        [] {
+            for (;;)
+                ox_thread_test_cancel();
+        },
+        false);
 
     // Every wait list is empty again and the objects still work.
     EXPECT_EQ(b.mutex->handle->queued.load(), 0);

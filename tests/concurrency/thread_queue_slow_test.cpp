@@ -28,8 +28,10 @@ TEST(ThreadQueueSlow, ExtraWorkersRetireAfterSixtySecondsIdle)
     EXPECT_EQ(ox_threadqueue_size(q), 4);
     g_gate = true;
     auto start = std::chrono::steady_clock::now();
-    while (g_done.load() < 10)
+    while (g_done.load() < 10) {
+        ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << g_done.load() << " of 10 done";
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
     // Still four well before the idle time has passed.
     std::this_thread::sleep_for(std::chrono::seconds(50));
     EXPECT_EQ(ox_threadqueue_size(q), 4);

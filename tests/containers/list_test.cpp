@@ -35,9 +35,16 @@ struct ClockShift {
     ~ClockShift() { cairn::testing::clock_seconds32_offset(0); }
 };
 
+// The seconds clock stands still during each test: a time to live of 0
+// means "this second", which a running clock could end mid-test.
 class ListTest : public ::testing::Test {
 protected:
-    void SetUp() override { g_destroyed.clear(); }
+    void SetUp() override
+    {
+        g_destroyed.clear();
+        cairn::testing::clock_seconds32_freeze(true);
+    }
+    void TearDown() override { cairn::testing::clock_seconds32_freeze(false); }
 };
 
 TEST_F(ListTest, AppendWithTtlRefusesLiveDuplicatesAndReplacesExpiredOnes)

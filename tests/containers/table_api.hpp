@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "cairn/containers.h"
+#include "platform/clocks.hpp"
 
 namespace tabletest {
 
@@ -83,20 +84,24 @@ inline void PrintTo(const TableApi &a, std::ostream *os) { *os << a.name; }
 inline const TableApi kTable = TABLETEST_API(ox_table, ox_table, false);
 inline const TableApi kRwTable = TABLETEST_API(ox_rw_table, ox_rw_table, true);
 
-// The expiry seam shifts the real seconds clock; a real second that ticks
-// in the middle of a step would shift the test's clock too.  Steps keep
-// clear of the tick: within 20 ms of it, wait until just after it.
-inline void away_from_second_boundary()
-{
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    constexpr long kMargin = 20000000;
-    if (now.tv_nsec < kMargin || now.tv_nsec > 1000000000 - kMargin) {
-        long wait = now.tv_nsec < kMargin ? kMargin - now.tv_nsec : 1000000000 - now.tv_nsec + kMargin;
-        timespec pause{0, wait};
-        nanosleep(&pause, nullptr);
+// The 32-bit clock stopped at the second the guard was made in and made to
+// read that second plus s, so that no real second passes between steps.
+struct FrozenClock {
+    explicit FrozenClock(int32_t s = 0)
+    {
+        cairn::testing::clock_seconds32_offset(0);
+        cairn::testing::clock_seconds32_freeze(true);
+        to(s);
     }
-}
+    ~FrozenClock()
+    {
+        cairn::testing::clock_seconds32_offset(0);
+        cairn::testing::clock_seconds32_freeze(false);
+    }
+    FrozenClock(const FrozenClock &) = delete;
+    FrozenClock &operator=(const FrozenClock &) = delete;
+    void to(int32_t s) { cairn::testing::clock_seconds32_offset(s); }
+};
 
 // Keys are small integers; the hash is the key itself, so tests choose
 // buckets directly.

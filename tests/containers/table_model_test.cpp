@@ -118,14 +118,10 @@ void run_model(const TableApi &a, uint32_t seed)
     ASSERT_NE(t, nullptr);
     ox_iterator *its[2] = {ox_iterator_new(t), ox_iterator_new(t)};
     Model m{a.rw, std::vector<std::vector<Entry>>(kBuckets), {}};
-    cairn::testing::clock_seconds32_offset(0);
+    FrozenClock clock;
     const int32_t base = cairn::clock_seconds32();
     int32_t elapsed = 0;
-    auto set_clock = [&] {
-        away_from_second_boundary();
-        cairn::testing::clock_seconds32_offset(0);
-        cairn::testing::clock_seconds32_offset(base + elapsed - cairn::clock_seconds32());
-    };
+    auto set_clock = [&] { clock.to(elapsed); };
     set_clock();
     const int32_t ttls[] = {-1, 0, 1, 2, 3, 5, OX_TTL_NEVER};
     intptr_t next_data = 1;
@@ -313,7 +309,6 @@ void run_model(const TableApi &a, uint32_t seed)
         }
         }
     }
-    cairn::testing::clock_seconds32_offset(0);
     for (ox_iterator *it : its)
         ox_iterator_destroy(it);
     a.destroy(t);

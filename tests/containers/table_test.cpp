@@ -26,21 +26,7 @@ void destroy_key(void *p) { g_keys_destroyed.push_back(val(p)); }
 void *copy_data(void *p) { return ptr(val(p) + 1000); }
 void *failing_copy(void *) { return nullptr; }
 
-// The 32-bit clock made to read base + s, base being the second the guard
-// was made in, so that a real second passing between steps does not count.
-struct ClockShift {
-    explicit ClockShift(int32_t s) : base_((away_from_second_boundary(), cairn::clock_seconds32())) { to(s); }
-    ~ClockShift() { cairn::testing::clock_seconds32_offset(0); }
-    void to(int32_t s)
-    {
-        away_from_second_boundary();
-        cairn::testing::clock_seconds32_offset(0);
-        cairn::testing::clock_seconds32_offset(base_ + s - cairn::clock_seconds32());
-    }
-
-private:
-    int32_t base_;
-};
+using ClockShift = FrozenClock;
 
 uint32_t last_native()
 {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -50,9 +51,11 @@ void run(Push push, Pop pop)
         });
     for (int c = 0; c < kConsumers; ++c)
         threads.emplace_back([&pop, &tally] {
-            // Consumers stop once every item has come out; the bounded
-            // waits let them see that.
-            while (tally.popped.load() < kTotal) {
+            // Consumers stop once every item has come out (the bounded
+            // waits let them see that), or at a deadline when items were
+            // lost: the tally then fails instead of the run hanging.
+            const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+            while (tally.popped.load() < kTotal && std::chrono::steady_clock::now() < deadline) {
                 void *out = nullptr;
                 if (pop(&out) == 0)
                     tally.record(out);
