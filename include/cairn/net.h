@@ -126,6 +126,49 @@ CAIRN_API void ox_freeaddrinfo(struct addrinfo *chain);
 CAIRN_API int ox_getnameinfo(const struct sockaddr *addr, socklen_t addrlen, char *host,
                              socklen_t hostlen, char *service, socklen_t servlen, int flags);
 
+/** A private copy of @p host's aliases from the system (no cache): a
+ *  vector of 256-byte strings (free with ox_strvfree()) in @p aliases.
+ *  @return their number, or -1 (host not found, or no memory). */
+CAIRN_API int ox_getaliasinfo(const char *host, char ***aliases);
+
+/** Empty both caches.  0, or -1 when either could not be emptied. */
+CAIRN_API int ox_inet_cache_flush(void);
+/** The positive and negative times to live in seconds (either may be NULL). */
+CAIRN_API void ox_inet_cache_get_ttls(int32_t *positive, int32_t *negative);
+/** Set the times to live of entries added from now on; a negative value
+ *  leaves its setting unchanged.  Defaults 1800 and 1800. */
+CAIRN_API void ox_inet_cache_set_ttls(int32_t positive, int32_t negative);
+/** Remove the forward entry of (host, service, hints), retrying a busy one
+ *  every 200 ms up to 10 times.  0 when removed (also when the cache is
+ *  off or not made), else the table's result (49 not cached). */
+CAIRN_API int ox_inet_addrinfo_cache_remove(const char *host, const char *service,
+                                            const struct addrinfo *hints);
+/** As ox_inet_addrinfo_cache_remove() for the reverse entry of an address
+ *  and NI_ flags. */
+CAIRN_API int ox_inet_nameinfo_cache_remove(const struct sockaddr *addr, socklen_t addrlen,
+                                            int flags);
+
+/** ox_conf() options: the host-identity interface list cache, the cache. */
+#define OX_CONF_CACHE_NICS 1
+#define OX_CONF_INET_CACHE 2
+/** Switch @p option to *@p value (0 or 1); -1 with the last error for any
+ *  other value.  Unknown options do nothing and return 0. */
+CAIRN_API int ox_conf(int option, const int32_t *value);
+
+/* ---- Operator controls -------------------------------------------------
+ * FlushDnsCache, PrintDnsCache and LogDnsThreshold (cairn/diagnostics.h)
+ * are set from outside by a debugging facility; dns_check_dbg_op() polls
+ * the first two, and every system lookup that takes longer than
+ * LogDnsThreshold seconds (0 off) is reported. */
+
+/** Carry out and clear the operator variables: flush both cache levels,
+ *  print them (severity 50000, through msg_print). */
+CAIRN_API void dns_check_dbg_op(void);
+/** Times to live of the host-identity caches (level II), as
+ *  ox_inet_cache_set_ttls(). */
+CAIRN_API void dns_cache_set_ttls(int32_t positive, int32_t negative);
+CAIRN_API void dns_cache_get_ttls(int32_t *positive, int32_t *negative);
+
 #ifdef __cplusplus
 }
 #endif

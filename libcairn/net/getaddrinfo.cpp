@@ -146,11 +146,11 @@ bool fill_canonical_name(addrinfo *chain, const char *host, const addrinfo *hint
 void remember(const KeyRecord &key, addrinfo *chain, int32_t ttl)
 {
     ox_table *t = forward_cache();
-    KeyRecord *k = t ? key_dup(key) : nullptr;
-    if (k == nullptr || ox_table_add_with_ttl(t, k, chain, ttl, 0) != 0) {
-        key_free(k);
+    ForwardEntry *e = t ? forward_entry_new(key, chain) : nullptr;
+    if (e == nullptr)
         chain_free(chain);
-    }
+    else if (ox_table_add_with_ttl(t, &e->key, e, ttl, 0) != 0)
+        forward_entry_free(e);
 }
 
 // The system's answer, adjusted, remembered and copied for the caller.

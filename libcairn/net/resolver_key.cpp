@@ -8,6 +8,7 @@
 #include "cairn/containers.h"
 #include "cairn/net.h"
 #include "cairn/text.h"
+#include "net/addrinfo_chain.hpp"
 #include "net/address.hpp"
 #include "platform/alloc.hpp"
 
@@ -99,6 +100,28 @@ int reverse_equal(void *a, void *b)
 }
 
 void key_free(void *key) { mem_free(key); }
+
+ForwardEntry *forward_entry_new(const KeyRecord &key, addrinfo *chain)
+{
+    auto *e = static_cast<ForwardEntry *>(mem_alloc(sizeof(ForwardEntry)));
+    if (e != nullptr) {
+        std::memcpy(&e->key, &key, sizeof key);
+        e->chain = chain;
+    }
+    return e;
+}
+
+void forward_entry_free(void *entry)
+{
+    auto *e = static_cast<ForwardEntry *>(entry);
+    chain_free(e->chain);
+    mem_free(e);
+}
+
+void *forward_entry_copy(void *entry)
+{
+    return chain_copy(static_cast<ForwardEntry *>(entry)->chain);
+}
 
 void *reverse_copy(void *record) { return key_dup(rec(record)); }
 

@@ -24,6 +24,21 @@ void forward_key(KeyRecord &key, const char *host, const char *service, const ad
 // Fill `key` (zeroed first) for a reverse lookup.
 void reverse_key(KeyRecord &key, const sockaddr *addr, socklen_t len, int flags);
 
+// An entry of the forward table: its key and its answer (a library chain
+// or the negative marker).  The table's key points into the entry, so the
+// data destructor alone frees both.
+struct ForwardEntry {
+    KeyRecord key;
+    addrinfo *chain;
+};
+
+// A new entry owning `chain` (nullptr on allocation failure; the chain is
+// then not taken).
+ForwardEntry *forward_entry_new(const KeyRecord &key, addrinfo *chain);
+void forward_entry_free(void *entry);
+// The table's copy callback: a private copy of the entry's chain.
+void *forward_entry_copy(void *entry);
+
 // A heap copy of `key` (nullptr on allocation failure).
 KeyRecord *key_dup(const KeyRecord &key);
 

@@ -32,8 +32,6 @@ int same_address(void *a, void *b)
     return ox_inet_addrcmp(static_cast<const sockaddr *>(a), static_cast<const sockaddr *>(b));
 }
 
-void free_chain(void *chain) { chain_free(static_cast<addrinfo *>(chain)); }
-void *copy_chain(void *chain) { return chain_copy(static_cast<addrinfo *>(chain)); }
 
 // ::1 among the interfaces and an AF_INET6 stream socket can be made.
 bool detect_ipv6()
@@ -71,7 +69,7 @@ void make_state()
     std::memset(&g_negative_marker, 0, sizeof g_negative_marker);
     g_caches.local_addresses = ox_list_new(mem_free, nullptr, same_address, nullptr, 1);
     if (g_caches.local_addresses != nullptr)
-        g_caches.forward = ox_table_new(free_chain, copy_chain, forward_equal, key_free,
+        g_caches.forward = ox_table_new(forward_entry_free, forward_entry_copy, forward_equal, nullptr,
                                         forward_hash, kCacheBuckets, 1);
     if (g_caches.forward != nullptr)
         g_caches.reverse = ox_table_new(nullptr, reverse_copy, reverse_equal, key_free,

@@ -6,11 +6,12 @@
 
 #include <cstdio>
 
+#include "cairn/diagnostics.h"
 #include "cairn/messages.h"
 #include "cairn/net.h"
 #include "net/address.hpp"
 
-extern "C" CAIRN_API int32_t LogDnsThreshold;
+
 
 namespace cairn::net {
 

@@ -12,6 +12,7 @@
 #include "diagnostics/debug_line.hpp"
 #include "net/addrinfo_chain.hpp"
 #include "net/address.hpp"
+#include "net/resolver_key.hpp"
 #include "net/resolver_state.hpp"
 #include "net/sim_rules.hpp"
 #include "net/slow_lookup.hpp"
@@ -57,9 +58,10 @@ struct FallbackSearch {
 void fallback_visit(void *data, void *arg)
 {
     auto *s = static_cast<FallbackSearch *>(arg);
-    if (s->found || is_negative(data))
+    const addrinfo *chain = static_cast<const ForwardEntry *>(data)->chain;
+    if (s->found || is_negative(chain))
         return;
-    for (const addrinfo *n = static_cast<const addrinfo *>(data); n; n = n->ai_next) {
+    for (const addrinfo *n = chain; n; n = n->ai_next) {
         if (n->ai_addr == nullptr || ox_inet_addrcmp(n->ai_addr, s->addr) != 0)
             continue;
         if (s->want_name && n->ai_canonname == nullptr)
