@@ -85,15 +85,14 @@ void drop_rules()
     g_count = 0;
 }
 
-// Split a line into at most four blank-separated words.
+// Split a line into at most four blank-separated words (the rest of a
+// longer line is not looked at).
 int split(char *line, char *words[4])
 {
     int n = 0;
     char *save = nullptr;
     for (char *w = strtok_r(line, " \t\r", &save); w && n < 4; w = strtok_r(nullptr, " \t\r", &save))
         words[n++] = w;
-    if (n == 4 && strtok_r(nullptr, " \t\r", &save) != nullptr)
-        return 5;  // more than four words: not a rule
     return n;
 }
 
