@@ -7,11 +7,15 @@
 
 #include <cstdio>
 #include <fstream>
+#include <atomic>
 #include <string>
+#include <thread>
 
 #include "capture_fd.hpp"
 #include "cairn/containers.h"
 #include "debug_scope.hpp"
+#include "cairn/concurrency.h"
+#include "net/inflight.hpp"
 #include "net/resolver_key.hpp"
 #include "net/sim_rules.hpp"
 
@@ -176,6 +180,71 @@ TEST(SimRules, ParsingAndAnswers)
     sim_rules_unload();
     EXPECT_EQ(sim_rules_count(), 0);
     unlink(path);
+}
+
+// A waiter joins the lookup in flight, says so, and waits for its outcome.
+struct Waiter {
+    KeyRecord key;
+    std::atomic<int> joined{0};
+    bool answered = false;
+    int result = -1;
+};
+
+uint32_t wait_for_answer(void *p)
+{
+    auto *w = static_cast<Waiter *>(p);
+    bool owner = true;
+    Inflight *rec = inflight_join(w->key, &owner);
+    if (owner || rec == nullptr)
+        return 2;
+    w->joined.store(1);
+    addrinfo *out = nullptr;
+    w->answered = inflight_wait(rec, &w->result, &out);
+    return 0;
+}
+
+void until_joined(const Waiter &w)
+{
+    while (w.joined.load() == 0)
+        std::this_thread::yield();
+}
+
+// Waiters on a lookup in flight: one cancelled while it waits, one whose
+// resolving thread gives up (it starts over), one that takes the answer.
+TEST(Inflight, WaitersCancelledAbandonedAndAnswered)
+{
+    KeyRecord key = fkey("w.test", nullptr);
+    bool owner = false;
+    Inflight *rec = inflight_join(key, &owner);
+    ASSERT_NE(rec, nullptr);
+    ASSERT_TRUE(owner);
+
+    Waiter cancelled{key};
+    ox_thread *t = ox_thread_new(wait_for_answer, &cancelled);
+    ASSERT_EQ(ox_thread_start(t), 0);
+    until_joined(cancelled);
+    EXPECT_EQ(ox_thread_cancel(t), 0);
+    uint32_t code = 0;
+    EXPECT_EQ(ox_thread_join(t, &code), 0);
+    EXPECT_EQ(code, 1u);  // ended in its wait, its hold given back
+    ox_thread_destroy(t);
+
+    Waiter abandoned{key};
+    std::thread a([&] { wait_for_answer(&abandoned); });
+    until_joined(abandoned);
+    inflight_abandon(rec);
+    a.join();
+    EXPECT_FALSE(abandoned.answered);
+
+    rec = inflight_join(key, &owner);  // the next asker resolves anew
+    ASSERT_TRUE(owner);
+    Waiter answered{key};
+    std::thread b([&] { wait_for_answer(&answered); });
+    until_joined(answered);
+    inflight_finish(rec, EAI_NONAME, nullptr);
+    b.join();
+    EXPECT_TRUE(answered.answered);
+    EXPECT_EQ(answered.result, EAI_NONAME);
 }
 
 }  // namespace
