@@ -2,8 +2,6 @@
 // library's resolver entry points, so it shares the resolver's cache.
 #include "net/own_host.hpp"
 
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <unistd.h>
@@ -13,6 +11,7 @@
 
 #include "cairn/frame.h"
 #include "cairn/net.h"
+#include "net/address.hpp"
 #include "platform/alloc.hpp"
 #include "text/ascii_case.hpp"
 
@@ -49,17 +48,17 @@ bool canonical_name(const char *name, char *out, size_t size)
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_protocol = IPPROTO_TCP;
     addrinfo *res = nullptr;
-    if (getaddrinfo(name, nullptr, &hints, &res) != 0)
+    if (ox_getaddrinfo(name, nullptr, &hints, &res) != 0)
         return false;
     lower_copy(out, size, res->ai_canonname != nullptr ? res->ai_canonname : name);
-    freeaddrinfo(res);
+    ox_freeaddrinfo(res);
     return true;
 }
 
 bool is_ipv6_loopback(const sockaddr *addr)
 {
     return addr != nullptr && addr->sa_family == AF_INET6 &&
-           IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6 *>(addr)->sin6_addr);
+           IN6_IS_ADDR_LOOPBACK(&net::v6(addr)->sin6_addr);
 }
 
 }  // namespace
@@ -89,8 +88,8 @@ void check_ipv6_loopback_name(bool ipv6_loopback)
     loopback.sin6_family = AF_INET6;
     loopback.sin6_addr = in6addr_loopback;
     char found[kReverseNameSize] = "";
-    int rc = getnameinfo(reinterpret_cast<sockaddr *>(&loopback), sizeof loopback, found,
-                         sizeof found, nullptr, 0, NI_NAMEREQD);
+    int rc = ox_getnameinfo(reinterpret_cast<sockaddr *>(&loopback), sizeof loopback, found,
+                            sizeof found, nullptr, 0, NI_NAMEREQD);
     close(probe);
     if (rc == 0 && strcmp(found, "::1") != 0)
         return;
@@ -103,22 +102,18 @@ unsigned *take_interface_indexes(size_t *count, bool *ipv6_loopback)
 {
     *count = 0;
     *ipv6_loopback = false;
-    ifaddrs *list = nullptr;
-    if (getifaddrs(&list) != 0)
+    ox_ifaddress *list = nullptr;
+    if (ox_get_ifaddresses(&list) != 0)
         return nullptr;
     size_t n = 0;
-    for (ifaddrs *i = list; i != nullptr; i = i->ifa_next)
-        n += i->ifa_addr != nullptr &&
-             (i->ifa_addr->sa_family == AF_INET || i->ifa_addr->sa_family == AF_INET6);
+    for (ox_ifaddress *i = list; i != nullptr; i = i->next)
+        ++n;
     auto *indexes = static_cast<unsigned *>(mem_alloc(n * sizeof(unsigned) + 1));
-    for (ifaddrs *i = list; indexes != nullptr && i != nullptr; i = i->ifa_next) {
-        if (i->ifa_addr == nullptr ||
-            (i->ifa_addr->sa_family != AF_INET && i->ifa_addr->sa_family != AF_INET6))
-            continue;
-        indexes[(*count)++] = if_nametoindex(i->ifa_name);
-        *ipv6_loopback = *ipv6_loopback || is_ipv6_loopback(i->ifa_addr);
+    for (ox_ifaddress *i = list; indexes != nullptr && i != nullptr; i = i->next) {
+        indexes[(*count)++] = i->index;
+        *ipv6_loopback = *ipv6_loopback || is_ipv6_loopback(i->addr);
     }
-    freeifaddrs(list);
+    ox_free_ifaddresses(list);
     return indexes;
 }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "cairn/net.h"
+#include "net/address.hpp"
 
 namespace cairn {
 namespace {
@@ -25,21 +26,16 @@ void map_ipv4(const sockaddr_in &v4, AdaptedAddress &out)
     out.len = sizeof(sockaddr_in6);
 }
 
-bool is_ipv6_loopback(const in6_addr &a)
-{
-    static const unsigned char mapped_prefix[12] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
-    return IN6_IS_ADDR_LOOPBACK(&a) || (memcmp(a.s6_addr, mapped_prefix, 12) == 0 && a.s6_addr[12] == 127);
-}
-
 void narrow_ipv6(const sockaddr_in6 &v6, AdaptedAddress &out)
 {
     auto &v4 = reinterpret_cast<sockaddr_in &>(out.storage);
     v4.sin_family = AF_INET;
     v4.sin_port = v6.sin6_port;
     out.len = sizeof(sockaddr_in);
-    if (is_ipv6_loopback(v6.sin6_addr))
+    const auto *given = reinterpret_cast<const sockaddr *>(&v6);
+    if (ox_inet_isloopback(given))
         v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    else if (IN6_IS_ADDR_UNSPECIFIED(&v6.sin6_addr))
+    else if (ox_inet_isanyaddr(given))
         v4.sin_addr.s_addr = htonl(INADDR_ANY);
     else
         out.len = 0;
@@ -70,10 +66,7 @@ void adapt_address(int s, const sockaddr *addr, socklen_t len, AdaptedAddress &o
 
 bool is_link_local_ipv6(const sockaddr *addr)
 {
-    if (addr->sa_family != AF_INET6)
-        return false;
-    const auto *a = reinterpret_cast<const sockaddr_in6 *>(addr)->sin6_addr.s6_addr;
-    return a[0] == 0xFE && (a[1] & 0xC0) == 0x80;
+    return addr->sa_family == AF_INET6 && net::is_link_local(net::v6(addr)->sin6_addr);
 }
 
 }  // namespace cairn
