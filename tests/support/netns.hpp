@@ -61,9 +61,9 @@ bool netns_required();
 }  // namespace cairn::testing
 
 // Run a body in a hermetic namespace and report its outcome in the test.
-#define CAIRN_IN_NETNS(options, body)                                              \
+#define CAIRN_IN_NETNS(options, ...)                                              \
     do {                                                                           \
-        auto cairn_child_ = ::cairn::testing::run_in_netns((options), (body));     \
+        auto cairn_child_ = ::cairn::testing::run_in_netns((options), (__VA_ARGS__)); \
         if (cairn_child_.exited &&                                                 \
             cairn_child_.exit_code == ::cairn::testing::kNetnsRefused) {           \
             if (::cairn::testing::netns_required())                                \
