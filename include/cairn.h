@@ -13,5 +13,6 @@
 #include "cairn/messages.h"
 #include "cairn/attributes.h"
 #include "cairn/utilities.h"
+#include "cairn/net.h"
 
 #endif /* CAIRN_H */

@@ -118,6 +118,10 @@ constexpr ResolverPair kFromResolver[] = {
     {EAI_BADFLAGS, OX_EINVAL},     {EAI_SERVICE, OX_EINVAL},
     {EAI_NONAME, OX_EINVAL},       {EAI_FAIL, OX_ENORECOVERY},
     {EAI_MEMORY, OX_ENOMEM},       {EAI_SOCKTYPE, OX_ESOCKTNOSUPPORT},
+    // Linux codes without a number of their own on the reference platform,
+    // read as the code that stands for them there: no data is no name, a
+    // family without addresses an unsupported family.
+    {EAI_NODATA, OX_EINVAL},       {EAI_ADDRFAMILY, OX_EAFNOSUPPORT},
 };
 
 // Networking errno values and the Winsock code under which messages report

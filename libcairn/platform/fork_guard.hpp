@@ -30,6 +30,7 @@ enum class ForkRank : int {
     output_fds,
     debug_event,
     timers,
+    resolver_inflight,  // leaf: nothing is taken under it
     registry,
     tls_slots,
     records,

@@ -4,6 +4,8 @@
 #include "platform/alloc.hpp"
 #include "platform/futex.hpp"
 
+#include <unistd.h>
+
 namespace cairn {
 namespace {
 
@@ -126,8 +128,15 @@ void unlink_waiter(SyncObject &obj, Waiter &w) { unlink(obj, w); }
 
 void wake_thread(ThreadRecord &target)
 {
-    if (target.park.exchange(0, std::memory_order_seq_cst) == 1)
+    uint32_t was = target.park.exchange(0, std::memory_order_seq_cst);
+    if (was == 1) {
         futex_wake(target.park, 1);
+    } else if (was == kParkPolling) {
+        // The record, and with it the descriptor, lives while the waker
+        // holds it (queued calls) or the records lock (interrupts).
+        uint64_t one = 1;
+        [[maybe_unused]] ssize_t n = write(target.wake_fd, &one, sizeof one);
+    }
 }
 
 }  // namespace cairn

@@ -1,6 +1,7 @@
 #include "platform/thread_record.hpp"
 
 #include <pthread.h>
+#include <unistd.h>
 #include <csignal>
 
 #include "cairn/concurrency.h"
@@ -9,6 +10,7 @@
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
 #include "platform/fork_guard.hpp"
+#include "platform/sync_object.hpp"
 #include "platform/word_lock.hpp"
 
 namespace cairn {
@@ -72,6 +74,8 @@ void free_record(ThreadRecord *rec)
     free_calls(rec->ready);
     mem_free(rec->slots);
     error_record_free(rec->error);
+    if (rec->wake_fd >= 0)
+        close(rec->wake_fd);
     mem_delete(rec);
 }
 
@@ -177,6 +181,11 @@ void forget_other_threads()
         if (rec == self) {
             rec->older = g_newest;
             g_newest = rec;
+            // The wake descriptor is shared with the parent's thread: a
+            // drain here could swallow a wake-up meant for it.
+            if (rec->wake_fd >= 0)
+                close(rec->wake_fd);
+            rec->wake_fd = -1;
         } else {
             if (rec->due_work != nullptr)
                 if (auto release = g_due_release_hook.load(std::memory_order_acquire))
@@ -187,6 +196,14 @@ void forget_other_threads()
         }
         rec = older;
     }
+}
+
+void wake_descriptor_waiters()
+{
+    WordLockHold hold(g_records_lock);
+    for (ThreadRecord *rec = g_newest; rec != nullptr; rec = rec->older)
+        if (rec->park.load(std::memory_order_seq_cst) == kParkPolling)
+            wake_thread(*rec);
 }
 
 void set_due_work_release_hook(void (*hook)(ThreadRecord &rec))

@@ -54,8 +54,11 @@ struct ThreadRecord {
     bool creating_error = false;
 
     // Wait core.  `park` is the word the thread sleeps on: 1 while it may
-    // sleep, set to 0 by whoever wakes it.
+    // sleep, set to 0 by whoever wakes it.  kParkPolling (2) while it waits
+    // in poll() on descriptors (descriptor_wait()); a waker then writes
+    // `wake_fd`, an eventfd the thread makes on its first such wait.
     std::atomic<uint32_t> park{0};
+    int wake_fd = -1;
     std::atomic<QueuedCall *> incoming{nullptr};  // pushed by other threads
     QueuedCall *ready = nullptr;                  // taken, oldest first
     // Non-zero while queued calls must not run: inside a queued call (calls
@@ -89,6 +92,13 @@ struct ThreadRecord {
     ThreadRecord *older = nullptr;
     ThreadRecord *newer = nullptr;
 };
+
+// Park word value of a thread waiting in poll() (see ThreadRecord::park).
+constexpr uint32_t kParkPolling = 2;
+
+// Wake every thread that waits in poll() on descriptors now, so that it
+// looks again at why it waits (descriptor_wait()).
+void wake_descriptor_waiters();
 
 // The calling thread's record, created on first use.  Allocation failure of
 // the record itself is fatal for the process (SIGTERM): every thread of the

@@ -3,11 +3,16 @@
 #include "platform/wait_internal.hpp"
 
 #include <sched.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 
 #include "platform/alloc.hpp"
 #include "platform/cpu.hpp"
+#include "platform/descriptor_wait.hpp"
 #include "platform/futex.hpp"
 #include "platform/spin_policy.hpp"
 
@@ -179,7 +184,79 @@ bool park_on(SyncObject &obj, uint64_t id, ThreadRecord &rec, uint64_t deadline)
     return true;
 }
 
+// The thread's wake descriptor, made on its first descriptor wait; -1 with
+// errno when it cannot be made.
+int wake_descriptor(ThreadRecord &rec)
+{
+    if (rec.wake_fd < 0)
+        rec.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return rec.wake_fd;
+}
+
+// Milliseconds poll() may sleep before `limit`, rounded up so that a wait
+// never ends early; -1 for no limit.
+int poll_ms(uint64_t now, uint64_t limit)
+{
+    if (limit == kNoDeadline)
+        return -1;
+    if (limit <= now)
+        return 0;
+    uint64_t ms = (limit - now + 999'999) / 1'000'000;
+    return ms > INT_MAX ? INT_MAX : static_cast<int>(ms);
+}
+
+// One poll() that a waker can end: the park word reads kParkPolling while
+// it runs, and a waker that finds it so writes the wake descriptor (slot
+// `n` of `fds`).  Returns poll()'s result without the wake descriptor.
+int poll_woken(ThreadRecord &rec, pollfd *fds, nfds_t n, int ms, const WaitGeneration *generation)
+{
+    fds[n] = pollfd{rec.wake_fd, POLLIN, 0};
+    // Store-buffering pair with the waker (it changes its state, then
+    // reads the park word): both sides sequentially consistent.
+    rec.park.store(kParkPolling, std::memory_order_seq_cst);
+    int r = 0;
+    if (!alert_pending(rec, monotonic_ns()) && (generation == nullptr || !generation->changed()))
+        r = poll(fds, n + 1, ms);
+    int saved = errno;
+    rec.park.store(0, std::memory_order_seq_cst);
+    if (r > 0 && fds[n].revents != 0) {
+        uint64_t count;
+        [[maybe_unused]] ssize_t got = read(rec.wake_fd, &count, sizeof count);
+        --r;
+    }
+    errno = saved;
+    return r;
+}
+
 }  // namespace
+
+int descriptor_wait(pollfd *fds, nfds_t n, uint64_t deadline_ns, const WaitGeneration *generation)
+{
+    ThreadRecord *rec = thread_record();
+    if (rec == nullptr)  // only after a fatal failure to set up the thread
+        return poll(fds, n, 0);
+    for (;;) {
+        uint64_t now = monotonic_ns();
+        if ((alert_pending(*rec, now) && run_alerts(*rec)) ||
+            (generation != nullptr && generation->changed())) {
+            errno = EINTR;
+            return -1;
+        }
+        uint64_t due = rec->calls_held != 0 ? kNoDeadline
+                                            : rec->next_due_ns.load(std::memory_order_relaxed);
+        int ms = poll_ms(now, std::min(deadline_ns, due));
+        if (ms == 0 && now >= deadline_ns)
+            return poll(fds, n, 0);
+        if (wake_descriptor(*rec) < 0)
+            return -1;
+        int r = poll_woken(*rec, fds, n, ms, generation);
+        if (r != 0 && !(r < 0 && errno == EINTR))
+            return r;
+        if (r == 0 && monotonic_ns() >= deadline_ns)
+            return 0;
+        // Woken, a signal, or due work's time: look again at why we wait.
+    }
+}
 
 WaitStatus sync_wait(SyncObject *obj, uint32_t ms)
 {

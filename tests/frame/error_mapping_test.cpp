@@ -177,6 +177,7 @@ TEST(ErrorMapping, FromResolverByMeaning)
         {EAI_BADFLAGS, OX_EINVAL},     {EAI_SERVICE, OX_EINVAL},
         {EAI_NONAME, OX_EINVAL},       {EAI_FAIL, OX_ENORECOVERY},
         {EAI_MEMORY, OX_ENOMEM},       {EAI_SOCKTYPE, OX_ESOCKTNOSUPPORT},
+        {EAI_NODATA, OX_EINVAL},       {EAI_ADDRFAMILY, OX_EAFNOSUPPORT},
     };
     for (int eai = -200; eai <= 200; ++eai) {
         auto it = expected.find(eai);

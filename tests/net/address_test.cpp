@@ -1,0 +1,320 @@
+// Internet addresses without name resolution: fields, tests, comparison,
+// masks and the printed forms, checked as data tables written by hand.
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "cairn/frame.h"
+#include "cairn/net.h"
+
+namespace {
+
+// A socket address from numeric text ("10.0.0.1", "fe80::1"), with a port.
+sockaddr_storage addr(const char *text, uint16_t port = 0)
+{
+    sockaddr_storage ss{};
+    if (std::strchr(text, ':')) {
+        auto *a = reinterpret_cast<sockaddr_in6 *>(&ss);
+        a->sin6_family = AF_INET6;
+        a->sin6_port = htons(port);
+        EXPECT_EQ(inet_pton(AF_INET6, text, &a->sin6_addr), 1) << text;
+    } else {
+        auto *a = reinterpret_cast<sockaddr_in *>(&ss);
+        a->sin_family = AF_INET;
+        a->sin_port = htons(port);
+        EXPECT_EQ(inet_pton(AF_INET, text, &a->sin_addr), 1) << text;
+    }
+    return ss;
+}
+
+const sockaddr *sa(const sockaddr_storage &ss) { return reinterpret_cast<const sockaddr *>(&ss); }
+sockaddr *sa(sockaddr_storage &ss) { return reinterpret_cast<sockaddr *>(&ss); }
+
+std::string ntop(const sockaddr_storage &ss)
+{
+    char buf[64];
+    const char *t = ox_inet_ntop(sa(ss), buf, sizeof buf);
+    return t ? t : "(null)";
+}
+
+bool last_is_einval()
+{
+    int kind = 0;
+    return ox_error_get_last_native(&kind) == EINVAL && kind == OX_ERRKIND_ERRNO;
+}
+
+TEST(Address, FieldsAndFamilies)
+{
+    EXPECT_EQ(ox_inet_getaf("fe80::1"), AF_INET6);
+    EXPECT_EQ(ox_inet_getaf("10.0.0.1"), AF_INET);
+    EXPECT_EQ(ox_inet_getaf("localhost"), 0);
+
+    sockaddr_storage a4 = addr("10.1.2.3", 80), a6 = addr("::1", 443), none{};
+    EXPECT_EQ(ox_inet_getlen(sa(a4)), 16);
+    EXPECT_EQ(ox_inet_getlen(sa(a6)), 28);
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(ox_inet_getlen(sa(none)), 16);
+    EXPECT_TRUE(last_is_einval());
+    EXPECT_EQ(ox_inet_isafinet(sa(a6)), 1);
+    EXPECT_EQ(ox_inet_isafinet(sa(none)), 0);
+
+    EXPECT_EQ(ox_inet_getport(sa(a4)), htons(80));
+    ox_inet_setport(sa(a6), htons(8080));
+    EXPECT_EQ(ox_inet_getport(sa(a6)), htons(8080));
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(ox_inet_getport(sa(none)), 0);
+    EXPECT_TRUE(last_is_einval());
+
+    unsigned char raw[16] = {};
+    EXPECT_EQ(ox_inet_getaddr(sa(a4), raw, 2), 0);  // bounded by the buffer
+    EXPECT_EQ(raw[0], 10);
+    EXPECT_EQ(raw[1], 1);
+    EXPECT_EQ(raw[2], 0);
+    EXPECT_EQ(ox_inet_getaddr(sa(a6), raw, 16), 0);
+    EXPECT_EQ(raw[15], 1);
+    EXPECT_EQ(ox_inet_getaddr(sa(none), raw, 16), -1);
+    EXPECT_EQ(errno, EINVAL);
+
+    EXPECT_EQ(ox_inet_setunixaddr(sa(none), "/tmp/x"), -1);
+    EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(ENOSYS));
+}
+
+TEST(Address, WildcardAndLoopbackSetters)
+{
+    sockaddr_storage a4 = addr("10.1.2.3", 80), a6 = addr("fe80::1", 9);
+    ox_inet_setloopback(sa(a4));
+    EXPECT_EQ(ntop(a4), "127.0.0.1");
+    EXPECT_EQ(ox_inet_getport(sa(a4)), htons(80));  // the port is kept
+    ox_inet_setanyaddr(sa(a6));
+    EXPECT_EQ(ntop(a6), "::");
+    EXPECT_EQ(ox_inet_isanyaddr(sa(a6)), 1);
+
+    // A zeroed structure takes the host's natural family.
+    sockaddr_storage z{};
+    ox_inet_setanyaddr(sa(z));
+    int f = reinterpret_cast<sockaddr *>(&z)->sa_family;
+    EXPECT_TRUE(f == AF_INET || f == AF_INET6);
+    EXPECT_EQ(ox_inet_isanyaddr(sa(z)), 1);
+}
+
+TEST(Address, LoopbackTests)
+{
+    struct Row {
+        const char *text;
+        int loopback;
+        int any;
+    } rows[] = {
+        {"127.0.0.1", 1, 0},       {"127.255.0.1", 1, 0}, {"128.0.0.1", 0, 0},
+        {"::1", 1, 0},             {"::2", 0, 0},         {"::ffff:127.0.0.1", 1, 0},
+        {"::ffff:10.0.0.1", 0, 0}, {"0.0.0.0", 0, 1},     {"::", 0, 1},
+    };
+    for (const Row &r : rows) {
+        sockaddr_storage a = addr(r.text);
+        EXPECT_EQ(ox_inet_isloopback(sa(a)), r.loopback) << r.text;
+        EXPECT_EQ(ox_inet_isanyaddr(sa(a)), r.any) << r.text;
+    }
+    for (const char *n : {"localhost", "LOCALHOST6", "loopback", "localhost.localdomain",
+                          "localhost6.localdomain6", "ip6-localhost", "Ip6-Loopback"})
+        EXPECT_EQ(ox_inet_isloopback_name(n), 1) << n;
+    EXPECT_EQ(ox_inet_isloopback_name("localhostx"), 0);
+    EXPECT_EQ(ox_inet_isloopback_name(nullptr), 0);
+}
+
+TEST(Address, Equality)
+{
+    struct Row {
+        const char *a;
+        uint16_t pa;
+        const char *b;
+        uint16_t pb;
+        int want;
+    } rows[] = {
+        {"10.1.2.3", 80, "::ffff:10.1.2.3", 443, 0},
+        {"10.1.2.3", 80, "10.1.2.4", 80, -1},
+        {"fe80::1", 1, "fe80::1", 2, 0},
+        {"::1", 0, "127.0.0.1", 0, -1},
+        {"2001:db8::1", 0, "2001:db8::2", 0, -1},
+    };
+    for (const Row &r : rows) {
+        sockaddr_storage a = addr(r.a, r.pa), b = addr(r.b, r.pb);
+        EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(b)), r.want) << r.a << " " << r.b;
+    }
+    sockaddr_storage a = addr("10.0.0.1"), zero{};
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(zero)), -1);
+    EXPECT_TRUE(last_is_einval());
+    // Scope identifiers are not compared.
+    sockaddr_storage s2 = addr("fe80::1"), s3 = addr("fe80::1");
+    reinterpret_cast<sockaddr_in6 *>(&s2)->sin6_scope_id = 2;
+    reinterpret_cast<sockaddr_in6 *>(&s3)->sin6_scope_id = 3;
+    EXPECT_EQ(ox_inet_addrcmp(sa(s2), sa(s3)), 0);
+}
+
+TEST(Address, MaskedOrdering)
+{
+    struct Row {
+        const char *a;
+        const char *b;
+        const char *mask;
+        int want;
+    } rows[] = {
+        {"10.1.2.3", "10.1.9.9", "255.255.0.0", 0},
+        {"10.1.2.3", "10.1.9.9", "255.255.255.0", -1},
+        {"10.1.9.9", "10.1.2.3", "255.255.255.0", 1},
+        {"10.1.2.3", "192.168.1.1", "0.0.0.0", 0},
+        // An IPv4 mask covers the last 32 bits, whatever the families.
+        {"10.1.2.3", "2001:db8::a01:203", "255.255.255.255", 0},
+        {"2001:db8::1", "2001:db9::1", "ffff:ffff::", -1},
+        {"2001:db8::1", "2001:db8::2", "ffff:ffff::", 0},
+    };
+    for (const Row &r : rows) {
+        sockaddr_storage a = addr(r.a), b = addr(r.b), m = addr(r.mask);
+        EXPECT_EQ(ox_inet_addrcmp_netmask(sa(a), sa(b), sa(m)), r.want)
+            << r.a << " " << r.b << " " << r.mask;
+    }
+    sockaddr_storage a = addr("10.1.2.3"), b = addr("10.1.9.9"), v6a = addr("2001:db8::a01:203");
+    EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(b), 16), 0);
+    EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(b), 24), -1);
+    EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(v6a), 32), 0);  // IPv4 prefix on IPv6
+    EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(b), 129), -1);
+}
+
+TEST(Address, MasksFromAndToPrefixes)
+{
+    struct Row {
+        int family;
+        unsigned prefix;
+        const char *mask;
+    } rows[] = {
+        {AF_INET, 0, "0.0.0.0"},         {AF_INET, 24, "255.255.255.0"},
+        {AF_INET, 32, "255.255.255.255"}, {AF_INET, 33, "128.0.0.0"},
+        {AF_INET, 40, "255.0.0.0"},      {AF_INET6, 64, "ffff:ffff:ffff:ffff::"},
+        {AF_INET6, 60, "ffff:ffff:ffff:fff0::"}, {AF_INET6, 128, "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
+    };
+    for (const Row &r : rows) {
+        sockaddr_storage m{};
+        ASSERT_EQ(ox_inet_netmask_from_prefix(r.family, r.prefix, sa(m)), 0);
+        EXPECT_EQ(ntop(m), r.mask) << r.prefix;
+    }
+    sockaddr_storage m{};
+    EXPECT_EQ(ox_inet_netmask_from_prefix(AF_INET, 129, sa(m)), -1);
+    EXPECT_TRUE(last_is_einval());
+    EXPECT_EQ(ox_inet_netmask_from_prefix(AF_UNIX, 8, sa(m)), 0);
+    EXPECT_EQ(reinterpret_cast<sockaddr *>(&m)->sa_family, 0);  // nothing written
+
+    struct Count {
+        const char *mask;
+        int want;
+    } counts[] = {
+        {"255.255.255.0", 24}, {"255.255.255.255", 32}, {"0.0.0.0", 0},
+        {"255.255.255.254", 31}, {"127.255.255.255", 32},  // 0x7FFFFFFF counts as a one
+        {"ffff:ffff:ffff:ffff::", 64}, {"ffff:ffff:ffff:fff0::", 36},
+        {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", 128},
+    };
+    for (const Count &c : counts) {
+        sockaddr_storage a = addr(c.mask);
+        EXPECT_EQ(ox_inet_prefix_from_netmask(sa(a)), c.want) << c.mask;
+    }
+    sockaddr_storage none{};
+    EXPECT_EQ(ox_inet_prefix_from_netmask(sa(none)), 0);
+}
+
+TEST(Address, PrintedForms)
+{
+    struct Row {
+        const char *in;
+        const char *text;
+        const char *hex;
+    } rows[] = {
+        {"10.0.0.1", "10.0.0.1", "0a000001"},
+        {"::1", "::1", "0001"},
+        {"fe80::1", "fe80::0:0:0:1", "fe800000001"},  // link-local: prefix and last groups
+        {"::ffff:192.0.2.7", "192.0.2.7", "00ffffc0000207"},
+        {"::ffff:0:0", "0.0.0.0", "00ffff0"},  // mapped: looked up as IPv4
+    };
+    for (const Row &r : rows) {
+        sockaddr_storage a = addr(r.in);
+        char hex[64] = "untouched";
+        EXPECT_EQ(ntop(a), r.text) << r.in;
+        EXPECT_STREQ(ox_inet_addrtohex(sa(a), hex, sizeof hex), r.hex) << r.in;
+    }
+    sockaddr_storage none{};
+    char buf[16] = "untouched";
+    EXPECT_STREQ(ox_inet_addrtohex(sa(none), buf, sizeof buf), "untouched");
+    EXPECT_EQ(ox_inet_ntop(sa(none), buf, sizeof buf), nullptr);
+    int kind = 0;
+    EXPECT_EQ(ox_error_get_last_native(&kind), static_cast<uint32_t>(EAI_FAMILY));
+    EXPECT_EQ(kind, OX_ERRKIND_RESOLVER);
+    char tiny[4];
+    sockaddr_storage a = addr("10.9.9.9");
+    EXPECT_EQ(ox_inet_ntop(sa(a), tiny, sizeof tiny), nullptr);  // does not fit
+}
+
+TEST(Address, ParsingTexts)
+{
+    struct Row {
+        const char *text;
+        int ok;
+        const char *printed;
+    } rows[] = {
+        {"10.1.2.3", 1, "10.1.2.3"}, {"::", 1, "::"}, {"0.0.0.0", 1, "0.0.0.0"},
+        {"2001:db8::1", 1, "2001:db8::1"},  {"1.2.3.4.5", 0, ""}, {"::g", 0, ""},
+    };
+    for (const Row &r : rows) {
+        sockaddr_storage a{};
+        EXPECT_EQ(ox_inet_pton(r.text, sa(a)), r.ok ? 0 : -1) << r.text;
+        EXPECT_EQ(ox_inet_isvalidaddr(r.text), r.ok) << r.text;
+        if (r.ok) {
+            EXPECT_EQ(ntop(a), r.printed);
+        }
+    }
+    sockaddr_storage a{};
+    EXPECT_EQ(ox_inet_pton("localhost", sa(a)), -1);
+    EXPECT_TRUE(last_is_einval());
+    EXPECT_EQ(ox_inet_pton(nullptr, sa(a)), -1);
+
+    EXPECT_EQ(ox_inet_isvalidipv6addr("::1", 0), 1);
+    EXPECT_EQ(ox_inet_isvalidipv6addr("::1", 2), 0);
+    EXPECT_EQ(ox_inet_isvalidipv6addr("10.0.0.1", 0), 0);
+
+    struct Head {
+        const char *text;
+        int len;
+    } heads[] = {
+        {"fe80::1:/tmp", 7}, {"fe80::1", 0}, {"fe80::1_rest", 7}, {"::1:C:\\dir", 3},
+        {"a_b:c", 0},        {"nocolon", 0}, {"2001:db8::5:0_x_y", 13},
+    };
+    for (const Head &h : heads)
+        EXPECT_EQ(ox_inet_parseipv6addr(h.text), h.len) << h.text;
+}
+
+TEST(Address, InterfaceList)
+{
+    ox_ifaddress *list = nullptr;
+    ASSERT_EQ(ox_get_ifaddresses(&list), 0);
+    bool loopback = false;
+    for (const ox_ifaddress *i = list; i; i = i->next) {
+        ASSERT_EQ(ox_inet_isafinet(i->addr), 1);
+        EXPECT_GT(i->index, 0u) << i->name;
+        EXPECT_EQ(ox_is_myaddress(i->addr), 1) << i->name;
+        loopback = loopback || ox_inet_isloopback(i->addr);
+    }
+    EXPECT_TRUE(loopback);  // every Linux host has lo
+    ox_free_ifaddresses(list);
+    ox_free_ifaddresses(nullptr);
+    EXPECT_EQ(ox_get_ifaddresses(nullptr), -1);
+
+    sockaddr_storage doc = addr("192.0.2.200"), lo = addr("127.0.0.9");
+    EXPECT_EQ(ox_is_myaddress(sa(doc)), 0);
+    EXPECT_EQ(ox_inet_islocaladdr(sa(doc)), 0);
+    EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);   // any loopback is local
+    EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);   // now remembered
+    EXPECT_EQ(ox_inet_islocaladdr(nullptr), 0);
+}
+
+}  // namespace
