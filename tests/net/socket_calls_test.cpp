@@ -150,6 +150,20 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
             EXPECT_EQ(std::string(x) + y, row.arrives);
         }
 
+        sockaddr_storage peer{};
+        socklen_t peer_len = sizeof peer;
+        EXPECT_EQ(ox_getpeername(pair[0], reinterpret_cast<sockaddr *>(&peer), &peer_len), 0);
+        EXPECT_EQ(peer.ss_family, AF_INET);
+        int local[2];
+        ASSERT_EQ(ox_socketpair(AF_INET, SOCK_STREAM, 0, local), 0);
+        EXPECT_EQ(ox_send(local[0], "hi", 2, 0), 2);
+        EXPECT_EQ(ox_shutdown(local[0], SHUT_WR), 0);
+        char two[4];
+        EXPECT_EQ(ox_recvfrom(local[1], two, sizeof two, 0, nullptr, nullptr), 2);
+        EXPECT_EQ(ox_recv(local[1], two, sizeof two, 0), 0);
+        for (int s : local)
+            EXPECT_EQ(ox_closesocket(s), 0);
+
         ASSERT_EQ(ox_setsock_keepalive(pair[0], 45, 7), 1);
         const struct { int level, name, value; } options[] = {
             {SOL_SOCKET, SO_KEEPALIVE, 1}, {IPPROTO_TCP, TCP_KEEPIDLE, 45}, {IPPROTO_TCP, TCP_KEEPINTVL, 7}};
