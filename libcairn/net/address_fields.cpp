@@ -39,6 +39,17 @@ int settle_family(sockaddr *addr)
     return f;
 }
 
+// Write the IPv4 (host order) or IPv6 address of the settled family.
+void set_host_address(sockaddr *addr, in_addr_t ip4, const in6_addr &ip6)
+{
+    if (addr == nullptr)
+        return;
+    if (settle_family(addr) == AF_INET)
+        v4(addr)->sin_addr.s_addr = htonl(ip4);
+    else
+        v6(addr)->sin6_addr = ip6;
+}
+
 }  // namespace
 
 extern "C" {
@@ -105,24 +116,11 @@ int ox_inet_getaddr(const sockaddr *addr, void *buf, int len)
     return 0;
 }
 
-void ox_inet_setanyaddr(sockaddr *addr)
-{
-    if (addr == nullptr)
-        return;
-    if (settle_family(addr) == AF_INET)
-        v4(addr)->sin_addr.s_addr = htonl(INADDR_ANY);
-    else
-        v6(addr)->sin6_addr = in6addr_any;
-}
+void ox_inet_setanyaddr(sockaddr *addr) { set_host_address(addr, INADDR_ANY, in6addr_any); }
 
 void ox_inet_setloopback(sockaddr *addr)
 {
-    if (addr == nullptr)
-        return;
-    if (settle_family(addr) == AF_INET)
-        v4(addr)->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    else
-        v6(addr)->sin6_addr = in6addr_loopback;
+    set_host_address(addr, INADDR_LOOPBACK, in6addr_loopback);
 }
 
 int ox_inet_setunixaddr(sockaddr *, const char *) { return fail_errno(ENOSYS); }

@@ -34,18 +34,25 @@ uint32_t djb2_more(uint32_t h, const char *s)
 
 }  // namespace
 
+// Only what equality and hashing read is written: the texts (terminated)
+// and the four integers of the hints.  Lookups build a key on every call,
+// so the record's 1.3 KB are not cleared; stored keys are (below).
 void forward_key(KeyRecord &key, const char *host, const char *service, const addrinfo *hints)
 {
-    std::memset(&key, 0, sizeof key);
+    key.host[0] = key.service[0] = '\0';
     copy_text(key.host, sizeof key.host, host);
     copy_text(key.service, sizeof key.service, service);
-    if (hints != nullptr)
-        key.hints = *hints;
+    key.hints.ai_flags = hints ? hints->ai_flags : 0;
+    key.hints.ai_family = hints ? hints->ai_family : 0;
+    key.hints.ai_socktype = hints ? hints->ai_socktype : 0;
+    key.hints.ai_protocol = hints ? hints->ai_protocol : 0;
+    key.addr.ss_family = AF_UNSPEC;
+    key.ni_flags = 0;
 }
 
 void reverse_key(KeyRecord &key, const sockaddr *addr, socklen_t len, int flags)
 {
-    std::memset(&key, 0, sizeof key);
+    std::memset(&key, 0, sizeof key);  // stored as it is
     if (addr != nullptr)
         std::memcpy(&key.addr, addr, len < sizeof key.addr ? len : sizeof key.addr);
     key.ni_flags = flags;
@@ -103,9 +110,9 @@ void key_free(void *key) { mem_free(key); }
 
 ForwardEntry *forward_entry_new(const KeyRecord &key, addrinfo *chain)
 {
-    auto *e = static_cast<ForwardEntry *>(mem_alloc(sizeof(ForwardEntry)));
+    auto *e = static_cast<ForwardEntry *>(mem_calloc(1, sizeof(ForwardEntry)));
     if (e != nullptr) {
-        std::memcpy(&e->key, &key, sizeof key);
+        forward_key(e->key, key.host, key.service, &key.hints);
         e->chain = chain;
     }
     return e;

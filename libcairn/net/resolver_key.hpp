@@ -36,7 +36,8 @@ struct ForwardEntry {
 // then not taken).
 ForwardEntry *forward_entry_new(const KeyRecord &key, addrinfo *chain);
 void forward_entry_free(void *entry);
-// The table's copy callback: a private copy of the entry's chain.
+// The table's copy callback: a private copy of the entry's chain (the
+// negative marker copies as itself).
 void *forward_entry_copy(void *entry);
 
 // A heap copy of `key` (nullptr on allocation failure).

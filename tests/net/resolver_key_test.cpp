@@ -12,7 +12,10 @@
 #include <thread>
 
 #include "capture_fd.hpp"
+#include "child_process.hpp"
+#include "platform/alloc_testing.hpp"
 #include "cairn/containers.h"
+#include "cairn/net.h"
 #include "debug_scope.hpp"
 #include "cairn/concurrency.h"
 #include "net/inflight.hpp"
@@ -245,6 +248,20 @@ TEST(Inflight, WaitersCancelledAbandonedAndAnswered)
     b.join();
     EXPECT_TRUE(answered.answered);
     EXPECT_EQ(answered.result, EAI_NONAME);
+}
+
+// The resolver's tables cannot be made: the process ends by SIGTERM, for
+// each of the three allocations that can fail first.
+TEST(ResolverSetUp, FailureToMakeTheCachesRaisesSigterm)
+{
+    for (long nth : {1, 2, 3}) {
+        auto child = cairn::testing::run_in_child([nth] {
+            cairn::testing::alloc_fail_at(nth, true);
+            addrinfo *res = nullptr;
+            ox_getaddrinfo("localhost", nullptr, nullptr, &res);
+        });
+        EXPECT_EQ(child.signal, SIGTERM) << nth;
+    }
 }
 
 }  // namespace

@@ -359,6 +359,18 @@ TEST(Resolver, OperatorPrintsAndFlushes)
         EXPECT_EQ(all, "DNS (level I) cache:\nDNS (level II) cache:\nSize: 0 hosts:\n"
                        "Clients cache:\nSize: 0 clients:\n");
         EXPECT_EQ(FlushDnsCache, 0);
+
+        // The exit handlers tear the caches down; a later lookup starts again.
+        ox_atexit_execute_and_remove_all();
+        EXPECT_EQ(lookup("box.rt.test", &h), "10.1.2.3");
+        g_messages.clear();
+        PrintDnsCache = 1;
+        dns_check_dbg_op();
+        all.clear();
+        for (const std::string &m : g_messages)
+            all += m;
+        EXPECT_NE(all.find("hostname: box.rt.test, address: 10.1.2.3"), std::string::npos) << all;
+        EXPECT_NE(all.find("Size: 0 hosts:\n"), std::string::npos) << all;  // made anew
         msg_callback_set(nullptr);
     };
     CAIRN_IN_NETNS(o, body);
