@@ -2,6 +2,7 @@
 // name resolves: error rules, address adaptation, vectors, keep-alive,
 // careful close and link-local connects.
 #include <fcntl.h>
+#include <net/if.h>
 #include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -149,6 +150,20 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
             EXPECT_EQ(std::string(x) + y, row.arrives);
         }
 
+        sockaddr_storage peer{};
+        socklen_t peer_len = sizeof peer;
+        EXPECT_EQ(ox_getpeername(pair[0], reinterpret_cast<sockaddr *>(&peer), &peer_len), 0);
+        EXPECT_EQ(peer.ss_family, AF_INET);
+        int local[2];
+        ASSERT_EQ(ox_socketpair(AF_INET, SOCK_STREAM, 0, local), 0);
+        EXPECT_EQ(ox_send(local[0], "hi", 2, 0), 2);
+        EXPECT_EQ(ox_shutdown(local[0], SHUT_WR), 0);
+        char two[4];
+        EXPECT_EQ(ox_recvfrom(local[1], two, sizeof two, 0, nullptr, nullptr), 2);
+        EXPECT_EQ(ox_recv(local[1], two, sizeof two, 0), 0);
+        for (int s : local)
+            EXPECT_EQ(ox_closesocket(s), 0);
+
         ASSERT_EQ(ox_setsock_keepalive(pair[0], 45, 7), 1);
         const struct { int level, name, value; } options[] = {
             {SOL_SOCKET, SO_KEEPALIVE, 1}, {IPPROTO_TCP, TCP_KEEPIDLE, 45}, {IPPROTO_TCP, TCP_KEEPINTVL, 7}};
@@ -177,6 +192,44 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
         ASSERT_EQ(ox_getsockopt(pair[0], SOL_SOCKET, SO_ERROR, &reset, &len), 0);
         EXPECT_EQ(reset, 0) << "the peer was reset";
         EXPECT_EQ(ox_closesocket(pair[0]), 0);
+    });
+}
+
+// Give lo the link-local address fe80::1 (before the first ox_socket(),
+// which takes the interface list).
+void add_link_local_to_lo()
+{
+    struct {
+        in6_addr addr;
+        uint32_t prefix_len;
+        int ifindex;
+    } req{};
+    inet_pton(AF_INET6, "fe80::1", &req.addr);
+    req.prefix_len = 64;
+    req.ifindex = static_cast<int>(if_nametoindex("lo"));
+    int fd = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(ioctl(fd, SIOCSIFADDR, &req), 0) << strerror(errno);
+    close(fd);
+}
+
+TEST(SocketCalls, LinkLocalConnectFindsTheInterface)
+{
+    CAIRN_IN_NETNS(resolvable_host(), [](NetNamespace &) {
+        ASSERT_NO_FATAL_FAILURE(add_link_local_to_lo());
+        int listener = ox_socket(AF_INET6, SOCK_STREAM, 0);
+        auto local = address("fe80::1", 0);
+        reinterpret_cast<sockaddr_in6 &>(local).sin6_scope_id = if_nametoindex("lo");
+        ASSERT_EQ(ox_bind(listener, sa(local)), 0) << strerror(errno);
+        ASSERT_EQ(ox_listen(listener, 1), 0);
+        int client = ox_socket(AF_INET6, SOCK_STREAM, 0);
+        auto unscoped = address("fe80::1", bound_port(listener));
+        EXPECT_EQ(ox_connect(client, sa(unscoped), sizeof(sockaddr_in6)), 0);
+        int other = ox_socket(AF_INET6, SOCK_STREAM, 0);
+        auto nobody = address("fe80::1", 1);
+        EXPECT_EQ(ox_connect(other, sa(nobody), sizeof(sockaddr_in6)), -1);
+        EXPECT_EQ(last_error(), std::make_pair(4, 10061u));
+        for (int s : {listener, client, other})
+            ox_closesocket(s);
     });
 }
 

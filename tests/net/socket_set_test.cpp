@@ -53,6 +53,12 @@ TEST(SocketSet, OrderDuplicatesClearAndOverflow)
     EXPECT_EQ(OX_FD_CLR(0, set.get()), 0);
     EXPECT_EQ(set->fd_array[0], 1);
     EXPECT_EQ(set->fd_array[4094], 4095);
+
+    set->fd_count = 70000;  // a corrupted count is never followed past the array
+    EXPECT_EQ(OX_FD_ISSET(-5, set.get()), 0);
+    EXPECT_EQ(OX_FD_CLR(-5, set.get()), 4096);
+    EXPECT_EQ(OX_FD_CLR(1, set.get()), 0);
+    EXPECT_EQ(set->fd_count, 4095u);
 }
 
 }  // namespace

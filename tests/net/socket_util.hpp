@@ -28,15 +28,8 @@ inline cairn::testing::NetnsOptions resolvable_host()
 inline sockaddr_storage address(const char *text, uint16_t port)
 {
     sockaddr_storage a{};
-    auto *v4 = reinterpret_cast<sockaddr_in *>(&a);
-    auto *v6 = reinterpret_cast<sockaddr_in6 *>(&a);
-    if (inet_pton(AF_INET, text, &v4->sin_addr) == 1) {
-        v4->sin_family = AF_INET;
-        v4->sin_port = htons(port);
-    } else if (inet_pton(AF_INET6, text, &v6->sin6_addr) == 1) {
-        v6->sin6_family = AF_INET6;
-        v6->sin6_port = htons(port);
-    }
+    EXPECT_EQ(ox_inet_pton(text, reinterpret_cast<sockaddr *>(&a)), 0) << text;
+    ox_inet_setport(reinterpret_cast<sockaddr *>(&a), htons(port));
     return a;
 }
 
@@ -47,8 +40,7 @@ inline uint16_t bound_port(int s)
     sockaddr_storage a{};
     socklen_t len = sizeof a;
     EXPECT_EQ(ox_getsockname(s, reinterpret_cast<sockaddr *>(&a), &len), 0);
-    return ntohs(a.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6 &>(a).sin6_port
-                                         : reinterpret_cast<sockaddr_in &>(a).sin_port);
+    return ntohs(ox_inet_getport(sa(a)));
 }
 
 // The last error as (kind, native code).
