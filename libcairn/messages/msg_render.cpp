@@ -120,6 +120,18 @@ char *render_record(const structext &st, int depth)
     return text != nullptr ? text : xstrdup(st.form);
 }
 
+char *render_text_form(const char *text)
+{
+    if (text == nullptr)
+        return nullptr;
+    structext *st = is_structext_xml(text) ? msg_xmlstr_to_structext(text) : msg_stbuf_to_structext(text);
+    if (st == nullptr)
+        return xstrdup(text);
+    char *shown = render_record(*st, 0);
+    msg_structext_free(st);
+    return shown;
+}
+
 }  // namespace cairn::msg
 
 namespace cairn {

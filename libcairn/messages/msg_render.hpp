@@ -32,5 +32,10 @@ char *render_args(const char *form, int count, const structext_arg *args, int de
 // nullptr only for a record without form.
 char *render_record(const structext &st, int depth);
 
+// Readable text of a record held in a text form (the XML form when
+// is_structext_xml() says so, else the buffer form); a copy of the text
+// when it does not parse, so plain text shows as it is.
+char *render_text_form(const char *text);
+
 }  // namespace msg
 }  // namespace cairn
