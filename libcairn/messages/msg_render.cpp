@@ -84,12 +84,23 @@ const ox_fmt_fetchers kArgFetchers = {{
     fetch_ulong,       // OX_FMT_ULONG
 }};
 
-char *format_with(const char *form, ...)
+// Room for any reasonable rendering: the record's own text and as much
+// again as the formatter's usual start.  A width or precision in a hostile
+// form cannot make the text (or its cost) larger.
+std::size_t text_limit(const char *form, int count, const structext_arg *args)
+{
+    std::size_t limit = 19456 + std::strlen(form);
+    for (int i = 0; i < count; ++i)
+        limit += args[i].text != nullptr ? std::strlen(args[i].text) : 4;
+    return limit;
+}
+
+char *format_with(std::size_t limit, const char *form, ...)
 {
     char *text = nullptr;
     va_list ap;
     va_start(ap, form);
-    i18n_vsnprintf_map(nullptr, 0, &text, &kArgFetchers, nullptr, form, ap);
+    i18n_vsnprintf_map(nullptr, limit, &text, &kArgFetchers, nullptr, form, ap);
     va_end(ap);
     return text;
 }
@@ -103,7 +114,7 @@ char *render_args(const char *form, int count, const structext_arg *args, int de
     Cursor c{args, count, 0, depth, nullptr};
     if (count > 0)
         c.owned = static_cast<char **>(xcalloc(static_cast<std::size_t>(count), sizeof(char *)));
-    char *text = format_with(form, &c);
+    char *text = format_with(text_limit(form, count, args), form, &c);
     for (int i = 0; i < count; ++i)
         mem_free(c.owned[i]);
     mem_free(c.owned);

@@ -24,7 +24,8 @@ namespace msg {
 // while `depth` is below kMaxNesting and the text parses, every other
 // descriptor the text as it is.  A numeric conversion reads that text as
 // a number, a %p conversion gets its address.  Arguments the form wants
-// beyond `count` print "null".
+// beyond `count` print "null".  The text is cut at 19456 bytes more than
+// the form and the argument texts hold.
 char *render_args(const char *form, int count, const structext_arg *args, int depth);
 
 // The record's readable text: render_args(), or the form as it is when the

@@ -188,6 +188,13 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
     EXPECT_EQ(msg_create_from_mlit(50000, "no colon"), nullptr);
     EXPECT_EQ(msg_string_to_stbuf(nullptr), nullptr);
     EXPECT_EQ(msg_structext_render(nullptr), nullptr);
+
+    // A hostile width cannot make the text larger than the record allows.
+    const char *one = "1";
+    int32_t number = MSG_ARG_NUMBER;
+    std::string wide = take(msg_structext_render(msg_structext_new(1, "%100000000d|", 1, &number, &one)));
+    EXPECT_EQ(wide.size(), 19456u + 12 + 1 - 1);
+    EXPECT_EQ(wide.find_first_not_of(' '), std::string::npos) << "cut inside the padding";
 }
 
 TEST(StructextCalls, NestedRecordsRenderEightLevelsDeep)
