@@ -5,6 +5,7 @@
 
 #include "cairn/diagnostics.h"
 #include "cairn/utilities.h"
+#include "diagnostics/oxprint/format_directive.hpp"
 #include "messages/structext_record.hpp"
 #include "platform/alloc.hpp"
 
@@ -84,6 +85,41 @@ const ox_fmt_fetchers kArgFetchers = {{
     fetch_ulong,       // OX_FMT_ULONG
 }};
 
+// Whether every conversion that prints a pointer's text (s, p) gets one:
+// each of them is of the string or pointer kind and no conversion of
+// another kind takes its position.  Otherwise the formatter would read a
+// number fetched for "%zs", "%ls" or "%1$d %1$s" as an address; such a
+// form is shown as it is.
+bool pointers_are_text(const char *form)
+{
+    using namespace cairn::oxprint;
+    unsigned char use[OX_FMT_MAX_POSITIONS] = {};  // 1: pointer text, 2: any other kind
+    auto mark = [&use](int position, unsigned char how) {
+        if (position <= 0)
+            return true;
+        if (position >= OX_FMT_MAX_POSITIONS)
+            return false;
+        use[position] |= how;
+        return use[position] != 3;
+    };
+    SpecWalker walk(form);
+    const char *literal = nullptr;
+    std::size_t literal_len = 0;
+    ConvSpec spec;
+    ArgPositions pos;
+    while (walk.next(&literal, &literal_len, &spec, &pos)) {
+        if (!takes_argument(spec))
+            continue;
+        bool text = spec.conversion == 's' || spec.conversion == 'p';
+        int kind = kind_of(spec);
+        if (text && kind != OX_FMT_STRING && kind != OX_FMT_POINTER)
+            return false;
+        if (!mark(pos.value, text ? 1 : 2) || !mark(pos.width, 2) || !mark(pos.precision, 2))
+            return false;
+    }
+    return true;
+}
+
 // Room for any reasonable rendering: the record's own text and as much
 // again as the formatter's usual start.  A width or precision in a hostile
 // form cannot make the text (or its cost) larger.
@@ -125,7 +161,7 @@ char *render_record(const structext &st, int depth)
 {
     if (st.form == nullptr)
         return nullptr;
-    if (st.argcount < 1 && get_formatted_args_num(st.form) > 0)
+    if ((st.argcount < 1 && get_formatted_args_num(st.form) > 0) || !pointers_are_text(st.form))
         return xstrdup(st.form);
     char *text = render_args(st.form, st.argcount, st.args, depth);
     return text != nullptr ? text : xstrdup(st.form);
@@ -149,6 +185,8 @@ namespace cairn {
 
 char *msg_render(const char *form, va_list ap)
 {
+    if (form != nullptr && !msg::pointers_are_text(form))
+        return xstrdup(form);
     int count = get_formatted_args_num(form);
     structext_arg *args = msg::take_args(ap, count, 0, false);
     char *text = msg::render_args(form, count, args, 0);

@@ -11,7 +11,8 @@ namespace cairn {
 
 // New text (free with mem_free) of `form` with the pairs in `ap`, taken as
 // msg_create() takes them (no line for NULL values); nullptr when the form
-// fails.  `ap` is consumed.
+// fails; the form itself when a "%s" or "%p" conversion would get a
+// number ("%ls", "%zs", "%1$d %1$s"; nothing is taken from `ap` then).
 char *msg_render(const char *form, va_list ap);
 
 namespace msg {
@@ -29,7 +30,8 @@ namespace msg {
 char *render_args(const char *form, int count, const structext_arg *args, int depth);
 
 // The record's readable text: render_args(), or the form as it is when the
-// record has no arguments but its form wants some, or when the form fails.
+// record has no arguments but its form wants some, when a conversion that
+// prints text would get a number (as msg_render), or when the form fails.
 // nullptr only for a record without form.
 char *render_record(const structext &st, int depth);
 

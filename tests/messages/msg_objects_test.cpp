@@ -189,6 +189,14 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
     EXPECT_EQ(msg_string_to_stbuf(nullptr), nullptr);
     EXPECT_EQ(msg_structext_render(nullptr), nullptr);
 
+    // A conversion that prints text never gets a number as its address: such
+    // forms show as they are.
+    const char *texts2[] = {"1", "2"};
+    const int32_t descs2[] = {MSG_ARG_NUMBER, MSG_ARG_NUMBER};
+    for (const char *form : {"%zs|%ls", "%1$ld %1$s", "%1$s %1$*2$d", "%lp %s"})
+        EXPECT_EQ(take(msg_structext_render(msg_structext_new(1, form, 2, descs2, texts2))), form);
+    EXPECT_EQ(take(msg_structext_render(msg_structext_new(1, "%1$s %1$p %2$d", 2, descs2, texts2))).substr(0, 2), "1 ");
+
     // A hostile width cannot make the text larger than the record allows.
     const char *one = "1";
     int32_t number = MSG_ARG_NUMBER;
