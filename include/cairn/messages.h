@@ -49,6 +49,40 @@ CAIRN_API int msg_print(int32_t number, uint32_t severity, uint32_t flags,
 /** Install the message callback; NULL removes it. */
 CAIRN_API void msg_callback_set(msg_callback_fn fn);
 
+/* ------------------------------------------------------------------------
+ * Message logs and posting
+ *
+ * Each log destination bit has its own file under the logs directory:
+ *   MSG_LOG_MESSAGES (0x8)   "messages.log"
+ *   MSG_LOG_DAEMON   (0x10)  "daemon.log"
+ *   MSG_LOG_AUDIT    (0x20)  "audit.log"
+ *   MSG_LOG_JOBS     (0x40)  "jobs.log"
+ *   MSG_LOG_RENDERED (0x200) "rendered.log"
+ * One line per message, appended with one write:
+ *   <local ISO 8601 time> <program>[<pid>] <severity name>(<severity>) #<number>: <text>
+ * ------------------------------------------------------------------------ */
+#define MSG_LOG_MESSAGES 0x8
+#define MSG_LOG_DAEMON 0x10
+#define MSG_LOG_AUDIT 0x20
+#define MSG_LOG_JOBS 0x40
+#define MSG_LOG_RENDERED 0x200
+
+/**
+ * Choose the directory of the message logs: @p dir, or the application's
+ * logs directory when NULL.  Logs open before are closed; each log file is
+ * opened again on its next line.
+ * @return 0; ENOENT's code (49) when no directory is known, the error of
+ *         stat() otherwise (20's code for a non-directory), with the last
+ *         error set.
+ */
+CAIRN_API int msg_log_open(const char *dir);
+/** Close the open log files (an exit handler does it too); a later line
+ *  opens its log again. */
+CAIRN_API void msg_log_close(void);
+/** The file name of log destination @p flag (one bit), or NULL with last
+ *  error errno 22 when @p flag names no log. */
+CAIRN_API const char *msg_log_name(uint32_t flag);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_MESSAGES_H */

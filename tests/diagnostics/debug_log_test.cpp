@@ -18,7 +18,7 @@
 #include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "diagnostics/debug_line.hpp"
-#include "diagnostics/error_accrual.hpp"
+#include "frame/errinfo_state.hpp"
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
@@ -239,23 +239,20 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
 {
     auto child = run_in_child([] {
         ox_set_progname("prog");
-        cairn::set_error_accrual_for_testing(true);
+        cairn::ErrinfoState *state = cairn::errinfo_state();
+        state->accrual_on = true;
         printerr("disk %s failed\n", "d1");
-        const char *accrued = cairn::last_accrued_text_for_testing();
-        std::fprintf(stderr, "{%s}", accrued ? accrued : "none");
-        cairn::set_error_accrual_for_testing(true);
         printerr("warning: disk %s slow\n", "d2");
-        accrued = cairn::last_accrued_text_for_testing();
-        std::fprintf(stderr, "{%s}", accrued ? accrued : "none");
-        cairn::set_error_accrual_for_testing(false);
+        std::fprintf(stderr, "{%s}", state->chain ? state->chain : "none");
+        state->accrual_on = false;
         printerr("plain\n");
-        std::fprintf(stderr, "{%s}", cairn::last_accrued_text_for_testing() ? "some" : "none");
+        std::fprintf(stderr, "{%s}", state->chain ? state->chain : "none");
         printinfo("info %d\n", 5);
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.err,
-              "prog: disk d1 failed\n{prog: disk d1 failed\n}prog: warning: disk d2 slow\n{none}"
-              "prog: plain\n{none}");
+              "prog: disk d1 failed\nprog: warning: disk d2 slow\n{prog: disk d1 failed\n}"
+              "prog: plain\n{prog: disk d1 failed\n}");
     EXPECT_EQ(child.out, "prog: info 5\n");
 
     // The program name is part of the format: its "%" is read as a conversion.
