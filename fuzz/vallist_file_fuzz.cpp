@@ -43,12 +43,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::fwrite(data, 1, size, f);
     std::fclose(f);
     val_t *list = nullptr;
-    if (vallist_from_file(&list, in.c_str()) != 0)
+    if (vallist_from_file(&list, in.c_str()) != nullptr)
         std::abort();
-    if (vallist_write_file(list, out.c_str()) != 0)
+    if (vallist_write_file(list, out.c_str()) != nullptr)
         std::abort();
     val_t *again = nullptr;
-    if (vallist_from_file(&again, out.c_str()) != 0)
+    if (vallist_from_file(&again, out.c_str()) != nullptr)
         std::abort();
     if (!ends_in_cr(list) && vallist_cmp_exact(list, again) != 0)
         std::abort();

@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include "cairn/containers.h"
 #include "cairn/export.h"
+#include "cairn/messages.h"
 
 CAIRN_BEGIN_DECLS
 
@@ -180,14 +181,19 @@ CAIRN_API void vallist_display(FILE *stream, const val_t *list);
 /** Append each line of the file at @p path (line feed, or carriage return
  *  and line feed, removed; empty lines kept; lines longer than 13311 bytes
  *  are cut into several values) to *@p list.
- *  @return 0, or VALLIST_MSG_OPEN_READ when the file cannot be opened (the
- *  message is reported on standard error). */
-CAIRN_API int32_t vallist_from_file(val_t **list, const char *path);
+ *  @return NULL, or when the file cannot be opened or read the message
+ *  VALLIST_MSG_OPEN_READ (severity 55000, "Unable to open file '%s' for
+ *  reading\n" with the path), an object of the thread's message ring. */
+CAIRN_API msg_t *vallist_from_file(val_t **list, const char *path);
 /** Write each value and a line feed to @p path, whole or not at all: a
  *  temporary file beside it is renamed over it only when every value was
- *  written.  A failing value is reported and writing goes on.
- *  @return 0, or the number of the last message reported. */
-CAIRN_API int32_t vallist_write_file(const val_t *list, const char *path);
+ *  written.  Writing goes on after a value that fails.
+ *  @return NULL, or the last failure's message (severity 55000, an object
+ *  of the thread's message ring): VALLIST_MSG_OPEN_WRITE "Unable to open
+ *  file '%s' for writing\n" with the path, or VALLIST_MSG_WRITE_VALUE
+ *  "Unable to write value #%lu '%s' to file (rc=%d)" with the value's
+ *  number from 0, its text and -1. */
+CAIRN_API msg_t *vallist_write_file(const val_t *list, const char *path);
 /** A new vector of new copies of the values (free each and the vector
  *  with free()).  @return 0; -1 with ENOMEM (*@p count 0, *@p vector
  *  NULL, nothing left allocated) or EINVAL. */

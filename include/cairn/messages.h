@@ -1,8 +1,11 @@
-/* Messages: the one call through which the library and its callers print a
+/* Messages: structured message records and message objects, their text
+ * forms, and the one call through which the library and its callers print a
  * user-facing message. */
 #ifndef CAIRN_MESSAGES_H
 #define CAIRN_MESSAGES_H
 
+#include <stdarg.h>
+#include <stddef.h>
 #include <stdint.h>
 #include "cairn/export.h"
 
@@ -20,7 +23,8 @@ CAIRN_BEGIN_DECLS
 #define MSG_ARG_TEXT 0      /**< const char *: plain text (NULL prints "null") */
 #define MSG_ARG_NUMBER 1    /**< const char *: a number already written as text */
 #define MSG_ARG_LITERAL 11  /**< const char *: "<id>:<text>", printed as the text */
-#define MSG_ARG_NESTED 49   /**< const char *: a nested message, printed as given */
+#define MSG_ARG_NESTED 49   /**< const char *: a nested message in the buffer form, rendered */
+#define MSG_ARG_OBJECT 52   /**< msg_t *: a message object, kept as its record (descriptor 49) */
 
 /** Receives the rendered text of every message msg_print() handles. */
 typedef void (*msg_callback_fn)(const char *text);
@@ -48,6 +52,165 @@ CAIRN_API int msg_print(int32_t number, uint32_t severity, uint32_t flags,
 
 /** Install the message callback; NULL removes it. */
 CAIRN_API void msg_callback_set(msg_callback_fn fn);
+
+/* ------------------------------------------------------------------------
+ * Structured message records
+ *
+ * A record keeps a message in a form that can be shown later: its id, the
+ * format text ("form", printf conversions, positional ones included) and
+ * the arguments the form consumes, each a descriptor and a text.  Records
+ * travel as text in three forms: the buffer form ("<id> <form length>
+ * <form>[ <count>( <descriptor> <length> <text>)...]"), an XML form, and
+ * the rendered text followed by a blank and the buffer form.
+ *
+ * Ownership.  Everything returned is allocated with the C library's malloc
+ * and freed by the caller (text with free(), records with
+ * msg_structext_free(), objects with msg_free()) unless stated otherwise:
+ *  - records made by msg_structext_new() and msg_vstructext_create() come
+ *    from the calling thread's record pool (32 slots; 64 or 128 when
+ *    "MSG_STRUCTURED_TEXT_POOL_SIZE" is at least 64 or 128 when the thread
+ *    first uses messages) and live until the thread has made as many
+ *    further pool records; keep one longer with msg_structext_copy();
+ *  - message objects made by msg_create() and msg_vcreate() come from the
+ *    calling thread's ring of 32 and live until the thread has made 32
+ *    further ones; msg_copy() makes one the caller owns;
+ *  - texts of msg_mlit_create() and msg_lit_create() live in the thread's
+ *    ring of 200 literal buffers of 3072 bytes.
+ * A thread's pool and rings are freed when the thread ends.
+ * Running out of memory ends the process (as xmalloc()).
+ * ------------------------------------------------------------------------ */
+
+/** The id of an unused pool slot. */
+#define MSG_UNUSED_ID ((uint32_t)-5)
+/** Argument texts longer than this are cut in the buffer form. */
+#define MSG_STBUF_ARG_MAX 2047
+/** Size of one literal buffer, terminator included. */
+#define MSG_LITERAL_SIZE 3072
+/** Slots of the message object ring and of the literal ring. */
+#define MSG_RING_SLOTS 32
+#define MSG_LITERAL_SLOTS 200
+
+/** One argument of a record. */
+typedef struct structext_arg {
+    int32_t desc; /**< descriptor (MSG_ARG_*, or a caller's own kind) */
+    char *text;   /**< owned UTF-8 text */
+} structext_arg;
+
+/** A structured text record. */
+typedef struct structext {
+    uint32_t msgid;      /**< message id; 0: no catalogue entry; MSG_UNUSED_ID: unused slot */
+    char *form;          /**< owned format text */
+    int32_t argcount;    /**< arguments the form consumes, or 0 */
+    structext_arg *args; /**< owned array of argcount entries */
+    int32_t pooled;      /**< non-zero: a slot of a thread's record pool */
+} structext;
+
+/** The error code of a message object: the message number and the severity
+ *  split into its three fields (severity 52013 gives 5, 2, 13). */
+typedef struct msg_errcode {
+    int32_t number;   /**< the message id */
+    int32_t type;     /**< severity / 10000 */
+    int32_t severity; /**< (severity / 1000) mod 10 */
+    int32_t code;     /**< severity mod 1000 */
+} msg_errcode;
+
+/** A message object: error code, rendered text and record. */
+typedef struct msg_t {
+    msg_errcode err; /**< number and severity fields */
+    char *text;      /**< owned rendered text */
+    structext stext; /**< the record (not pooled) */
+    int32_t in_ring; /**< non-zero: a slot of a thread's object ring */
+} msg_t;
+
+/** The facility with bit 0x800 set. */
+CAIRN_API uint32_t mc_facility_id(uint32_t facility);
+/** ((facility | 0x800) << 16) + number. */
+CAIRN_API uint32_t mc_message_id(uint32_t facility, uint32_t number);
+
+/**
+ * A message object from the calling thread's ring (see Ownership).  The
+ * arguments after @p form are, for each argument the form consumes, a
+ * descriptor (int) and a pointer: text, or a msg_t * for MSG_ARG_OBJECT
+ * (kept as its record's buffer form with MSG_ARG_NESTED).  A NULL pointer
+ * is kept as descriptor 0 with the text "null", and a line naming the
+ * message id is written to standard error.  The text is rendered at once.
+ * @return the object; NULL for a NULL @p form.
+ */
+CAIRN_API msg_t *msg_create(int32_t id, uint32_t severity, const char *form, ...);
+CAIRN_API msg_t *msg_vcreate(int32_t id, uint32_t severity, const char *form, va_list ap);
+/** A message object from a copy of @p st, from the thread's ring; NULL for
+ *  a NULL record or a record without form. */
+CAIRN_API msg_t *msg_create_from_structext(uint32_t severity, const structext *st);
+/** For "<id>:<text>": a message object whose record is the text after the
+ *  ":" as a plain text with that id (msg_create_from_structext() with
+ *  @p severity).  NULL without ":" or a decimal id. */
+CAIRN_API msg_t *msg_create_from_mlit(uint32_t severity, const char *text);
+/** A deep copy that the caller owns (free with msg_free()). */
+CAIRN_API msg_t *msg_copy(const msg_t *msg);
+/** Frees an object the caller owns.  An object of a ring has its contents
+ *  freed and its slot marked unused (it must not be used again).  NULL is
+ *  ignored. */
+CAIRN_API void msg_free(msg_t *msg);
+
+/** A pool record from parallel arrays: @p count descriptors and texts
+ *  (a NULL text is kept as "null"); a count below 1 gives no arguments.
+ *  NULL for a NULL form. */
+CAIRN_API structext *msg_structext_new(uint32_t id, const char *form, int count,
+                                       const int32_t *descs, const char *const *texts);
+/** A pool record from (descriptor, pointer) pairs as msg_create(); the
+ *  count is the form's. NULL for a NULL form. */
+CAIRN_API structext *msg_vstructext_create(uint32_t id, const char *form, va_list ap);
+/** Fill @p st (its old contents freed) as msg_vstructext_create() does.
+ *  @return @p st; NULL for a NULL record or form (the record is then left
+ *  as it was). */
+CAIRN_API structext *msg_vstructext_populate(structext *st, uint32_t id, const char *form,
+                                             va_list ap);
+CAIRN_API structext *msg_structext_populate(structext *st, uint32_t id, const char *form, ...);
+/** A deep copy that the caller owns. */
+CAIRN_API structext *msg_structext_copy(const structext *st);
+/** Frees a record and its contents; a pool record has its contents freed
+ *  and its slot marked unused.  NULL is ignored. */
+CAIRN_API void msg_structext_free(structext *st);
+/** Frees the contents only and leaves an empty record (id kept). */
+CAIRN_API void msg_structext_depopulate(structext *st);
+
+/** Readable text of a record: the form with its arguments, descriptor 11
+ *  as the text after ":", descriptor 49 parsed and rendered in place (up
+ *  to 8 levels deep).  A record without arguments whose form consumes
+ *  some is shown as its form.  NULL for NULL or a record without form. */
+CAIRN_API char *msg_structext_render(const structext *st);
+
+/** Buffer form; argument texts cut to MSG_STBUF_ARG_MAX bytes. */
+CAIRN_API char *msg_structext_to_stbuf(const structext *st);
+/** Parses the buffer form; NULL when malformed.  A count that does not
+ *  match the form gives the form without arguments. */
+CAIRN_API structext *msg_stbuf_to_structext(const char *text);
+/** XML form. */
+CAIRN_API char *msg_structext_to_xmlstr(const structext *st);
+/** Parses the XML form; NULL when malformed. */
+CAIRN_API structext *msg_xmlstr_to_structext(const char *text);
+/** Non-zero when @p text holds both "<MSG" and "</MSG>". */
+CAIRN_API int is_structext_xml(const char *text);
+/** Rendered text, a blank, and the buffer form without the cut.
+ *  @param rendered_len receives the rendered text's byte length. */
+CAIRN_API char *msg_structext_to_stxdrbuf(const structext *st, size_t *rendered_len);
+/** Parses the rendered-plus-buffer form whose rendered part is
+ *  @p rendered_len bytes long; NULL when malformed. */
+CAIRN_API structext *msg_stxdrbuf_to_structext(const char *text, size_t rendered_len);
+
+/** "<id>:<text>" in the thread's literal ring (see Ownership), cut to fit. */
+CAIRN_API char *msg_mlit_create(int32_t id, const char *text);
+/** The literal for catalogue number @p id in the thread's literal ring.
+ *  No catalogues are installed: the literal itself, cut to fit. */
+CAIRN_API char *msg_lit_create(int32_t id, const char *literal);
+/** Buffer form of "<id>:<text>": "<id> <length> <text>"; NULL without ":"
+ *  or a decimal id. */
+CAIRN_API char *msg_idlit_to_stbuf(const char *text);
+/** Buffer form of a plain text: "0 <length> <text>", cut to
+ *  MSG_STBUF_ARG_MAX bytes. */
+CAIRN_API char *msg_string_to_stbuf(const char *text);
+/** msg_string_to_stbuf() parsed at once (a record the caller owns). */
+CAIRN_API structext *msg_string_to_structext(const char *text);
 
 /* ------------------------------------------------------------------------
  * Message logs and posting

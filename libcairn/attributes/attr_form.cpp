@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "attributes/i18n_text.hpp"
+#include "messages/msg_render.hpp"
 #include "cairn/attributes.h"
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
@@ -86,7 +86,7 @@ char *shown_value(const char *v, bool render, bool hide)
 {
     if (hide)
         return xstrdup(kHidden);
-    return render ? cairn::attrs::local_from_structured(v) : xstrdup(v);
+    return render ? cairn::msg::render_text_form(v) : xstrdup(v);
 }
 
 bool is_companion(const char *name)

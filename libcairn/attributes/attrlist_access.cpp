@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "attributes/attr_record.hpp"
-#include "attributes/i18n_text.hpp"
 #include "cairn/text.h"
 #include "cairn/utilities.h"
 #include "platform/alloc.hpp"
@@ -199,7 +198,7 @@ const char *attrlist_add_I18Nattr(attr_t **list, const char *name, int remove)
     ox_strlcat(companion, ATTR_I18N_SUFFIX, sizeof companion);
     val_t *converted = nullptr;
     for (const val_t *v = original->values; v != nullptr; v = v->next) {
-        char *text = cairn::attrs::structured_from_string(v->value);
+        char *text = msg_string_to_stbuf(v->value);
         vallist_add(&converted, text);
         cairn::mem_free(text);
     }

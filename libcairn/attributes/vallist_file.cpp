@@ -12,7 +12,6 @@
 #include <cstring>
 #include <climits>
 
-#include "attributes/file_messages.hpp"
 #include "attributes/value_record.hpp"
 #include "cairn/messages.h"
 #include "cairn/utilities.h"
@@ -22,14 +21,17 @@ using namespace cairn::values;
 
 namespace {
 
+// The severity class of the file messages.
+constexpr uint32_t kSeverityClass = 55000;
+
 // Lines are read in pieces of this many bytes (terminator included).
 constexpr int kLineBytes = 13312;
 
-int32_t cannot_open(int32_t number, const char *path)
+msg_t *cannot_open(int32_t number, const char *path)
 {
     const char *form = number == VALLIST_MSG_OPEN_READ ? "Unable to open file '%s' for reading\n"
                                                        : "Unable to open file '%s' for writing\n";
-    return report_file_message(number, form, {MSG_ARG_TEXT, path});
+    return msg_create(number, kSeverityClass, form, MSG_ARG_TEXT, path);
 }
 
 // Drops the line end: a line feed, and a carriage return before it (the
@@ -104,20 +106,20 @@ int open_temporary(const char *path, char *name)
     return -1;
 }
 
-int32_t cannot_write(int64_t index, const char *value)
+msg_t *cannot_write(int64_t index, const char *value)
 {
     char number[OX_INTTOSTR_SIZE];
     inttostr(index, number, sizeof number);
-    return report_file_message(VALLIST_MSG_WRITE_VALUE, "Unable to write value #%lu '%s' to file (rc=%d)",
-                               {MSG_ARG_NUMBER, number}, {MSG_ARG_TEXT, value}, {MSG_ARG_NUMBER, "-1"});
+    return msg_create(VALLIST_MSG_WRITE_VALUE, kSeverityClass, "Unable to write value #%lu '%s' to file (rc=%d)",
+                      MSG_ARG_NUMBER, number, MSG_ARG_TEXT, value, MSG_ARG_NUMBER, "-1");
 }
 
 // Writes each value and a line feed; reports each value that fails and
 // goes on.  A failure to bring the file to the disk at the end is
 // reported against the last value.
-int32_t write_values(int fd, const val_t *list)
+msg_t *write_values(int fd, const val_t *list)
 {
-    int32_t result = 0;
+    msg_t *result = nullptr;
     int64_t index = 0;
     const val_t *last = nullptr;
     for (; list != nullptr; last = list, list = list->next, ++index) {
@@ -127,7 +129,7 @@ int32_t write_values(int fd, const val_t *list)
     }
     bool durable = fsync(fd) == 0;
     durable = close(fd) == 0 && durable;
-    if (!durable && result == 0)
+    if (!durable && result == nullptr)
         result = cannot_write(index > 0 ? index - 1 : 0, last ? last->value : "");
     return result;
 }
@@ -136,7 +138,7 @@ int32_t write_values(int fd, const val_t *list)
 
 extern "C" {
 
-int32_t vallist_from_file(val_t **list, const char *path)
+msg_t *vallist_from_file(val_t **list, const char *path)
 {
     if (list == nullptr || path == nullptr)
         return cannot_open(VALLIST_MSG_OPEN_READ, path ? path : "(null)");
@@ -151,19 +153,19 @@ int32_t vallist_from_file(val_t **list, const char *path)
         return cannot_open(VALLIST_MSG_OPEN_READ, path);
     }
     *tail_link(list) = lines;
-    return 0;
+    return nullptr;
 }
 
-int32_t vallist_write_file(const val_t *list, const char *path)
+msg_t *vallist_write_file(const val_t *list, const char *path)
 {
     if (path == nullptr || *path == '\0')
         return cannot_open(VALLIST_MSG_OPEN_WRITE, path ? path : "(null)");
     char *temporary = static_cast<char *>(xmalloc(kTemporaryBytes));
     int fd = open_temporary(path, temporary);
-    int32_t result = fd < 0 ? cannot_open(VALLIST_MSG_OPEN_WRITE, path) : write_values(fd, list);
-    if (fd >= 0 && result == 0 && rename(temporary, path) != 0)
+    msg_t *result = fd < 0 ? cannot_open(VALLIST_MSG_OPEN_WRITE, path) : write_values(fd, list);
+    if (fd >= 0 && result == nullptr && rename(temporary, path) != 0)
         result = cannot_open(VALLIST_MSG_OPEN_WRITE, path);
-    if (fd >= 0 && result != 0)
+    if (fd >= 0 && result != nullptr)
         unlink(temporary);
     cairn::mem_free(temporary);
     return result;

@@ -27,6 +27,7 @@ bool g_key_ok = false;
 ox_once_t g_key_once;
 std::atomic<void (*)(ThreadRecord &)> g_end_hook{nullptr};
 std::atomic<void (*)(ThreadRecord &)> g_due_release_hook{nullptr};
+std::atomic<void (*)(ThreadRecord &)> g_message_release_hook{nullptr};
 
 void free_calls(QueuedCall *call)
 {
@@ -68,6 +69,9 @@ void free_record(ThreadRecord *rec)
         hook(*rec);
     if (rec->due_work != nullptr)
         if (auto release = g_due_release_hook.load(std::memory_order_acquire))
+            release(*rec);
+    if (rec->messages != nullptr)
+        if (auto release = g_message_release_hook.load(std::memory_order_acquire))
             release(*rec);
     free_calls(rec->incoming.exchange(nullptr));
     free_calls(rec->ready);
@@ -194,6 +198,11 @@ void forget_other_threads()
 void set_due_work_release_hook(void (*hook)(ThreadRecord &rec))
 {
     g_due_release_hook.store(hook, std::memory_order_release);
+}
+
+void set_message_state_release_hook(void (*hook)(ThreadRecord &rec))
+{
+    g_message_release_hook.store(hook, std::memory_order_release);
 }
 
 void set_thread_end_hook(void (*hook)(ThreadRecord &rec))

@@ -75,6 +75,10 @@ struct ThreadRecord {
     // due-work component; released with the record.
     void *due_work = nullptr;
 
+    // The thread's message rings and record pool, owned by the message
+    // layer; released with the record.
+    void *messages = nullptr;
+
     // Thread-local slot values, indexed by slot.
     SlotValue *slots = nullptr;
     uint32_t slot_capacity = 0;
@@ -142,5 +146,8 @@ void set_thread_end_hook(void (*hook)(ThreadRecord &rec));
 // Called with a record that still holds due work when it is freed, so the
 // due-work component can detach that work from the ending thread.
 void set_due_work_release_hook(void (*hook)(ThreadRecord &rec));
+
+// Called with a record that holds message state when it is freed.
+void set_message_state_release_hook(void (*hook)(ThreadRecord &rec));
 
 }  // namespace cairn

@@ -62,6 +62,12 @@ TEST(AttrForm, TableOfForms)
         {"q", {"x", "y"}, ATTR_HIDE_VALUES, true, "                           q: \"*******\", \"*******\";\n"},
         {"user password", {"s1", "s2"}, 0, false, "               user password: *******, *******;\n"},
         {"PassWordHint", {"s"}, 0, false, "                PassWordHint: *******;\n"},
+        // Companions show their structured text rendered; text that does not
+        // parse shows as it is.
+        {"m_I18N", {"0 5 Hello", "12 4 a %s 1 0 1 b", "plain"}, 0, false, "                      m_I18N: Hello, a b, plain;\n"},
+        {"m_I18N", {"0 5 Hello"}, ATTR_NO_RENDER, false, "                      m_I18N: 0 5 Hello;\n"},
+        {"m", {"0 5 Hello"}, 0, false, "                           m: 0 5 Hello;\n"},
+        {"m", {"0 5 Hello"}, ATTR_RENDER, false, "                           m: Hello;\n"},
     };
     for (const Row &row : rows)
         EXPECT_EQ(form_of(row.name, row.values, row.options, row.force), row.text) << row.name;

@@ -301,7 +301,7 @@ TEST(Attributes, LocalisableCompanions)
     name = attrlist_add_I18Nattr(&l.head, "msg", 1);
     EXPECT_STREQ(name, "MSG_I18N") << "an existing companion is replaced, keeping its spelling";
     EXPECT_EQ(attrlist_find(l.head, "msg"), nullptr);
-    EXPECT_EQ(l.get(), (Attrs{{"MSG_I18N", {"Hello", "World"}}, {"novalue", {}}}));
+    EXPECT_EQ(l.get(), (Attrs{{"MSG_I18N", {"0 5 Hello", "0 5 World"}}, {"novalue", {}}}));
 
     std::string long_name(70, 'n');
     attrlist_add(&l.head, long_name.c_str(), "v");

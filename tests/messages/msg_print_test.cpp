@@ -77,10 +77,13 @@ TEST(MsgPrint, ArgumentsRenderByDescriptor)
                   MSG_ARG_LITERAL, "77:literal", MSG_ARG_TEXT, static_cast<const char *>(nullptr),
                   MSG_ARG_NUMBER, "2.5");
         msg_print(0, 50000, 1, "%2$s-%1$s", MSG_ARG_TEXT, "one", MSG_ARG_TEXT, "two");
+        // Nested records render in place, given as text or as an object.
+        msg_t *inner = msg_create(5, 50000, "(%s)", MSG_ARG_TEXT, "obj");
+        msg_print(0, 50000, 1, "{%s|%s}", MSG_ARG_NESTED, "3 4 <%s> 1 0 2 in", MSG_ARG_OBJECT, inner);
         std::printf("|%d", msg_print(0, 50000, 1, nullptr));
     });
     ASSERT_TRUE(child.exited);
-    EXPECT_EQ(child.out, "[a|42|literal|null|  2.5]two-one|0");
+    EXPECT_EQ(child.out, "[a|42|literal|null|  2.5]two-one{<in>|(obj)}|0");
 }
 
 TEST(MsgPrint, PostingDecisionAndSeverityScaling)
