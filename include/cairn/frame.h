@@ -347,40 +347,6 @@ CAIRN_API const char *ox_product_get_value(const char *key);
 /** Print every product information line to standard error. */
 CAIRN_API void oxprint_productinfo(void);
 
-/* ------------------------------------------------------------------------
- * Errinfo records: the composite error number
- * ((type * 10) + severity) * 1000 + code, with code 0..999, severity 0..5
- * (0 info, 1 notice, 2 warning, 3 error, 4 severe, 5 critical) and type
- * 1..35, and the error-type registry that gives each code its text and
- * severity.
- * ------------------------------------------------------------------------ */
-
-/**
- * Register or replace error type @p type: codes 0..@p max_code, their
- * texts (@p texts, max_code + 1 entries; a NULL entry reads "") and
- * severities (@p severities, or NULL for all 0).  Everything is copied;
- * the name is cut to 127 characters.  A text "<number>:<text>" carries a
- * catalog number.  Meant for start-up: texts handed out before stay valid.
- * @return 0 (also for types above 35, which are ignored); 2 for a NULL
- *         @p name or @p texts; 31 for a type below 1 or @p max_code outside
- *         0..999; 53 when memory runs out.
- */
-CAIRN_API int err_settype(int type, int max_code, const char *name, const char *const *texts,
-                          const int *severities);
-/** The name of error type @p type; "BXR" for an unregistered type and any
- *  type outside 1..34. */
-CAIRN_API const char *err_type_name(int type);
-
-/**
- * Add @p text to the calling thread's accrued error chain, when accrual is
- * on for the thread (see blow_err()) and @p text is not NULL: the chain
- * becomes "<text>->(<chain>)", newest first.  A text that would make the
- * chain's length plus 9 exceed 19456 bytes is dropped (debug line at level
- * 9 or trace bit 0x100).  When memory runs out the chain is kept and a
- * message says so on standard error.
- */
-CAIRN_API void err_accrue(const char *text);
-
 CAIRN_END_DECLS
 
 #endif /* CAIRN_FRAME_H */

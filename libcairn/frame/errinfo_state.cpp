@@ -32,6 +32,8 @@ void errinfo_state_free(ErrinfoState *state)
 {
     if (state == nullptr)
         return;
+    msg_free(state->record);
+    msg_free(state->saved);
     mem_free(state->chain);
     mem_delete(state);
 }

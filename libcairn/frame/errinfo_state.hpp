@@ -5,9 +5,14 @@
 
 #include <cstddef>
 
+#include "cairn/messages.h"
+
 namespace cairn {
 
 struct ErrinfoState {
+    msg_t *record = nullptr;  // filled by err_setall(), owned
+    int catalog = 0;          // the record text's catalog number, or 0
+    msg_t *saved = nullptr;   // err_save()'s slot, owned
     bool accrual_on = false;  // switched on by blow_err()
     char *chain = nullptr;    // newest first: "c->(b->(a))"
     std::size_t chain_len = 0;

@@ -12,6 +12,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "cairn/messages.h"
 #include "frame/exit_cleanup.hpp"
 #include "platform/alloc.hpp"
 

@@ -1,7 +1,10 @@
-#include "messages/msg_post.hpp"
-
+// msg_post(): a message object to the message logs, or, when it was posted
+// only because time stamps are wanted, to the standard streams with the
+// debug prefix.
+#include <cerrno>
 #include <cstring>
 
+#include "cairn/frame.h"
 #include "cairn/messages.h"
 #include "diagnostics/debug_prefix.hpp"
 #include "messages/msg_direct.hpp"
@@ -27,14 +30,27 @@ void print_stamped(uint32_t flags, int32_t number, const char *text)
     mem_free(line);
 }
 
-}  // namespace
-
-void msg_post_text(uint32_t flags, int32_t number, uint32_t severity, const char *text)
+// The severity number back from the object's three fields.
+uint32_t severity_of(const msg_errcode &err)
 {
-    if (flags & MSG_LOG_MASK)
-        msg_log_append(flags, number, severity, text);
-    else if (flags & (MSG_TO_STDOUT | MSG_TO_STDERR))
-        print_stamped(flags, number, text);
+    return static_cast<uint32_t>(err.type * 10000 + err.severity * 1000 + err.code);
 }
 
+}  // namespace
 }  // namespace cairn
+
+using namespace cairn;
+
+extern "C" int msg_post(uint32_t flags, const msg_t *msg)
+{
+    if (msg == nullptr) {
+        ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);
+        return OX_ENULL;
+    }
+    const char *text = msg->text != nullptr ? msg->text : "";
+    if (flags & MSG_LOG_MASK)
+        msg_log_append(flags, msg->err.number, severity_of(msg->err), text);
+    else if (flags & (MSG_TO_STDOUT | MSG_TO_STDERR))
+        print_stamped(flags, msg->err.number, text);
+    return 0;
+}

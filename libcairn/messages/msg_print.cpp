@@ -12,7 +12,6 @@
 #include "frame/exit_handlers.hpp"
 #include "messages/msg_identity.hpp"
 #include "messages/msg_direct.hpp"
-#include "messages/msg_post.hpp"
 #include "messages/msg_render.hpp"
 #include "platform/alloc.hpp"
 
@@ -53,16 +52,6 @@ void call_back(msg_callback_fn fn, const char *format, va_list ap)
     }
 }
 
-void post_rendered(int32_t number, uint32_t severity, uint32_t flags, const char *format,
-                   va_list ap)
-{
-    char *text = msg_render(format, ap);
-    if (text == nullptr)
-        return;
-    msg_post_text(flags, number, severity, text);
-    mem_free(text);
-}
-
 }  // namespace
 }  // namespace cairn
 
@@ -84,7 +73,9 @@ int msg_print(int32_t number, uint32_t severity, uint32_t flags, const char *for
     if (g_need_timestamps != 0 || (flags & MSG_LOG_MASK) != 0) {
         if (severity < 6)
             severity *= 1000;
-        post_rendered(number, severity, flags, format, ap);
+        msg_t *msg = msg_vcreate(number, severity, format, ap);
+        msg_post(flags, msg);
+        msg_free(msg);
     } else if (flags & (MSG_TO_STDOUT | MSG_TO_STDERR)) {
         // One rendering serves both streams: the arguments are text and
         // render the same each time.

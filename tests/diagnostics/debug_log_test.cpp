@@ -14,11 +14,11 @@
 
 #include "capture_fd.hpp"
 #include "cairn/diagnostics.h"
+#include "cairn/messages.h"
 #include "cairn/frame.h"
 #include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "diagnostics/debug_line.hpp"
-#include "frame/errinfo_state.hpp"
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
@@ -239,20 +239,18 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
 {
     auto child = run_in_child([] {
         ox_set_progname("prog");
-        cairn::ErrinfoState *state = cairn::errinfo_state();
-        state->accrual_on = true;
+        printerr("before\n");  // accrual is off until blow_err()
+        blow_err(0);
         printerr("disk %s failed\n", "d1");
         printerr("warning: disk %s slow\n", "d2");
-        std::fprintf(stderr, "{%s}", state->chain ? state->chain : "none");
-        state->accrual_on = false;
-        printerr("plain\n");
-        std::fprintf(stderr, "{%s}", state->chain ? state->chain : "none");
+        msg_t *chain = blow_err(1);
+        std::fprintf(stderr, "{%s}", chain ? chain->text : "none");
         printinfo("info %d\n", 5);
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.err,
-              "prog: disk d1 failed\nprog: warning: disk d2 slow\n{prog: disk d1 failed\n}"
-              "prog: plain\n{prog: disk d1 failed\n}");
+              "prog: before\nprog: disk d1 failed\nprog: warning: disk d2 slow\n"
+              "{prog: disk d1 failed\n}");
     EXPECT_EQ(child.out, "prog: info 5\n");
 
     // The program name is part of the format: its "%" is read as a conversion.
