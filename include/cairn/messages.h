@@ -212,6 +212,160 @@ CAIRN_API char *msg_string_to_stbuf(const char *text);
 /** msg_string_to_stbuf() parsed at once (a record the caller owns). */
 CAIRN_API structext *msg_string_to_structext(const char *text);
 
+/* ------------------------------------------------------------------------
+ * Message logs and posting
+ *
+ * Each log destination bit has its own file under the logs directory:
+ *   MSG_LOG_MESSAGES (0x8)   "messages.log"
+ *   MSG_LOG_DAEMON   (0x10)  "daemon.log"
+ *   MSG_LOG_AUDIT    (0x20)  "audit.log"
+ *   MSG_LOG_JOBS     (0x40)  "jobs.log"
+ *   MSG_LOG_RENDERED (0x200) "rendered.log"
+ * One line per message, appended with one write:
+ *   <local ISO 8601 time> <program>[<pid>] <severity name>(<severity>) #<number>: <text>
+ * ------------------------------------------------------------------------ */
+#define MSG_LOG_MESSAGES 0x8
+#define MSG_LOG_DAEMON 0x10
+#define MSG_LOG_AUDIT 0x20
+#define MSG_LOG_JOBS 0x40
+#define MSG_LOG_RENDERED 0x200
+
+/**
+ * Choose the directory of the message logs: @p dir, or the application's
+ * logs directory when NULL.  Logs open before are closed; each log file is
+ * opened again on its next line.
+ * @return 0; ENOENT's code (49) when no directory is known, the error of
+ *         stat() otherwise (20's code for a non-directory), with the last
+ *         error set.
+ */
+CAIRN_API int msg_log_open(const char *dir);
+/** Close the open log files (an exit handler does it too); a later line
+ *  opens its log again. */
+CAIRN_API void msg_log_close(void);
+/**
+ * Post @p msg: one line (see above) in each message log that @p flags
+ * selects.  With no log bit in @p flags (a message posted because time
+ * stamps are wanted) the standard streams that bits 1 and 2 name get the
+ * text after the debug prefix (time and program name), in the forms of
+ * msg_print().  A log that cannot be used sends its lines to standard
+ * error, with a notice the first time.  @return 0; 2 for a NULL @p msg
+ * (last error errno 22).
+ */
+CAIRN_API int msg_post(uint32_t flags, const msg_t *msg);
+/** The file name of log destination @p flag (one bit), or NULL with last
+ *  error errno 22 when @p flag names no log. */
+CAIRN_API const char *msg_log_name(uint32_t flag);
+
+/* ------------------------------------------------------------------------
+ * Errinfo records: message objects whose number is the composite error
+ * number ((type * 10) + severity) * 1000 + code, with code 0..999,
+ * severity 0..5 (0 info, 1 notice, 2 warning, 3 error, 4 severe,
+ * 5 critical) and type 1..35; their severity fields hold the same split.
+ * The error-type registry gives each code its text and severity.
+ *
+ * Per thread: the errinfo record that err_setall() fills (it belongs to
+ * the thread and stays valid until the thread's next err_setall() or
+ * err_set()), the saved-error slot of err_save() and the accrued error
+ * chain.  All three are freed when the thread ends.
+ * ------------------------------------------------------------------------ */
+
+/** Argument descriptor of an errinfo text. */
+#define MSG_ARG_ERRTEXT 24
+
+/** A message number with its text, as err_move_to_varp() takes it. */
+typedef struct err_varp {
+    int32_t number; /**< composite message number */
+    char *text;     /**< owned text (malloc), or NULL */
+} err_varp;
+
+
+/**
+ * Register or replace error type @p type: codes 0..@p max_code, their
+ * texts (@p texts, max_code + 1 entries; a NULL entry reads "") and
+ * severities (@p severities, or NULL for all 0).  Everything is copied;
+ * the name is cut to 127 characters.  A text "<number>:<text>" carries a
+ * catalog number.  Meant for start-up: texts handed out before stay valid.
+ * @return 0 (also for types above 35, which are ignored); 2 for a NULL
+ *         @p name or @p texts; 31 for a type below 1 or @p max_code outside
+ *         0..999; 53 when memory runs out.
+ */
+CAIRN_API int err_settype(int type, int max_code, const char *name, const char *const *texts,
+                          const int *severities);
+/** The name of error type @p type; "BXR" for an unregistered type and any
+ *  type outside 1..34. */
+CAIRN_API const char *err_type_name(int type);
+
+/**
+ * Add @p text to the calling thread's accrued error chain, when accrual is
+ * on for the thread (see blow_err()) and @p text is not NULL: the chain
+ * becomes "<text>->(<chain>)", newest first.  A text that would make the
+ * chain's length plus 9 exceed 19456 bytes is dropped (debug line at level
+ * 9 or trace bit 0x100).  When memory runs out the chain is kept and a
+ * message says so on standard error.
+ */
+CAIRN_API void err_accrue(const char *text);
+
+/**
+ * Fill the calling thread's errinfo record: text @p text, or the text
+ * looked up for (@p type, @p code) when NULL; severity @p severity, or the
+ * looked-up one when 0.  Type 1 (errno) reads ox_strerror(code) with
+ * severity 1 for errno 0, 3 for errno 4, 16, 108, 116, 117 and 138, else 5.
+ * Other types read their tables; an unregistered type or a code out of
+ * range gives "Unknown error" and severity 0.
+ * @return the thread's record (do not free it); NULL when memory runs out.
+ */
+CAIRN_API msg_t *err_setall(int type, int severity, int code, const char *text);
+/**
+ * err_setall(type, thousands digit of @p code, @p code mod 1000, NULL),
+ * then a message object (thread's ring) with the composed number, format
+ * "%s" and the record's text as its argument: descriptor 11 when the text
+ * carries a catalog number ("<number>:<text>"), else MSG_ARG_ERRTEXT.
+ */
+CAIRN_API msg_t *err_set(int type, int code);
+/** A message object (thread's ring) numbered ((type * 10) + thousands
+ *  digit of @p code) * 1000 + (@p code mod 1000), format "%s" with @p text
+ *  (MSG_ARG_ERRTEXT).  NULL with last error errno 22 for a NULL @p text. */
+CAIRN_API msg_t *err_setstr(int type, int code, const char *text);
+/**
+ * The composite number only, with the looked-up severity when @p severity
+ * is 0.  For type 1 errno 16 is not among the errno values of severity 3
+ * here, so err_setsev(1, 0, 16) is 15016 while err_setall(1, 0, 16, NULL)
+ * composes 13016: the two differ on purpose.
+ */
+CAIRN_API int err_setsev(int type, int severity, int code);
+/** A deep copy of @p rec that the caller owns (free with err_free());
+ *  NULL for NULL. */
+CAIRN_API msg_t *err_dup(const msg_t *rec);
+/** A deep copy of @p rec that the caller owns, then @p rec is freed (as by
+ *  err_free()); NULL for NULL. */
+CAIRN_API msg_t *err_restore(msg_t *rec);
+/**
+ * Copy @p rec into the thread's saved-error slot and return the slot (it
+ * belongs to the thread).  An occupied slot is freed first, with the debug
+ * line "err_save: overwriting old tmperr <text>" at debug level 1 or trace
+ * bit 1.  NULL @p rec changes nothing and returns NULL.
+ */
+CAIRN_API msg_t *err_save(const msg_t *rec);
+/** Free a record: one the caller owns, an object of a ring (its slot is
+ *  marked unused), or the thread's own record or saved slot (which are then
+ *  empty).  NULL is ignored. */
+CAIRN_API void err_free(msg_t *rec);
+/** Print the record's text as a warning (severity class 2) to standard
+ *  error through msg_print() with the record's number.
+ *  @return msg_print()'s result; 0 for NULL. */
+CAIRN_API int err_print(const msg_t *rec);
+/** A message object (thread's ring) with @p pair's number, format "%s"
+ *  and its text (MSG_ARG_ERRTEXT); then the text is freed with free() and
+ *  cleared.  NULL for a NULL @p pair. */
+CAIRN_API msg_t *err_move_to_varp(err_varp *pair);
+/**
+ * Switch error accrual on for the calling thread.  @return a message object
+ * (thread's ring) numbered -10001 with format "%s" and the accrued chain,
+ * or NULL when the chain is empty; with @p flag 1 the chain is then freed
+ * and cleared.
+ */
+CAIRN_API msg_t *blow_err(int flag);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_MESSAGES_H */

@@ -343,6 +343,19 @@ CAIRN_API char *fullpath2(const char *name, const char *dir, char *out, size_t s
  */
 CAIRN_API int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size, ox_wchar **after_prefix);
 
+/* ------------------------------------------------------------------------
+ * Separator check
+ * ------------------------------------------------------------------------ */
+
+struct msg_t;
+/**
+ * NULL when @p path holds no '/'; otherwise a message object (the calling
+ * thread's ring, cairn/messages.h) numbered 34252 with severity 10019:
+ * "Path %s may not contain '%s' character" with @p path and "/".  NULL
+ * with last error errno 22 for a NULL @p path.
+ */
+CAIRN_API struct msg_t *valid_dirsep(const char *path);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_PATHS_H */

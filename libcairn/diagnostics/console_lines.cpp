@@ -4,11 +4,12 @@
 #include <cstring>
 
 #include "cairn/diagnostics.h"
+#include "cairn/frame.h"
 #include "cairn/messages.h"
 #include "diagnostics/debug_prefix.hpp"
-#include "diagnostics/error_accrual.hpp"
 #include "diagnostics/oxprint/output_path.hpp"
 #include "frame/environment.hpp"
+#include "frame/errinfo_state.hpp"
 #include "platform/alloc.hpp"
 
 namespace cairn {
@@ -80,8 +81,8 @@ void vprinterr(const char *fmt, va_list ap)
     // is read as a conversion, as callers have always seen it.
     oxprint::FormattedText text(joined, ap);
     mem_free(joined);
-    if (error_accrual_on() && !is_notice_or_warning(text.data()))
-        accrue_error_text(text.data());
+    if (errinfo_accrual_on() && !is_notice_or_warning(text.data()))
+        err_accrue(text.data());
     msg_print(0, kErrorClass, MSG_TO_STDERR, "%s", MSG_ARG_TEXT, text.data());
 }
 

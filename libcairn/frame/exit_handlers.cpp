@@ -129,6 +129,8 @@ void install_exit_hook()
 
 using namespace cairn;
 
+bool cairn::std_files_open() { return g_std_files_open.load(std::memory_order_acquire); }
+
 extern "C" {
 
 int ox_atexit(ox_exit_handler handler)

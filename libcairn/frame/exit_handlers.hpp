@@ -8,4 +8,8 @@ namespace cairn {
 void program_name_lock();
 void program_name_unlock();
 
+// The runtime record's flag: the standard files are open (ox_exit() closes
+// them and clears it).
+bool std_files_open();
+
 }  // namespace cairn

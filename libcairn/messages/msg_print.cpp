@@ -9,8 +9,9 @@
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
 #include "diagnostics/debug_settings.hpp"
+#include "frame/exit_handlers.hpp"
 #include "messages/msg_identity.hpp"
-#include "messages/msg_post_fallback.hpp"
+#include "messages/msg_direct.hpp"
 #include "messages/msg_render.hpp"
 #include "platform/alloc.hpp"
 
@@ -24,13 +25,15 @@ std::atomic<msg_callback_fn> g_callback{nullptr};
 bool descriptor_usable(int fd) { return fcntl(fd, F_GETFD) != -1; }
 
 // 0x100: the console when the process has standard streams, else the first
-// message log.
+// message log.  The streams are gone once ox_exit() closed them, and in a
+// process started with neither descriptor 1 nor 2 open.
 uint32_t resolve_console_or_log(uint32_t flags)
 {
     if ((flags & MSG_CONSOLE_OR_LOG) == 0)
         return flags;
     flags &= ~static_cast<uint32_t>(MSG_CONSOLE_OR_LOG);
-    if (!descriptor_usable(STDOUT_FILENO) && !descriptor_usable(STDERR_FILENO)) {
+    if (!std_files_open() ||
+        (!descriptor_usable(STDOUT_FILENO) && !descriptor_usable(STDERR_FILENO))) {
         flags &= ~static_cast<uint32_t>(MSG_TO_STDOUT | MSG_TO_STDERR);
         flags |= kFirstLogDestination;
     }
@@ -47,32 +50,6 @@ void call_back(msg_callback_fn fn, const char *format, va_list ap)
         fn(text);
         mem_free(text);
     }
-}
-
-// Standard error's text of a numbered message: "<number>:<program>: <text>"
-// (the long form), or the text alone when the short form is asked for.
-int write_numbered(FILE *stream, int32_t number, const char *text, bool long_form)
-{
-    if (!long_form)
-        return ox_fprintf(stream, "%s", text);
-    return ox_fprintf(stream, "%d:%s: %s", number, msg_identity().progname, text);
-}
-
-int print_direct(int32_t number, uint32_t flags, const char *text)
-{
-    int result = 0;
-    bool with_number = number != 0 && msg_number_switch();
-    if (flags & MSG_TO_STDOUT)
-        result = with_number ? write_numbered(stdout, number, text, true)
-                             : ox_fprintf(stdout, "%s", text);
-    if (flags & MSG_TO_STDERR) {
-        if (number == 0)
-            result = ox_fprintf(stderr, "%s", text);
-        else
-            result = write_numbered(stderr, number, text,
-                                    with_number || (flags & MSG_FIRST_FORM) == 0);
-    }
-    return result;
 }
 
 }  // namespace
@@ -96,7 +73,9 @@ int msg_print(int32_t number, uint32_t severity, uint32_t flags, const char *for
     if (g_need_timestamps != 0 || (flags & MSG_LOG_MASK) != 0) {
         if (severity < 6)
             severity *= 1000;
-        msg_post_until_logs_exist(number, severity, flags, format, ap);
+        msg_t *msg = msg_vcreate(number, severity, format, ap);
+        msg_post(flags, msg);
+        msg_free(msg);
     } else if (flags & (MSG_TO_STDOUT | MSG_TO_STDERR)) {
         // One rendering serves both streams: the arguments are text and
         // render the same each time.

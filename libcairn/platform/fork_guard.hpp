@@ -24,6 +24,7 @@ enum class ForkRank : int {
     key_list,       // storage destructors run under it
     exit_handlers,  // the handler list's container mutex
     program_name,
+    message_logs,  // opening a log reads no other locked state
     directories,
     environment,
     service_time,

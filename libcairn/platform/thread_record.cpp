@@ -6,6 +6,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "frame/errinfo_state.hpp"
 #include "frame/exit_cleanup.hpp"
 #include "frame/last_error.hpp"
 #include "platform/alloc.hpp"
@@ -77,6 +78,7 @@ void free_record(ThreadRecord *rec)
     free_calls(rec->incoming.exchange(nullptr));
     free_calls(rec->ready);
     mem_free(rec->slots);
+    errinfo_state_free(rec->errinfo);
     error_record_free(rec->error);
     if (rec->wake_fd >= 0)
         close(rec->wake_fd);

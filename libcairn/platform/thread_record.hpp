@@ -12,6 +12,7 @@
 namespace cairn {
 
 struct ErrorRecord;
+struct ErrinfoState;
 
 // A call queued to a thread, run during its next alertable wait.
 struct QueuedCall {
@@ -90,6 +91,9 @@ struct ThreadRecord {
     FILE *debug_stream = nullptr;
     int debug_borrowed = 0;
     bool debug_console = false;  // the debug stream is a terminal (found when it is set)
+
+    // The errinfo record, saved error and accrued chain (frame/errinfo_state.hpp).
+    ErrinfoState *errinfo = nullptr;
 
     // Every record of the process, so that a forked child can forget the
     // threads it does not have.

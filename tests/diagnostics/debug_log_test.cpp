@@ -14,11 +14,11 @@
 
 #include "capture_fd.hpp"
 #include "cairn/diagnostics.h"
+#include "cairn/messages.h"
 #include "cairn/frame.h"
 #include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "diagnostics/debug_line.hpp"
-#include "diagnostics/error_accrual.hpp"
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
@@ -239,23 +239,18 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
 {
     auto child = run_in_child([] {
         ox_set_progname("prog");
-        cairn::set_error_accrual_for_testing(true);
+        printerr("before\n");  // accrual is off until blow_err()
+        blow_err(0);
         printerr("disk %s failed\n", "d1");
-        const char *accrued = cairn::last_accrued_text_for_testing();
-        std::fprintf(stderr, "{%s}", accrued ? accrued : "none");
-        cairn::set_error_accrual_for_testing(true);
         printerr("warning: disk %s slow\n", "d2");
-        accrued = cairn::last_accrued_text_for_testing();
-        std::fprintf(stderr, "{%s}", accrued ? accrued : "none");
-        cairn::set_error_accrual_for_testing(false);
-        printerr("plain\n");
-        std::fprintf(stderr, "{%s}", cairn::last_accrued_text_for_testing() ? "some" : "none");
+        msg_t *chain = blow_err(1);
+        std::fprintf(stderr, "{%s}", chain ? chain->text : "none");
         printinfo("info %d\n", 5);
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.err,
-              "prog: disk d1 failed\n{prog: disk d1 failed\n}prog: warning: disk d2 slow\n{none}"
-              "prog: plain\n{none}");
+              "prog: before\nprog: disk d1 failed\nprog: warning: disk d2 slow\n"
+              "{prog: disk d1 failed\n}");
     EXPECT_EQ(child.out, "prog: info 5\n");
 
     // The program name is part of the format: its "%" is read as a conversion.

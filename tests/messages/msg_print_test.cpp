@@ -12,7 +12,7 @@
 #include "cairn/messages.h"
 #include "child_process.hpp"
 #include "messages/msg_identity.hpp"
-#include "messages/msg_post_fallback.hpp"
+#include "log_dir.hpp"
 
 using cairn::testing::run_in_child;
 
@@ -88,38 +88,35 @@ TEST(MsgPrint, ArgumentsRenderByDescriptor)
 
 TEST(MsgPrint, PostingDecisionAndSeverityScaling)
 {
-    auto child = run_in_child([] {
+    cairn::testing::LogDir dir;
+    auto child = run_in_child([&dir] {
+        ox_set_progname("prog");
+        msg_log_open(dir.path());
         // A log destination bit: posted, never printed directly.
-        int rc = msg_print(9, 2, 8 | 1, "%s\n", MSG_ARG_TEXT, "posted");
-        auto posted = cairn::last_posted_for_testing();
-        std::printf("%d %d %u %u;", rc, posted.number, posted.severity, posted.flags);
+        std::printf("%d;", msg_print(9, 2, 8 | 1 | 2, "%s\n", MSG_ARG_TEXT, "posted"));
         msg_print(10, 6, 0x200, "%s\n", MSG_ARG_TEXT, "six");
-        posted = cairn::last_posted_for_testing();
-        std::printf("%u;", posted.severity);
-        // Time stamps wanted: posted as well.
-        print_timestamps(1);
-        msg_print(0, 50000, 2, "%s\n", MSG_ARG_TEXT, "stamped");
-        posted = cairn::last_posted_for_testing();
-        std::printf("%u", posted.severity);
-    });
-    ASSERT_TRUE(child.exited);
-    EXPECT_EQ(child.out, "0 9 2000 9;6;50000");
-}
-
-TEST(MsgPrint, ConsoleOrLogWithoutStandardStreams)
-{
-    auto child = run_in_child([] {
+        // Without standard streams 0x100 means the first log.
         int saved_out = dup(1), saved_err = dup(2);
         close(1);
         close(2);
         msg_print(3, 50000, 0x100 | 1 | 2, "%s", MSG_ARG_TEXT, "x");
         dup2(saved_out, 1);
         dup2(saved_err, 2);
-        auto posted = cairn::last_posted_for_testing();
-        std::printf("%d %u", posted.number, posted.flags);
+        // Time stamps wanted: posted to the streams with the debug prefix.
+        print_timestamps(1);
+        msg_print(0, 50000, 2, "%s\n", MSG_ARG_TEXT, "stamped");
     });
     ASSERT_TRUE(child.exited);
-    EXPECT_EQ(child.out, "3 8");
+    EXPECT_EQ(child.out, "0;");
+    EXPECT_NE(child.err.find(" prog: stamped\n"), std::string::npos) << child.err;
+    EXPECT_EQ(child.err.find("posted"), std::string::npos);
+    auto logged = dir.lines("messages.log");
+    ASSERT_EQ(logged.size(), 2u);
+    EXPECT_NE(logged[0].find(" warning(2000) #9: posted"), std::string::npos) << logged[0];
+    EXPECT_NE(logged[1].find(" info(50000) #3: x"), std::string::npos) << logged[1];
+    auto rendered = dir.lines("rendered.log");
+    ASSERT_EQ(rendered.size(), 1u);
+    EXPECT_NE(rendered[0].find(" info(6) #10: six"), std::string::npos) << rendered[0];
 }
 
 std::string g_seen;
