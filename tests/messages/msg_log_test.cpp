@@ -46,6 +46,10 @@ TEST(MsgLog, LineFieldByFieldAndDestinations)
         msg_print(1234, 15023, MSG_LOG_MESSAGES, "%s of %s\n", MSG_ARG_TEXT, "copy",
                   MSG_ARG_TEXT, "disk");
         msg_print(-7, 4, 0x10 | 0x20 | 0x40 | 0x200, "two\nlines\r\n", MSG_ARG_TEXT, "");
+        // A message made by the caller posts the same way.
+        msg_t *made = msg_create(42, 50000, "%s", MSG_ARG_TEXT, "made here");
+        if (msg_post(MSG_LOG_MESSAGES, made) != 0 || msg_post(MSG_LOG_MESSAGES, nullptr) != OX_ENULL)
+            std::exit(4);
         std::printf("%d", getpid());
     });
     ASSERT_TRUE(child.exited);
@@ -54,7 +58,11 @@ TEST(MsgLog, LineFieldByFieldAndDestinations)
     std::regex form(R"((\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d[+-]\d{4}) (\S+)\[(\d+)\] (\w+)\((\d+)\) #(-?\d+): (.*))");
     std::smatch m;
     auto lines = dir.lines("messages.log");
-    ASSERT_EQ(lines.size(), 1u);
+    ASSERT_EQ(lines.size(), 2u);
+    ASSERT_TRUE(std::regex_match(lines[1], m, form)) << lines[1];
+    EXPECT_EQ(m[4], "info");
+    EXPECT_EQ(m[6], "42");
+    EXPECT_EQ(m[7], "made here");
     ASSERT_TRUE(std::regex_match(lines[0], m, form)) << lines[0];
     EXPECT_LT(std::llabs(ox_8601ptime(m[1].str().c_str()) - ox_time(nullptr)), 60);
     EXPECT_EQ(m[2], "tool");

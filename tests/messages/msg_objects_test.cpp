@@ -2,6 +2,7 @@
 // objects the caller owns.
 #include <gtest/gtest.h>
 
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -203,6 +204,52 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
     std::string wide = take(msg_structext_render(msg_structext_new(1, "%100000000d|", 1, &number, &one)));
     EXPECT_EQ(wide.size(), 19456u + 12 + 1 - 1);
     EXPECT_EQ(wide.find_first_not_of(' '), std::string::npos) << "cut inside the padding";
+}
+
+// The va_list forms, reached through variadic wrappers as callers reach them.
+structext *vcreate(uint32_t id, const char *form, ...)
+{
+    va_list ap;
+    va_start(ap, form);
+    structext *st = msg_vstructext_create(id, form, ap);
+    va_end(ap);
+    return st;
+}
+
+structext *vpopulate(structext *st, uint32_t id, const char *form, ...)
+{
+    va_list ap;
+    va_start(ap, form);
+    structext *out = msg_vstructext_populate(st, id, form, ap);
+    va_end(ap);
+    return out;
+}
+
+msg_t *vmessage(int32_t id, uint32_t severity, const char *form, ...)
+{
+    va_list ap;
+    va_start(ap, form);
+    msg_t *m = msg_vcreate(id, severity, form, ap);
+    va_end(ap);
+    return m;
+}
+
+TEST(StructextCalls, VaListFormsMatchTheirVariadicTwins)
+{
+    structext *st = vcreate(5, "%s=%s", MSG_ARG_TEXT, "k", MSG_ARG_NUMBER, "7");
+    EXPECT_EQ(dump(st), "5|%s=%s|0:k|1:7");
+    EXPECT_EQ(vcreate(5, nullptr), nullptr);
+    structext *own = msg_structext_copy(st);
+    EXPECT_EQ(vpopulate(own, 6, "<%s>", MSG_ARG_TEXT, nullptr), own);
+    EXPECT_EQ(dump(own), "6|<%s>|0:null");
+    msg_structext_free(own);
+    msg_t *m = vmessage(8, 52000, "%s=%s", MSG_ARG_TEXT, "k", MSG_ARG_NUMBER, "7");
+    ASSERT_NE(m, nullptr);
+    EXPECT_EQ(m->err.number, 8);
+    EXPECT_EQ(m->err.type, 5);
+    EXPECT_EQ(m->err.severity, 2);
+    EXPECT_STREQ(m->text, "k=7");
+    EXPECT_EQ(vmessage(8, 52000, nullptr), nullptr);
 }
 
 TEST(StructextCalls, NestedRecordsRenderEightLevelsDeep)

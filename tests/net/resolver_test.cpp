@@ -136,6 +136,16 @@ TEST(Resolver, HitMissNegativeExpiryAndSwitches)
         EXPECT_GT(ns.dns_queries(), q);
 
         ox_inet_cache_set_ttls(1800, 1800);
+        // The host-list caches keep their own times to live, by the same rule.
+        dns_cache_set_ttls(-5, 90);
+        dns_cache_get_ttls(&pos, &neg);
+        EXPECT_EQ(pos, 1800);
+        EXPECT_EQ(neg, 90);
+        dns_cache_set_ttls(1800, -1);
+        dns_cache_get_ttls(&pos, nullptr);
+        dns_cache_get_ttls(nullptr, &neg);
+        EXPECT_EQ(pos, 1800);
+        EXPECT_EQ(neg, 90);
         int32_t off = 0, bad = 5;
         EXPECT_EQ(ox_conf(OX_CONF_INET_CACHE, &bad), -1);
         EXPECT_EQ(ox_conf(OX_CONF_INET_CACHE, &off), 0);

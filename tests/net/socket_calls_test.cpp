@@ -179,6 +179,12 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
         EXPECT_EQ(ox_recv(pair[1], buf, sizeof buf, 0), -1);
         EXPECT_EQ(last_error(), std::make_pair(4, 10035u));
         EXPECT_EQ(oxsoblock(pair[1]), 1);
+        int nonblocking = 1;
+        EXPECT_EQ(ox_ioctlsocket(pair[1], FIONBIO, &nonblocking), 0);
+        EXPECT_EQ(ox_recv(pair[1], buf, sizeof buf, 0), -1);
+        nonblocking = 0;
+        EXPECT_EQ(ox_ioctlsocket(pair[1], FIONBIO, &nonblocking), 0);
+        EXPECT_EQ(ox_ioctlsocket(-1, FIONBIO, &nonblocking), -1);
 
         // Unread data at a lingering close: the peer still reads an orderly
         // end, not a reset.
