@@ -416,6 +416,41 @@ CAIRN_API int ox_debug_event_start(void);
  */
 CAIRN_API int ox_debug_event_signal(int pid);
 
+/** Called about once a second while ox_debug_request() waits.
+ *  @param elapsed_ms time waited so far.  @param arg the caller's value. */
+typedef void (*ox_debug_progress_fn)(uint32_t elapsed_ms, void *arg);
+
+/**
+ * Send @p request to process @p pid on its debug event's channel and wait
+ * at most @p timeout_ms for the answer.  Requests: "status" (the process's
+ * debug-control file, its counts of change notices, invalid values and
+ * refused control files, and its settings, one "key=value" a line);
+ * "stats" (the census of ox_process_stats() written to its debug log) and
+ * "stats FILE" (written to FILE, which must be a regular file of the
+ * requesting user that others cannot write: the process opens it without
+ * following links).  Only the process's own user and root are answered.
+ * Requests sent after a firing are answered after the firing's handler ran.
+ * @param answer receives the answer, cut to @p size - 1 bytes.
+ * @param progress called about once a second while waiting; may be NULL.
+ * @param arg passed to @p progress.
+ * @return 0; OX_ECONNREFUSED when the process does not watch a debug
+ *         event; OX_ETIMEDOUT when no answer came; OX_EINVAL for a bad
+ *         argument; the last error is set on failure.
+ */
+CAIRN_API int ox_debug_request(int pid, const char *request, char *answer, size_t size,
+                               uint32_t timeout_ms, ox_debug_progress_fn progress, void *arg);
+
+/**
+ * The calling process's census, as an operator's "stats" request gets it:
+ * live library objects by type, the threads the library knows with what
+ * each waits on and how many timers each armed, the debug settings in force
+ * and the control channel's counts.  Lines end with "\n"; the last is
+ * "end of stats".  At most @p size - 1 bytes and a terminator are written;
+ * a NULL @p buf or size 0 only measures.
+ * @return the length of the whole report.
+ */
+CAIRN_API size_t ox_process_stats(char *buf, size_t size);
+
 CAIRN_END_DECLS
 
 #endif /* CAIRN_DIAGNOSTICS_H */
