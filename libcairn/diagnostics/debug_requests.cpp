@@ -25,12 +25,26 @@ bool request_is(const char *request, const char *word, const char **rest)
     return true;
 }
 
+// The control file's path as another process must name it: a relative path
+// (a program that has not initialised) is joined to this process's
+// current directory.
+void absolute_control_file(char *out, std::size_t size)
+{
+    const char *path = debug_control_file();
+    char cwd[4096];
+    if (path[0] == '/' || ::getcwd(cwd, sizeof cwd) == nullptr)
+        std::snprintf(out, size, "%s", path);
+    else
+        std::snprintf(out, size, "%s/%s", std::strcmp(cwd, "/") == 0 ? "" : cwd, path);
+}
+
 void answer_status(char *answer, std::size_t size)
 {
     ControlCounts c = control_counts();
+    char control[4096 + 16];
+    absolute_control_file(control, sizeof control);
     int n = std::snprintf(answer, size, "pid=%d\ncontrol=%s\nnotices=%u\ninvalid=%u\nrefused=%u\n",
-                          static_cast<int>(getpid()), debug_control_file(), c.notices, c.invalid,
-                          c.refused);
+                          static_cast<int>(getpid()), control, c.notices, c.invalid, c.refused);
     if (n > 0 && static_cast<std::size_t>(n) < size)
         format_settings(answer + n, size - static_cast<std::size_t>(n), '\n');
 }
