@@ -46,6 +46,8 @@ struct Registry {
     {
         if (chunk_count == chunk_room) {
             std::size_t room = chunk_room ? chunk_room * 2 : 4;
+            // An array of chunk pointers: sizeof(Slot *) is meant.
+            // NOLINTNEXTLINE(bugprone-sizeof-expression)
             auto *grown = static_cast<Slot **>(mem_realloc(chunks, room * sizeof(Slot *)));
             if (grown == nullptr)
                 return false;

@@ -184,7 +184,7 @@ std::size_t format_change_notice(char *buf, std::size_t size, const char *label,
     int tlen = std::snprintf(text, sizeof text, " Changing %s from %d to %d", label, old_value,
                              new_value);
     if (tlen < 0)
-        tlen = 0;
+        text[0] = '\0';  // a failed format leaves the buffer unset: show no text
     std::size_t shown = std::strlen(text);
     int n = std::snprintf(buf, size, "%s %zu%s 0\n", header, shown > 0 ? shown - 1 : 0, text);
     if (n < 0)

@@ -315,7 +315,7 @@ int named_event_request(const char *name, int pid, const char *request, char *an
         return errno;
     char text[kRequestMax + 1];
     text[0] = kRequestMark;
-    std::memcpy(text + 1, request, len);
+    std::memcpy(text + 1, request, len + 1);  // with its terminator, which is not sent
     int rc = 0;
     if (sendto(fd, text, len + 1, MSG_DONTWAIT, reinterpret_cast<sockaddr *>(&addr), addr_len) !=
         static_cast<ssize_t>(len + 1))
