@@ -1,4 +1,5 @@
-/* libcairn: every public header of the library. */
+/** @file
+ * libcairn: every public header of the library. */
 #ifndef CAIRN_H
 #define CAIRN_H
 

@@ -1,4 +1,5 @@
-/* Values and attributes: value lists (ordered lists of text values) and
+/** @file
+ * Values and attributes: value lists (ordered lists of text values) and
  * attribute lists (named value lists kept in case-insensitive name order),
  * with their text forms.  Lists are classic lists (cairn/containers.h):
  * unlocked, one user at a time.  Records come from the never-null
@@ -17,8 +18,8 @@ CAIRN_BEGIN_DECLS
 /** A value: the next record, then the text inline (NUL-terminated UTF-8).
  *  One allocation; the text is as long as was asked for. */
 typedef struct val {
-    struct val *next;
-    char value[1];
+    struct val *next; /**< The next value, or NULL. */
+    char value[1]; /**< The text, NUL-terminated, allocated with the record. */
 } val_t;
 
 /* ------------------------------------------------------------------------
@@ -30,6 +31,7 @@ CAIRN_API val_t *val_new(const char *text);
 /** A copy of @p text without leading and trailing white space (isspace);
  *  NULL for NULL, empty or all-blank text. */
 CAIRN_API val_t *val_new_nosp(const char *text);
+/** A copy of one value record (not the ones after it); NULL for NULL. */
 CAIRN_API val_t *val_dup(const val_t *v);
 /** Replace *@p slot by a new record holding @p text (NULL: empty), taking
  *  over its next pointer; the old record is freed. */
@@ -46,6 +48,7 @@ CAIRN_API void val_print(FILE *stream, const val_t *v);
  * change it take its address.
  * ------------------------------------------------------------------------ */
 
+/** Append a new value holding @p text at the end of *@p list. */
 CAIRN_API void vallist_add(val_t **list, const char *text);
 /** As vallist_add(), returning the new record; NULL with EINVAL for a NULL
  *  @p list. */
@@ -69,7 +72,9 @@ CAIRN_API int vallist_addsort_exact(val_t **list, const char *text);
 CAIRN_API int i18n_vallist_addsort(val_t **list, const char *text);
 /** A new list of the given texts in order, the last argument NULL. */
 CAIRN_API val_t *vallist_build(const char *text, ...);
+/** A copy of the whole list, in order; NULL for an empty list. */
 CAIRN_API val_t *vallist_dup(const val_t *list);
+/** Free every record of the list; NULL is ignored. */
 CAIRN_API void vallist_free(val_t *list);
 /** Convert every value in place from UTF-8 to the locale's multibyte text
  *  (ox_utf8s_to_mbts()); each record is replaced, keeping its place. */
@@ -79,12 +84,15 @@ CAIRN_API void vlist_utf8_to_mbts(val_t **list);
  * Searching: case-insensitive unless named exact; positions count from 1.
  * ------------------------------------------------------------------------ */
 
+/** The first value equal to @p text (the _exact form compares byte for byte), or NULL. */
 CAIRN_API val_t *vallist_find(const val_t *list, const char *text);
+/** @copydoc vallist_find() */
 CAIRN_API val_t *vallist_find_exact(const val_t *list, const char *text);
 /** Position of the first equal value, or -1. */
 CAIRN_API int vallist_find_pos(const val_t *list, const char *text);
 /** Text at @p position, or NULL below 1 or past the end. */
 CAIRN_API const char *vallist_pos_value(const val_t *list, int position);
+/** The number of values equal to @p text; 0 for NULL text. */
 CAIRN_API int vallist_count_val(const val_t *list, const char *text);
 /** Text of the first value of @p a equal to some value of @p b, or NULL. */
 CAIRN_API const char *vallist_find_list(const val_t *a, const val_t *b);
@@ -114,6 +122,7 @@ CAIRN_API int vallist_patmatch(const val_t *patterns, const val_t *values);
 
 /** Remove the first value exactly equal to @p text: 1 when one went. */
 CAIRN_API int vallist_delete(val_t **list, const char *text);
+/** As vallist_delete(): remove the first value exactly equal to @p text; 1 when one went. */
 CAIRN_API int vallist_remove(val_t **list, const char *text);
 /** For each value of @p values, remove its first exact match. */
 CAIRN_API void vallist_remove_values(const val_t *values, val_t **list);
@@ -151,8 +160,10 @@ CAIRN_API int vallist_remove_get_dups(val_t **list, list_compare_fn cmp, val_t *
  *  without losing its own values (case-insensitive): mode 1 adds only,
  *  mode 2 removes only, others remove then add.  0 for a NULL target. */
 CAIRN_API int vallist_diff_apply(const val_t *old, const val_t *new_values, val_t **target, int mode);
+/** Compare two lists value by value (the _exact form byte for byte): 0 when equal, else the order
+ *  of the first difference. */
 CAIRN_API int vallist_cmp(const val_t *a, const val_t *b);
-CAIRN_API int vallist_cmp_exact(const val_t *a, const val_t *b);
+CAIRN_API int vallist_cmp_exact(const val_t *a, const val_t *b); /**< @copydoc vallist_cmp() */
 
 /* ------------------------------------------------------------------------
  * Text forms
@@ -175,7 +186,9 @@ CAIRN_API void vallist_display(FILE *stream, const val_t *list);
 
 /** Message numbers of the file forms. */
 #define VALLIST_MSG_OPEN_READ 157515
+/** Message number: the list file cannot be opened for writing. */
 #define VALLIST_MSG_OPEN_WRITE 157516
+/** Message number: a value cannot be written to the list file. */
 #define VALLIST_MSG_WRITE_VALUE 157517
 
 /** Append each line of the file at @p path (line feed, or carriage return
@@ -208,9 +221,9 @@ CAIRN_API int vallist_to_argv(const val_t *list, int *count, char ***vector);
 
 /** An attribute: the next record, its values, then its name inline. */
 typedef struct attr {
-    struct attr *next;
-    val_t *values;
-    char name[1];
+    struct attr *next; /**< The next attribute, or NULL. */
+    val_t *values; /**< Its values, in the order they were added. */
+    char name[1]; /**< The name, NUL-terminated, allocated with the record. */
 } attr_t;
 
 /** Suffix of the companion attribute that holds an attribute's values in
@@ -220,12 +233,14 @@ typedef struct attr {
 /** A new attribute with one value when @p value is neither NULL nor empty,
  *  otherwise none.  NULL for a NULL name. */
 CAIRN_API attr_t *attr_new(const char *name, const char *value);
+/** A copy of one attribute with its values (not the ones after it); NULL for NULL. */
 CAIRN_API attr_t *attr_dup(const attr_t *a);
 /** Free one attribute and its values (not the ones after it). */
 CAIRN_API void attr_elem_free(attr_t *a);
 /** Names without regard to case, then the value lists with vallist_cmp();
  *  of two attr_t records. */
 CAIRN_API int attr_cmp(const void *a, const void *b);
+/** The number of attributes in the list. */
 CAIRN_API int attr_count(const attr_t *list);
 /** 1 when a value equals @p text without regard to case. */
 CAIRN_API int attr_hasval(const attr_t *a, const char *text);
@@ -247,6 +262,7 @@ CAIRN_API void attrlist_remove(attr_t **keys, attr_t **list);
 /** The first attribute of that name: byte for byte when @p exact is 1,
  *  without regard to case otherwise; NULL when absent. */
 CAIRN_API attr_t *attrlist_case_find(const attr_t *list, const char *name, int exact);
+/** attrlist_case_find() without regard to case. */
 CAIRN_API attr_t *attrlist_find(const attr_t *list, const char *name);
 /** Text of the first value, or NULL. */
 CAIRN_API const char *attrlist_getvalue(const attr_t *list, const char *name);
@@ -254,9 +270,11 @@ CAIRN_API const char *attrlist_getvalue(const attr_t *list, const char *name);
 CAIRN_API int attrlist_getint(const attr_t *list, const char *name);
 /** First value as an unsigned decimal number; 0 when absent. */
 CAIRN_API uint64_t attrlist_getuint64(const attr_t *list, const char *name);
+/** 1 when the attribute @p name has the value given (or either of the two),
+ *  without regard to case. */
 CAIRN_API int attrlist_hasattr(const attr_t *list, const char *name, const char *value);
 CAIRN_API int attrlist_hasattr_eitherval(const attr_t *list, const char *name, const char *first,
-                                         const char *second);
+                                         const char *second); /**< @copydoc attrlist_hasattr() */
 /** 1 when the attribute has any value of @p values. */
 CAIRN_API int attrlist_hasattr_valmatch(const attr_t *list, const char *name, const val_t *values);
 /** First attribute whose name, folded to lower case, matches the folded
@@ -292,7 +310,9 @@ CAIRN_API const char *attrlist_add_I18Nattr(attr_t **list, const char *name, int
  *  Repeated names merge their values. */
 CAIRN_API attr_t *attrlist_build(const char *name, ...);
 
+/** A copy of the whole list with its values. */
 CAIRN_API attr_t *attrlist_dup(const attr_t *list);
+/** Free every attribute of the list and its values; NULL is ignored. */
 CAIRN_API void attrlist_free(attr_t *list);
 /** A new list of copies of the attributes of @p source named in
  *  @p selector. */
@@ -310,7 +330,9 @@ CAIRN_API void attrlist_intersect(attr_t **a, attr_t **b);
 CAIRN_API void attrlist_order(const attr_t *template_list, attr_t **list);
 /** Ascending order of names without regard to case. */
 CAIRN_API void attrlist_sort(attr_t **list);
+/** 1 when both lists hold the same attributes with the same values (attr_cmp()). */
 CAIRN_API int attrlist_equal(const attr_t *a, const attr_t *b);
+/** Whether every attribute of @p a is in @p b with the same values (attr_cmp()). */
 CAIRN_API int attrlist_subset(const attr_t *a, const attr_t *b);
 /** 1 when both lists have the same names (without regard to case) in the
  *  same order. */

@@ -1,4 +1,5 @@
-/* Concurrency: the object registry under every handle, once-guards and
+/** @file
+ * Concurrency: the object registry under every handle, once-guards and
  * atomics, locks and events, threads and thread storage (and, as the
  * library grows, queues and timers). */
 #ifndef CAIRN_CONCURRENCY_H
@@ -81,12 +82,12 @@ CAIRN_API void ox_object_once_cleanup_atexit(void);
 
 /** Once record: all zero when ready; a zero-filled static needs no set-up. */
 typedef struct ox_once_t {
-    volatile uint32_t reserved;
-    volatile uint32_t done;
-    volatile uint32_t started;
+    volatile uint32_t reserved; /**< Unused. */
+    volatile uint32_t done; /**< Non-zero once the function has run. */
+    volatile uint32_t started; /**< Non-zero while the function runs. */
 } ox_once_t;
 
-#define OX_ONCE_INIT { 0, 0, 0 }
+#define OX_ONCE_INIT { 0, 0, 0 } /**< The initial value of an ox_once_t. */
 
 /**
  * Run @p fn exactly once for @p once in the process.  Every caller returns
@@ -104,6 +105,7 @@ CAIRN_API void ox_once_reset(ox_once_t *once);
  * barrier.  A NULL handle gives 0 with last error errno 22.
  * ------------------------------------------------------------------------ */
 
+/** A registered 32-bit integer. */
 typedef struct ox_atomic ox_atomic;
 
 /** @return a new atomic holding @p initial, or NULL (last error set). */
@@ -145,11 +147,17 @@ CAIRN_API int ox_atomic_destroy(ox_atomic *a);
 /** A time-out that never ends. */
 #define OX_WAIT_FOREVER 0xFFFFFFFFu
 
+/** Handles of the lock objects: opaque, registered, used through their calls below. */
 typedef struct ox_mutex ox_mutex;
+/** Handles of the lock objects: opaque, registered, used through their calls below. */
 typedef struct ox_event ox_event;
+/** Handles of the lock objects: opaque, registered, used through their calls below. */
 typedef struct ox_rwlock ox_rwlock;
+/** Handles of the lock objects: opaque, registered, used through their calls below. */
 typedef struct ox_semaphore ox_semaphore;
+/** Handles of the lock objects: opaque, registered, used through their calls below. */
 typedef struct ox_mtx ox_mtx;
+/** Handles of the lock objects: opaque, registered, used through their calls below. */
 typedef struct ox_cond ox_cond;
 
 /** @return a new unlocked, non-recursive mutex, or NULL (last error set).
@@ -275,7 +283,9 @@ CAIRN_API int ox_cond_timedwait(ox_cond *c, ox_mtx *m, const struct timeval *rel
  * A joined thread may be started again.
  * ------------------------------------------------------------------------ */
 
+/** Handles of threads and thread-storage keys: opaque, registered. */
 typedef struct ox_thread ox_thread;
+/** Handles of threads and thread-storage keys: opaque, registered. */
 typedef struct ox_threadstorage ox_threadstorage;
 
 /** A thread's start function; its result is the thread's exit code. */
@@ -412,7 +422,9 @@ CAIRN_API void _ox_threadstorage_expunge(void);
  * interval.  A busy thread gets one call when it next waits, not a pile.
  * ------------------------------------------------------------------------ */
 
+/** A timer handle: opaque, registered. */
 typedef struct ox_timer ox_timer;
+/** A timer's callback (and its release function), given the timer's argument. */
 typedef void (*ox_timer_fn)(void *arg);
 
 /**
@@ -447,8 +459,11 @@ CAIRN_API int ox_timer_destroy(ox_timer *t);
  * (errno EDEADLK).
  * ------------------------------------------------------------------------ */
 
+/** Handles of the queues and of the thread pool: opaque, registered. */
 typedef struct ox_circularqueue ox_circularqueue;
+/** Handles of the queues and of the thread pool: opaque, registered. */
 typedef struct ox_eventqueue ox_eventqueue;
+/** Handles of the queues and of the thread pool: opaque, registered. */
 typedef struct ox_threadqueue ox_threadqueue;
 /** Frees an item still queued when its queue is destroyed. */
 typedef void (*ox_item_free)(void *item);
@@ -478,6 +493,7 @@ CAIRN_API int ox_circularqueue_destroy(ox_circularqueue *q);
 
 /** An unbounded queue whose waiters can all be interrupted; NULL on failure. */
 CAIRN_API ox_eventqueue *ox_eventqueue_new(ox_item_free free_fn);
+/** Queue @p item at the end and wake one waiter. */
 CAIRN_API int ox_eventqueue_push(ox_eventqueue *q, void *item);
 /** Take the oldest item, waiting as long as it takes; 30 when woken by
  *  ox_eventqueue_signal() (no item is taken). */
@@ -490,6 +506,7 @@ CAIRN_API int ox_eventqueue_trypop(ox_eventqueue *q, void **item);
 CAIRN_API int ox_eventqueue_signal(ox_eventqueue *q);
 /** The number of queued items; 0 with EINVAL for NULL. */
 CAIRN_API int ox_eventqueue_size(ox_eventqueue *q);
+/** Drop one reference; the last frees the queue and the items left. */
 CAIRN_API int ox_eventqueue_destroy(ox_eventqueue *q);
 
 /** A pool of @p min to @p max (at most 255) workers running @p work_fn on
@@ -503,9 +520,10 @@ CAIRN_API ox_threadqueue *ox_threadqueue_new(ox_work_fn work_fn, ox_item_free fr
 CAIRN_API int ox_threadqueue_push(ox_threadqueue *q, void *item);
 /** The number of queued items; 0 with EINVAL for NULL. */
 CAIRN_API int ox_threadqueue_pending(ox_threadqueue *q);
+/** The number of workers now, and the pool's lower and upper limits; 0 with EINVAL for NULL. */
 CAIRN_API int ox_threadqueue_size(ox_threadqueue *q);
-CAIRN_API int ox_threadqueue_min_size(ox_threadqueue *q);
-CAIRN_API int ox_threadqueue_max_size(ox_threadqueue *q);
+CAIRN_API int ox_threadqueue_min_size(ox_threadqueue *q); /**< @copydoc ox_threadqueue_size() */
+CAIRN_API int ox_threadqueue_max_size(ox_threadqueue *q); /**< @copydoc ox_threadqueue_size() */
 /** New limits for later growth and retirement: 31 when @p min > @p max. */
 CAIRN_API int ox_threadqueue_set_sizes(ox_threadqueue *q, uint8_t min, uint8_t max);
 /** Drop one reference; the last stops the workers and frees the queue and

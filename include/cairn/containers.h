@@ -1,4 +1,5 @@
-/* Containers: locked lists and slot arrays of (key, data) pairs, with
+/** @file
+ * Containers: locked lists and slot arrays of (key, data) pairs, with
  * ownership modes, per-element references, expiry on lists, and one
  * iterator type that survives removals. */
 #ifndef CAIRN_CONTAINERS_H
@@ -9,9 +10,13 @@
 
 CAIRN_BEGIN_DECLS
 
+/** Handles of lists, arrays, iterators and element records: opaque. */
 typedef struct ox_list ox_list;
+/** Handles of lists, arrays, iterators and element records: opaque. */
 typedef struct ox_array ox_array;
+/** Handles of lists, arrays, iterators and element records: opaque. */
 typedef struct ox_iterator ox_iterator;
+/** Handles of lists, arrays, iterators and element records: opaque. */
 typedef struct ox_node ox_node;
 
 /** Callbacks given to every creator, in this order. */
@@ -20,7 +25,9 @@ typedef void (*ox_data_destructor)(void *data);
 typedef void *(*ox_data_copy)(void *data);
 /** 0 when equal; negative when @p a orders before @p b; positive otherwise. */
 typedef int (*ox_key_compare)(void *a, void *b);
+/** Frees a key the container owns. */
 typedef void (*ox_key_destructor)(void *key);
+/** Called with each element's data and the caller's argument. */
 typedef void (*ox_foreach_callback)(void *data, void *arg);
 
 /** Ownership mode 1: the container destroys the data it removes. */
@@ -33,10 +40,10 @@ typedef void (*ox_foreach_callback)(void *data, void *arg);
 #define OX_TTL_NEVER 0x7fffffff
 
 /* Container type codes, third word of every container. */
-#define OX_CONTAINER_LIST 0
-#define OX_CONTAINER_TABLE 2
-#define OX_CONTAINER_ARRAY 3
-#define OX_CONTAINER_RW_TABLE 4
+#define OX_CONTAINER_LIST 0 /**< A container type code. */
+#define OX_CONTAINER_TABLE 2 /**< A container type code. */
+#define OX_CONTAINER_ARRAY 3 /**< A container type code. */
+#define OX_CONTAINER_RW_TABLE 4 /**< A container type code. */
 
 /**
  * A zeroed element record holding @p data and @p key, never expiring.
@@ -122,29 +129,49 @@ CAIRN_API ox_array *ox_array_new(ox_data_destructor destroy_data, ox_data_copy c
 CAIRN_API int ox_array_destroy(ox_array *array);
 /** Store in the first free slot (growing by doubling when full). */
 CAIRN_API int ox_array_add(ox_array *array, void *key, void *data);
+/** Look up @p key: find gives the stored data, reference also takes a reference on the element,
+ *  unreference drops one, get gives a copy made by the copy function; the _b forms binary-search
+ *  the key index.  Results as for lists. */
 CAIRN_API int ox_array_find(ox_array *array, void *key, void **data);
+/** @copydoc ox_array_find() */
 CAIRN_API int ox_array_find_b(ox_array *array, void *key, void **data);
+/** @copydoc ox_array_find() */
 CAIRN_API int ox_array_reference(ox_array *array, void *key, void **data);
+/** @copydoc ox_array_find() */
 CAIRN_API int ox_array_reference_b(ox_array *array, void *key, void **data);
-CAIRN_API int ox_array_unreference(ox_array *array, void *key);
-CAIRN_API int ox_array_unreference_b(ox_array *array, void *key);
+CAIRN_API int ox_array_unreference(ox_array *array, void *key); /**< @copydoc ox_array_find() */
+CAIRN_API int ox_array_unreference_b(ox_array *array, void *key); /**< @copydoc ox_array_find() */
+/** @copydoc ox_array_find() */
 CAIRN_API int ox_array_get(ox_array *array, void *key, void **copy);
+/** @copydoc ox_array_find() */
 CAIRN_API int ox_array_get_b(ox_array *array, void *key, void **copy);
 /** The slot number holding @p key; -1 with ENOENT (or EINVAL). */
 CAIRN_API int ox_array_index(ox_array *array, void *key);
+/** ox_array_index() by binary search of the key index. */
 CAIRN_API int ox_array_index_b(ox_array *array, void *key);
 /** The data in slot @p slot (@p data may be NULL); 49 for an unused or
  *  out-of-range slot. */
 CAIRN_API int ox_array_nth(ox_array *array, int slot, void **data);
+/** Take or drop a reference on the element in slot @p slot; 49 for an unused or
+ *  out-of-range slot. */
 CAIRN_API int ox_array_reference_nth(ox_array *array, int slot, void **data);
+/** @copydoc ox_array_reference_nth() */
 CAIRN_API int ox_array_unreference_nth(ox_array *array, int slot);
+/** Remove the element in @p slot or with @p key, handing its data back through @p data (may be
+ *  NULL); the try forms leave a busy (referenced) element in place and return 12; the _b forms
+ *  binary-search the key index. */
 CAIRN_API int ox_array_remove_index(ox_array *array, int slot, void **data);
+/** @copydoc ox_array_remove_index() */
 CAIRN_API int ox_array_remove_node(ox_array *array, void *key, void **data);
+/** @copydoc ox_array_remove_index() */
 CAIRN_API int ox_array_remove_node_b(ox_array *array, void *key, void **data);
+/** @copydoc ox_array_remove_index() */
 CAIRN_API int ox_array_try_remove_node(ox_array *array, void *key, void **data);
+/** @copydoc ox_array_remove_index() */
 CAIRN_API int ox_array_try_remove_node_b(ox_array *array, void *key, void **data);
 /** Call @p fn(data, arg) for each used slot in ascending slot number. */
 CAIRN_API int ox_array_foreach(ox_array *array, ox_foreach_callback fn, void *arg);
+/** The number of used slots; 0 with EINVAL for NULL. */
 CAIRN_API int ox_array_size(ox_array *array);
 
 /* ------------------------------------------------------------------------
@@ -155,13 +182,20 @@ CAIRN_API int ox_array_size(ox_array *array);
 /** A new iterator on a list, array or table; NULL with EINVAL for NULL.
  *  The container gains no reference: destroy iterators first. */
 CAIRN_API ox_iterator *ox_iterator_new(void *container);
+/** Destroy the iterator, or move it to the first, last, next or previous element and give its data
+ *  (and key); 49 when there is none. */
 CAIRN_API int ox_iterator_destroy(ox_iterator *it);
+/** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_start(ox_iterator *it, void **data);
-CAIRN_API int ox_iterator_end(ox_iterator *it, void **data);
-CAIRN_API int ox_iterator_next(ox_iterator *it, void **data);
+CAIRN_API int ox_iterator_end(ox_iterator *it, void **data); /**< @copydoc ox_iterator_destroy() */
+CAIRN_API int ox_iterator_next(ox_iterator *it, void **data); /**< @copydoc ox_iterator_destroy() */
+/** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_previous(ox_iterator *it, void **data);
+/** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_start_key_data(ox_iterator *it, void **key, void **data);
+/** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_next_key_data(ox_iterator *it, void **key, void **data);
+/** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_previous_key_data(ox_iterator *it, void **key, void **data);
 /** The current element's data without moving; 49 when there is none. */
 CAIRN_API int ox_iterator_current(ox_iterator *it, void **data);
@@ -179,7 +213,9 @@ CAIRN_API int ox_iterator_current(ox_iterator *it, void **data);
  * newest first within a bucket; tables offer no backward steps (ENOTSUP).
  * ------------------------------------------------------------------------ */
 
+/** Handles of tables and reader-writer tables: opaque, registered. */
 typedef struct ox_table ox_table;
+/** Handles of tables and reader-writer tables: opaque, registered. */
 typedef struct ox_rw_table ox_rw_table;
 /** The bucket of a key is hash(key) modulo the bucket count. */
 typedef uint32_t (*ox_key_hash)(void *key);
@@ -218,8 +254,12 @@ CAIRN_API int ox_table_get(ox_table *table, void *key, void **copy);
  *  (unless OX_TTL_NEVER), also when the copy fails.  An expired entry
  *  gives 80 and is removed, unless it is busy and @p try_flag is 1. */
 CAIRN_API int ox_table_find_with_ttl(ox_table *table, void *key, void **data, int32_t ttl, int try_flag);
+/** As ox_table_reference(), ox_table_unreference() and ox_table_get(), renewing the entry's time to
+ *  live to @p ttl; an expired entry is not found (80), or kept when busy and @p try_flag is 1. */
 CAIRN_API int ox_table_reference_with_ttl(ox_table *table, void *key, void **data, int32_t ttl, int try_flag);
+/** @copydoc ox_table_reference_with_ttl() */
 CAIRN_API int ox_table_unreference_with_ttl(ox_table *table, void *key, int32_t ttl, int try_flag);
+/** @copydoc ox_table_reference_with_ttl() */
 CAIRN_API int ox_table_get_with_ttl(ox_table *table, void *key, void **copy, int32_t ttl, int try_flag);
 /** Replace data and key of the first entry with an equal key, referenced or
  *  not; the old ones go to the outs or, for NULL outs, to their
@@ -246,28 +286,46 @@ CAIRN_API int ox_table_foreach(ox_table *table, ox_foreach_callback fn, void *ar
 CAIRN_API int ox_table_size(ox_table *table);
 
 /* Reader-writer tables: the same operations on a direct-mapped cache. */
+/** The table calls above on a reader-writer table: the same arguments and results; a new key evicts
+ *  its bucket's occupant. */
 CAIRN_API ox_rw_table *ox_rw_table_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
     ox_key_compare compare, ox_key_destructor destroy_key, ox_key_hash hash,
     uint32_t buckets, int ownership);
-CAIRN_API int ox_rw_table_destroy(ox_rw_table *table);
+CAIRN_API int ox_rw_table_destroy(ox_rw_table *table); /**< @copydoc ox_rw_table_new() */
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_add(ox_rw_table *table, void *key, void *data);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_add_with_ttl(ox_rw_table *table, void *key, void *data, int32_t ttl, int try_flag);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_find(ox_rw_table *table, void *key, void **data);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_reference(ox_rw_table *table, void *key, void **data);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_unreference(ox_rw_table *table, void *key);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_get(ox_rw_table *table, void *key, void **copy);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_find_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl, int try_flag);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_reference_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl, int try_flag);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_unreference_with_ttl(ox_rw_table *table, void *key, int32_t ttl, int try_flag);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_get_with_ttl(ox_rw_table *table, void *key, void **copy, int32_t ttl, int try_flag);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_replace(ox_rw_table *table, void *key, void **old_key, void *data, void **old_data);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_remove(ox_rw_table *table, void *key, void **data);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_try_remove(ox_rw_table *table, void *key, void **data);
-CAIRN_API int ox_rw_table_remove_all(ox_rw_table *table);
+CAIRN_API int ox_rw_table_remove_all(ox_rw_table *table); /**< @copydoc ox_rw_table_new() */
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_ttl_flush(ox_rw_table *table, int *removed);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_try_ttl_flush(ox_rw_table *table, int *removed);
+/** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_foreach(ox_rw_table *table, ox_foreach_callback fn, void *arg);
-CAIRN_API int ox_rw_table_size(ox_rw_table *table);
+CAIRN_API int ox_rw_table_size(ox_rw_table *table); /**< @copydoc ox_rw_table_new() */
 
 /* ------------------------------------------------------------------------
  * The classic list toolkit: unlocked, intrusive, singly linked lists of
@@ -291,8 +349,10 @@ CAIRN_API int ox_rw_table_size(ox_rw_table *table);
 typedef int (*list_compare_fn)(const void *first, const void *second);
 /** Returns a new copy of @p elem (list_dup()). */
 typedef void *(*list_copy_fn)(const void *elem);
+/** Called with one record: to free it, or to visit it with the caller's context (and options). */
 typedef void (*list_free_fn)(void *elem);
-typedef void (*list_visit_fn)(void *context, void *elem);
+typedef void (*list_visit_fn)(void *context, void *elem); /**< @copydoc list_free_fn */
+/** @copydoc list_free_fn */
 typedef void (*list_visit_attr_fn)(void *context, void *elem, int options);
 
 /**

@@ -1,4 +1,5 @@
-/* Diagnostics and printing: the debug settings and the debug log, the
+/** @file
+ * Diagnostics and printing: the debug settings and the debug log, the
  * library's formatter and its UTF-8-aware console and file output. */
 #ifndef CAIRN_DIAGNOSTICS_H
 #define CAIRN_DIAGNOSTICS_H
@@ -63,19 +64,19 @@ enum ox_fmt_kind {
     OX_FMT_POINTER = 8,    /**< p: void * */
     OX_FMT_ULONG = 9       /**< lu: unsigned long */
 };
-#define OX_FMT_KIND_COUNT 10
+#define OX_FMT_KIND_COUNT 10 /**< The number of argument kinds. */
 
 /** One fetched argument. */
 typedef union ox_fmt_arg {
-    int i;
-    unsigned int u;
-    long l;
-    unsigned long ul;
-    long long ll;
-    double d;
-    long double ld;
-    const char *s;
-    const void *p;
+    int i; /**< One argument as fetched for its kind. */
+    unsigned int u; /**< One argument as fetched for its kind. */
+    long l; /**< One argument as fetched for its kind. */
+    unsigned long ul; /**< One argument as fetched for its kind. */
+    long long ll; /**< One argument as fetched for its kind. */
+    double d; /**< One argument as fetched for its kind. */
+    long double ld; /**< One argument as fetched for its kind. */
+    const char *s; /**< One argument as fetched for its kind. */
+    const void *p; /**< One argument as fetched for its kind. */
 } ox_fmt_arg;
 
 /** Fetch one argument of a kind from @p ap into @p slot. */
@@ -84,7 +85,7 @@ typedef void (*ox_fmt_fetch_fn)(va_list *ap, ox_fmt_arg *slot);
 /** One fetch operation per kind, indexed by enum ox_fmt_kind.  A NULL entry
  *  stands for the library's own operation of that kind. */
 typedef struct ox_fmt_fetchers {
-    ox_fmt_fetch_fn fetch[OX_FMT_KIND_COUNT];
+    ox_fmt_fetch_fn fetch[OX_FMT_KIND_COUNT]; /**< The fetcher of each argument kind. */
 } ox_fmt_fetchers;
 
 /**
@@ -107,6 +108,11 @@ typedef struct ox_fmt_fetchers {
  *         255 characters.  A failed format stores an empty text in @p buf
  *         (when it has room) and, in allocating mode, frees the storage and
  *         sets *result to NULL.
+ * @param buf the output buffer, or NULL
+ * @param size its size in bytes
+ * @param result where the allocating mode stores the text, or NULL
+ * @param fmt the format
+ * @param ap its arguments
  */
 CAIRN_API int i18n_vsnprintf_map(char *buf, size_t size, char **result,
                                  const ox_fmt_fetchers *fetchers, void *reserved,
@@ -118,12 +124,16 @@ CAIRN_API int i18n_vsnprintf(char *buf, size_t size, char **result, const char *
 
 /** Allocating form: the text is stored through @p result (NULL on failure,
  *  last error ENOMEM when storage could not be had); the caller frees it.
- *  @param reserved pass NULL.  @return the length of the text. */
+ *  @param reserved pass NULL.  @return the length of the text.
+ *  @param result receives the text
+ *  @param fmt the format
+ *  @param ap its arguments */
 CAIRN_API int i18n_vsprintf(void *reserved, char **result, const char *fmt, va_list ap);
 
 /** Unbounded: @p buf must have room for the text.  @return its length; 0
  *  for a NULL @p buf or a failed format. */
 CAIRN_API int ox_sprintf(char *buf, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+/** ox_sprintf() with a va_list. */
 CAIRN_API int ox_vsprintf(char *buf, const char *fmt, va_list ap);
 
 /** Bounded: at most @p size - 1 bytes and a terminator; size 0 writes
@@ -171,6 +181,7 @@ typedef int (*ox_vfprintf_fn)(FILE *stream, const char *fmt, va_list ap);
 
 /** ox_vfprintf() on standard output. */
 CAIRN_API int ox_printf(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+/** ox_printf() with a va_list. */
 CAIRN_API int ox_vprintf(const char *fmt, va_list ap);
 
 /**
@@ -184,6 +195,7 @@ CAIRN_API int ox_vprintf(const char *fmt, va_list ap);
  *         a NULL stream or format.
  */
 CAIRN_API int ox_fprintf(FILE *stream, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+/** ox_fprintf() with a va_list. */
 CAIRN_API int ox_vfprintf(FILE *stream, const char *fmt, va_list ap);
 
 /**
@@ -222,9 +234,11 @@ CAIRN_API int ox_close(int fd);
 
 /** Make the stream (descriptor) a UTF-8 stream.  NULL is ignored. */
 CAIRN_API void utf8_fp(FILE *stream);
+/** utf8_fp() for a descriptor. */
 CAIRN_API void utf8_fd(int fd);
 /** Make the stream (descriptor) a converted stream.  NULL is ignored. */
 CAIRN_API void user_fp(FILE *stream);
+/** user_fp() for a descriptor. */
 CAIRN_API void user_fd(int fd);
 /** @return 1 when @p stream is a converted stream, else 0 (0 for NULL). */
 CAIRN_API int is_user_fp(FILE *stream);
@@ -282,15 +296,15 @@ CAIRN_API int ox_mbswidth(const char *text, int n);
 /** Switches set through the debug-control file and read by the subsystems
  *  that use them (all 0 at start but DriveStealExclusion, 30). */
 CAIRN_API extern int32_t PrintDevInfo;
-CAIRN_API extern int32_t PrintBxrAuthInfo;
-CAIRN_API extern int32_t FlushDnsCache;
-CAIRN_API extern int32_t PrintDnsCache;
-CAIRN_API extern int32_t LogDnsThreshold;
-CAIRN_API extern int32_t JukeboxThrottle;
-CAIRN_API extern int32_t DriveStealExclusion;
-CAIRN_API extern int32_t PatchDebug;
-CAIRN_API extern int32_t PrintDeviceSelection;
-CAIRN_API extern int32_t JobsdbFullPurge;
+CAIRN_API extern int32_t PrintBxrAuthInfo; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t FlushDnsCache; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t PrintDnsCache; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t LogDnsThreshold; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t JukeboxThrottle; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t DriveStealExclusion; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t PatchDebug; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t PrintDeviceSelection; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t JobsdbFullPurge; /**< @copydoc PrintDevInfo */
 
 /** Open @p name in append mode as the process debug stream (unbuffered).
  *  A stream already open is replaced without being closed (with a warning
@@ -320,6 +334,7 @@ CAIRN_API void dfclose_at_thread_level(void);
 /** A debug line at @p level: written only when Debug >= level (tested
  *  before any formatting). */
 CAIRN_API void dfprintf(int level, const char *fmt, ...) CAIRN_PRINTF(2, 3);
+/** dfprintf() with a va_list. */
 CAIRN_API void vdfprintf(int level, const char *fmt, va_list ap);
 /** As vdfprintf(); a level-0 line is marked "Diagnostic: " after the
  *  prefix, and the text is written through ox_fprintf(). */
@@ -337,9 +352,11 @@ CAIRN_API void verbprint(int level, const char *fmt, ...) CAIRN_PRINTF(2, 3);
  *  @p fmt and the whole is the format (a "%" in the program name is read as
  *  a conversion).  Nothing is written when storage cannot be had. */
 CAIRN_API void printerr(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+/** printerr() with a va_list. */
 CAIRN_API void vprinterr(const char *fmt, va_list ap);
 /** A prefixed information line to standard output, joined as printerr(). */
 CAIRN_API void printinfo(const char *fmt, ...) CAIRN_PRINTF(1, 2);
+/** printinfo() with a va_list. */
 CAIRN_API void vprintinfo(const char *fmt, va_list ap);
 
 /** @return the need-timestamps flag (0 at start). */
@@ -415,6 +432,45 @@ CAIRN_API int ox_debug_event_start(void);
  * last error set when no such event is being watched.
  */
 CAIRN_API int ox_debug_event_signal(int pid);
+
+/** Called about once a second while ox_debug_request() waits.
+ *  @param elapsed_ms time waited so far.  @param arg the caller's value. */
+typedef void (*ox_debug_progress_fn)(uint32_t elapsed_ms, void *arg);
+
+/**
+ * Send @p request to process @p pid on its debug event's channel and wait
+ * at most @p timeout_ms for the answer.  Requests: "status" (the process's
+ * debug-control file, its counts of change notices, invalid values and
+ * refused control files, and its settings, one "key=value" a line);
+ * "stats" (the census of ox_process_stats() written to its debug log) and
+ * "stats FILE" (written to FILE, which must be a regular file of the
+ * requesting user that others cannot write: the process opens it without
+ * following links).  Only the process's own user and root are answered.
+ * Requests sent after a firing are answered after the firing's handler ran.
+ * @param pid the process asked.
+ * @param request the request text (shorter than 4096 bytes).
+ * @param answer receives the answer, cut to @p size - 1 bytes.
+ * @param size the size of @p answer.
+ * @param timeout_ms the longest wait for the answer.
+ * @param progress called about once a second while waiting; may be NULL.
+ * @param arg passed to @p progress.
+ * @return 0; OX_ECONNREFUSED when the process does not watch a debug
+ *         event; OX_ETIMEDOUT when no answer came; OX_EINVAL for a bad
+ *         argument; the last error is set on failure.
+ */
+CAIRN_API int ox_debug_request(int pid, const char *request, char *answer, size_t size,
+                               uint32_t timeout_ms, ox_debug_progress_fn progress, void *arg);
+
+/**
+ * The calling process's census, as an operator's "stats" request gets it:
+ * live library objects by type, the threads the library knows with what
+ * each waits on and how many timers each armed, the debug settings in force
+ * and the control channel's counts.  Lines end with "\n"; the last is
+ * "end of stats".  At most @p size - 1 bytes and a terminator are written;
+ * a NULL @p buf or size 0 only measures.
+ * @return the length of the whole report.
+ */
+CAIRN_API size_t ox_process_stats(char *buf, size_t size);
 
 CAIRN_END_DECLS
 

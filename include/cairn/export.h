@@ -1,6 +1,17 @@
-/* Export and linkage macros shared by every public header of libcairn. */
+/** @file
+ * Export and linkage macros shared by every public header of libcairn. */
 #ifndef CAIRN_EXPORT_H
 #define CAIRN_EXPORT_H
+
+/** @def CAIRN_API
+ *  Marks a function or variable that the library exports.
+ *  @def CAIRN_BEGIN_DECLS
+ *  Opens C linkage around a header's declarations when read as C++.
+ *  @def CAIRN_END_DECLS
+ *  Closes what CAIRN_BEGIN_DECLS opened.
+ *  @def CAIRN_PRINTF
+ *  Lets the compiler check a printf-style format (argument @p fmt_index)
+ *  and its arguments (from @p first_arg). */
 
 /* CAIRN_API marks a function or variable that the shared library exports.
  * Everything else in the library is built with hidden visibility. */

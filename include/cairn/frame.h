@@ -1,4 +1,5 @@
-/* Runtime frame: the portable error model (and, as the library grows,
+/** @file
+ * Runtime frame: the portable error model (and, as the library grows,
  * initialisation, process identity and exit handling). */
 #ifndef CAIRN_FRAME_H
 #define CAIRN_FRAME_H
@@ -18,8 +19,10 @@ CAIRN_BEGIN_DECLS
  * errno columns name the platform's errno constants; the private errno
  * OX_ERRNO_PRIVATE (150) is unused by the system and carries OX_EPRIVATE.
  * ------------------------------------------------------------------------ */
+/** The library's private errno, unused by the system. */
 #define OX_ERRNO_PRIVATE 150
 
+/** The table of portable codes, expanded with X(code, name, to_errno, from_errno) for each row. */
 #define OX_ERROR_TABLE(X)                                   \
     X(0, SUCCESS, 0, 0)                                     \
     X(1, EUNKNOWN, 0, 0)                                    \
@@ -108,6 +111,7 @@ CAIRN_BEGIN_DECLS
     X(84, EXDEV, EXDEV, EXDEV)                              \
     X(85, EPRIVATE, 0, OX_ERRNO_PRIVATE)
 
+/** Expands one row of the table into an enumerator (undefined after use). */
 #define OX_ERROR_ENUM_ENTRY_(code, name, to_errno, from_errno) OX_##name = code,
 /** Portable error codes: 0 success, 1 unknown, 2 NULL handle or argument,
  *  3..84 the POSIX conditions in alphabetical order, 85 library-specific. */
@@ -147,9 +151,11 @@ CAIRN_API uint32_t ox_error_get_last_native(int *kind);
 
 /** Pure mappings of native codes to portable codes; unknown values give 1. */
 CAIRN_API int ox_error_from_errno(int err);
+/** Portable code of a Win32 code, a Winsock code or a resolver (EAI_*) result; 1 when it has no
+ *  mapping. */
 CAIRN_API int ox_error_from_win32(uint32_t win32);
-CAIRN_API int ox_error_from_winsock(uint32_t wsa);
-CAIRN_API int ox_error_from_resolver(int eai);
+CAIRN_API int ox_error_from_winsock(uint32_t wsa); /**< @copydoc ox_error_from_win32() */
+CAIRN_API int ox_error_from_resolver(int eai); /**< @copydoc ox_error_from_win32() */
 /** Portable code of any native pair, as ox_error_set_last() computes it. */
 CAIRN_API int ox_error_from_native(uint32_t code, int kind);
 
@@ -200,6 +206,7 @@ CAIRN_API int ox_unatexit(ox_exit_handler handler);
 /** Enable (the default) or disable exit handling by ox_exit() and by the C
  *  library's exit processing. */
 CAIRN_API void ox_atexit_enable(void);
+/** Disable exit handling (see ox_atexit_enable()). */
 CAIRN_API void ox_atexit_disable(void);
 /** Run and remove every handler now, newest first (handlers registered
  *  meanwhile run in the same pass), then tear the list down.  When exit
@@ -253,6 +260,7 @@ CAIRN_API const char *get_saved_catalog(void);
  *  initialisation (captured now if it has not run).  Either pointer may be
  *  NULL. */
 CAIRN_API void get_saved_uids(uint32_t *ruid, uint32_t *euid);
+/** The real and effective group ids captured at initialisation (either pointer may be NULL). */
 CAIRN_API void get_saved_gids(uint32_t *rgid, uint32_t *egid);
 /** Repeat the application-directory lookup for the saved application name. */
 CAIRN_API void re_init_locales(void);
@@ -286,20 +294,23 @@ CAIRN_API const char *ox_get_installdir(void);
  *  "debug", "etc", "gls", "index", "lib", "logs", "mm", "mod", "rap",
  *  "res" and "tmp". */
 CAIRN_API const char *ox_get_applogsdir(void);
+/** A directory of the application tree (bin, cores, cst, debug, etc, gls, index, lib, logs, mm,
+ *  mod, rap, res, tmp): the application directory joined with that name, computed once; NULL when
+ *  the application directory is unknown. */
 CAIRN_API const char *ox_get_bindir(void);
-CAIRN_API const char *ox_get_coresdir(void);
-CAIRN_API const char *ox_get_cstdir(void);
-CAIRN_API const char *ox_get_debugdir(void);
-CAIRN_API const char *ox_get_etcdir(void);
-CAIRN_API const char *ox_get_glsdir(void);
-CAIRN_API const char *ox_get_indexdir(void);
-CAIRN_API const char *ox_get_libdir(void);
-CAIRN_API const char *ox_get_logsdir(void);
-CAIRN_API const char *ox_get_mmdir(void);
-CAIRN_API const char *ox_get_moddir(void);
-CAIRN_API const char *ox_get_rapdir(void);
-CAIRN_API const char *ox_get_resdir(void);
-CAIRN_API const char *ox_get_tmpdir(void);
+CAIRN_API const char *ox_get_coresdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_cstdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_debugdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_etcdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_glsdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_indexdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_libdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_logsdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_mmdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_moddir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_rapdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_resdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_tmpdir(void); /**< @copydoc ox_get_bindir() */
 /** ox_get_tmpdir() joined with "sec". */
 CAIRN_API const char *ox_get_securedir(void);
 

@@ -1,4 +1,5 @@
-/* Files and paths: one canonical spelling for paths written with either
+/** @file
+ * Files and paths: one canonical spelling for paths written with either
  * separator, their parents, children, depths and names, and the conversion
  * of UTF-8 paths into absolute wide system paths. */
 #ifndef CAIRN_PATHS_H
@@ -51,12 +52,12 @@ CAIRN_BEGIN_DECLS
  * part that canonicalisation works on; the others are left as they are.
  * ------------------------------------------------------------------------ */
 
-#define OX_UNC_NONE 0
-#define OX_UNC_SHARE 1
-#define OX_UNC_SERVER 2
-#define OX_UNC_DEVICE 3
-#define OX_UNC_NAMESPACE 4
-#define OX_UNC_LONG_DRIVE 5
+#define OX_UNC_NONE 0 /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_SHARE 1 /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_SERVER 2 /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_DEVICE 3 /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_NAMESPACE 4 /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_LONG_DRIVE 5 /**< A kind of UNC name as get_unc_obj_type() reports it. */
 
 /** @return 1 when @p path begins with two separators ('\\' or '/'), else 0
  *  (also for NULL). */
@@ -200,6 +201,9 @@ CAIRN_API char *setdirsep(char *path, int count, int sep);
  * @return the parent; NULL when there is none (a NULL or empty path, a
  *         relative name without separator), when it does not fit (ENOSPC),
  *         or when allocation fails (ENOMEM).
+ * @param path the path
+ * @param size the size of @p out
+ * @param sep the separator, '/' or '\\'
  */
 CAIRN_API char *getpathparent_dirsep(const char *path, char *out, size_t size, int sep);
 /** getpathparent_dirsep() with '\\'. */
@@ -220,6 +224,10 @@ CAIRN_API char *getpathparent(const char *path, char *out, size_t size);
  *         @p parent (last error untouched), when it does not fit (ENOSPC),
  *         on allocation failure (ENOMEM), or for NULL arguments or a bad
  *         separator (EINVAL).
+ * @param path the path below @p parent
+ * @param parent its ancestor
+ * @param size the size of @p out
+ * @param sep the separator, '/' or '\\'
  */
 CAIRN_API char *getpathchild_dirsep(const char *path, const char *parent, char *out, size_t size, int sep);
 /** getpathchild_dirsep() with '\\'. */
@@ -261,6 +269,9 @@ CAIRN_API int getpathdepth(const char *path);
  * as written ("/", C:\); the empty string gives ".".
  * @param out as for getpathparent_dirsep().
  * @return the name, or NULL (ENOSPC, ENOMEM, EINVAL) as there.
+ * @param path the path
+ * @param size the size of @p out
+ * @param sep the separator, '/' or '\\'
  */
 CAIRN_API char *ox_path_basename(const char *path, char *out, size_t size, int sep);
 
@@ -272,6 +283,9 @@ CAIRN_API char *ox_path_basename(const char *path, char *out, size_t size, int s
  * always has an answer and keeps the root's separator.
  * @param out as for getpathparent_dirsep().
  * @return the directory, or NULL (ENOSPC, ENOMEM, EINVAL) as there.
+ * @param path the path
+ * @param size the size of @p out
+ * @param sep the separator, '/' or '\\'
  */
 CAIRN_API char *ox_path_dirname(const char *path, char *out, size_t size, int sep);
 
@@ -305,6 +319,9 @@ CAIRN_API char *ox_getcwd(char *buf, size_t size);
  *        length plus 1 when NULL).
  * @return the path, or NULL as fullcanon_dirsep() or when it does not fit
  *         (ENOSPC) or cannot be allocated (ENOMEM).
+ * @param name the path to make absolute
+ * @param size the size of @p out
+ * @param sep the separator, '/' or '\\'
  */
 CAIRN_API char *fullpath(const char *name, char *out, size_t size, int sep);
 
@@ -340,6 +357,8 @@ CAIRN_API char *fullpath2(const char *name, const char *dir, char *out, size_t s
  *         for measuring a long path runs out; 31 for NULL arguments or
  *         size 0.  On any result but 0, @p out holds the empty
  *         string (when @p size > 0).
+ * @param path the UTF-8 path
+ * @param out the wide output of @p size characters
  */
 CAIRN_API int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size, ox_wchar **after_prefix);
 

@@ -1,4 +1,5 @@
-/* Text and encodings: UTF-8 tests and conversions between UTF-8, the
+/** @file
+ * Text and encodings: UTF-8 tests and conversions between UTF-8, the
  * library's 16-bit wide text and the current locale's multibyte text, plus
  * the bounded string utilities the rest of the library builds on.
  *
@@ -49,6 +50,8 @@ typedef uint16_t ox_wchar;
  * @return 0 on success; 1 for an invalid, overlong or cut-off sequence;
  *         31 when @p s is NULL or @p avail is 0 (length -1), or when @p s is
  *         the empty string (then *wc = 0 and *len = 0).
+ * @param s the UTF-8 text
+ * @param avail the bytes that may be read
  */
 CAIRN_API int ox_utf8_to_wc(ox_wchar *wc, const char *s, size_t avail, int *len);
 
@@ -57,6 +60,8 @@ CAIRN_API int ox_utf8_to_wc(ox_wchar *wc, const char *s, size_t avail, int *len)
  * terminator is written.
  * @param len receives the bytes written, 1 to 3 (0 on failure; may be NULL)
  * @return 0; 31 when @p out is NULL.
+ * @param out the output
+ * @param wc the character
  */
 CAIRN_API int ox_wc_to_utf8(char *out, ox_wchar wc, int *len);
 
@@ -103,6 +108,9 @@ CAIRN_API size_t ox_calc_utf8_len(const char *s);
  * @param size output size in wide characters
  * @return 0, 1, or 31 when @p out or @p in is NULL (count 0).  An empty
  *         input stores an empty string and gives 0.
+ * @param out the wide output
+ * @param in the UTF-8 input
+ * @param count receives the characters written (may be NULL)
  */
 CAIRN_API int ox_utf8s_to_wcs(ox_wchar *out, const char *in, size_t size, size_t *count);
 
@@ -115,6 +123,9 @@ CAIRN_API int ox_utf8s_to_wcs(ox_wchar *out, const char *in, size_t size, size_t
  *         (with @p out: stopped there, terminated; without: counting goes
  *         on); 31 when @p in is NULL (count 0).  An empty input stores an
  *         empty string and gives 0.
+ * @param out the UTF-8 output, or NULL to count
+ * @param in the wide input
+ * @param count receives the bytes written or needed (may be NULL)
  */
 CAIRN_API int ox_wcs_to_utf8s(char *out, const ox_wchar *in, size_t size, size_t *count);
 
@@ -165,6 +176,9 @@ CAIRN_API int ox_utf8s_to_mbts(char *out, const char *in, size_t size, size_t *c
  * @p size - 1 bytes, terminated).  A NULL path copies the empty string.
  * @param len receives the bytes copied (may be NULL)
  * @return 0 always.
+ * @param out the output buffer
+ * @param path the path
+ * @param size the size of @p out
  */
 CAIRN_API int ox_ensure_path_encoding(char *out, const char *path, size_t size, size_t *len);
 

@@ -1,4 +1,5 @@
-/* Time: calendar times with their forever and indefinite values, relative
+/** @file
+ * Time: calendar times with their forever and indefinite values, relative
  * offsets, rounding of retention times, the frozen service time, microsecond
  * clocks, and ISO 8601 text both ways. */
 #ifndef CAIRN_TIME_H
@@ -29,21 +30,25 @@ typedef int64_t ox_time64_t;     /**< seconds since the epoch */
 typedef int32_t ox_time32_t;     /**< the same on a 32-bit clock */
 typedef int32_t ox_timeoffset_t; /**< seconds relative to a base time */
 
-#define OX_TIME_FOREVER32 ((ox_time64_t)0x7FFFFFFF)
+#define OX_TIME_FOREVER32 ((ox_time64_t)0x7FFFFFFF) /**< The forever time (32-bit and 64-bit). */
+/** The forever time (32-bit and 64-bit). */
 #define OX_TIME_FOREVER ((ox_time64_t)0x7FFFFFFFFFFFFFFFLL)
 /** 32-bit forever stand-in for a real time that hit the reserved value. */
 #define OX_TIME_NOT_FOREVER32 ((ox_time64_t)0x7FFFFFFE)
 /** The indefinite time: 2152-02-29 11:11:11 UTC. */
 #define OX_TIME_INDEFINITE ((ox_time64_t)5748491471LL)
 
+/** The special relative times: forever, overflow, indefinite. */
 #define OX_TIMEOFFSET_FOREVER ((ox_timeoffset_t)-1)
+/** The special relative times: forever, overflow, indefinite. */
 #define OX_TIMEOFFSET_OVERFLOW ((ox_timeoffset_t)-2)
+/** The special relative times: forever, overflow, indefinite. */
 #define OX_TIMEOFFSET_INDEFINITE ((ox_timeoffset_t)-3)
 
 /** A time of day: seconds and microseconds (0..999999). */
 struct ox_timeval {
-    int32_t tv_sec;
-    int32_t tv_usec;
+    int32_t tv_sec; /**< Seconds. */
+    int32_t tv_usec; /**< Microseconds. */
 };
 
 /**
@@ -156,6 +161,7 @@ CAIRN_API ox_time32_t ox_mktime2(struct tm *tm);
  * When the counter cannot be read the wall clock is used instead.
  * @param ignored not used (may be NULL).
  * @return 0; -1 when @p tv is NULL (last error errno 22).
+ * @param tv receives the time
  */
 CAIRN_API int ox_gettimeofday(struct ox_timeval *tv, void *ignored);
 

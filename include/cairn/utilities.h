@@ -1,4 +1,5 @@
-/* Utilities: allocation that never returns NULL, integer text, and the
+/** @file
+ * Utilities: allocation that never returns NULL, integer text, and the
  * regular-expression and file-name pattern matchers. */
 #ifndef CAIRN_UTILITIES_H
 #define CAIRN_UTILITIES_H
@@ -39,6 +40,7 @@ CAIRN_API char *inttostr(int64_t value, char *buf, size_t size);
  * by one thread at a time.
  * ------------------------------------------------------------------------ */
 
+/** A compiled regular expression: opaque. */
 typedef struct ox_regex ox_regex;
 
 /** Compile @p pattern.  @return the expression, or NULL with EINVAL for a

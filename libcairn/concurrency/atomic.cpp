@@ -3,6 +3,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "concurrency/object_registry.hpp"
 #include "frame/error_results.hpp"
 #include "platform/alloc.hpp"
 
@@ -14,6 +15,7 @@ struct ox_atomic {
 namespace {
 
 int destroy_atomic(void *obj) { return ox_atomic_destroy(static_cast<ox_atomic *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_atomic, "atomic"};
 
 bool reject_null(const ox_atomic *a)
 {

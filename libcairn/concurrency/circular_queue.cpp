@@ -6,6 +6,7 @@
 #include <atomic>
 
 #include "concurrency/wait_results.hpp"
+#include "concurrency/object_registry.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
@@ -44,6 +45,7 @@ struct ox_circularqueue {
 namespace {
 
 int destroy_object(void *obj) { return ox_circularqueue_destroy(static_cast<ox_circularqueue *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_object, "circular queue"};
 
 void free_parts(ox_circularqueue *q)
 {

@@ -1,6 +1,7 @@
 // ox_event: an auto-reset event with a count of waiters, so that a
 // broadcast can release the counted waiters one after another.
 #include "concurrency/sync_handles.hpp"
+#include "concurrency/object_registry.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 
@@ -9,6 +10,7 @@ using namespace cairn;
 namespace {
 
 int destroy_event(void *obj) { return ox_event_destroy(obj); }
+const cairn::ObjectTypeName kTypeName{destroy_event, "event"};
 
 // The handle layouts share their first two fields; the platform object's
 // kind tells which one this is.

@@ -4,6 +4,7 @@
 // pending interrupt; a woken waiter that finds one takes it and returns 30
 // instead of an item.
 #include "concurrency/queue_support.hpp"
+#include "concurrency/object_registry.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
@@ -25,6 +26,7 @@ struct ox_eventqueue {
 namespace {
 
 int destroy_object(void *obj) { return ox_eventqueue_destroy(static_cast<ox_eventqueue *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_object, "event queue"};
 
 void free_parts(ox_eventqueue *q)
 {

@@ -1,6 +1,7 @@
 // ox_mutex: a non-recursive mutex over a platform semaphore of one unit,
 // which records its owner to report self-deadlock and foreign unlocks.
 #include "concurrency/sync_handles.hpp"
+#include "concurrency/object_registry.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 
@@ -9,6 +10,7 @@ using namespace cairn;
 namespace {
 
 int destroy_mutex_or_event(void *obj) { return ox_event_destroy(obj); }
+const cairn::ObjectTypeName kTypeName{destroy_mutex_or_event, "mutex"};
 
 }  // namespace
 

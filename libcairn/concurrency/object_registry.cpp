@@ -46,6 +46,8 @@ struct Registry {
     {
         if (chunk_count == chunk_room) {
             std::size_t room = chunk_room ? chunk_room * 2 : 4;
+            // An array of chunk pointers: sizeof(Slot *) is meant.
+            // NOLINTNEXTLINE(bugprone-sizeof-expression)
             auto *grown = static_cast<Slot **>(mem_realloc(chunks, room * sizeof(Slot *)));
             if (grown == nullptr)
                 return false;
@@ -162,6 +164,66 @@ std::size_t registry_live_count()
     for (std::size_t i = 0; i < r->capacity(); ++i)
         live += r->at(i).obj != nullptr;
     return live;
+}
+
+namespace {
+
+std::atomic<const ObjectTypeName *> g_type_names{nullptr};
+
+struct CensusGroup {
+    ox_object_destructor destructor;
+    std::size_t count;
+};
+
+// Adds one object of `destructor` to the groups (the last one takes every
+// destructor that finds no room).
+void count_in(CensusGroup *groups, std::size_t &used, ox_object_destructor destructor)
+{
+    for (std::size_t g = 0; g < used; ++g)
+        if (groups[g].destructor == destructor) {
+            ++groups[g].count;
+            return;
+        }
+    if (used == kCensusGroups) {
+        groups[kCensusGroups - 1].destructor = nullptr;
+        ++groups[kCensusGroups - 1].count;
+        return;
+    }
+    groups[used++] = CensusGroup{destructor, 1};
+}
+
+}  // namespace
+
+ObjectTypeName::ObjectTypeName(ox_object_destructor d, const char *n)
+    : destructor(d), name(n), next(g_type_names.load(std::memory_order_relaxed))
+{
+    while (!g_type_names.compare_exchange_weak(next, this, std::memory_order_release,
+                                               std::memory_order_relaxed)) {
+    }
+}
+
+const char *object_type_name(ox_object_destructor destructor)
+{
+    for (const ObjectTypeName *t = g_type_names.load(std::memory_order_acquire); t != nullptr;
+         t = t->next)
+        if (t->destructor == destructor)
+            return t->name;
+    return "other";
+}
+
+void registry_census(void (*visit)(ox_object_destructor destructor, std::size_t count, void *arg),
+                     void *arg)
+{
+    CensusGroup groups[kCensusGroups];
+    std::size_t used = 0;
+    if (Registry *r = existing_registry()) {
+        CriticalSectionLock hold(r->lock);
+        for (std::size_t i = 0; i < r->capacity(); ++i)
+            if (r->at(i).obj != nullptr)
+                count_in(groups, used, r->at(i).destructor);
+    }
+    for (std::size_t g = 0; g < used; ++g)
+        visit(groups[g].destructor, groups[g].count, arg);
 }
 
 }  // namespace cairn

@@ -9,6 +9,7 @@
 // queues for the entry lock, or the writer waits for the reader to leave.
 // The uncontended read lock and unlock are then one atomic operation each.
 #include "concurrency/rwlock_handle.hpp"
+#include "concurrency/object_registry.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/futex.hpp"
@@ -19,6 +20,7 @@ using namespace cairn;
 namespace {
 
 int destroy_rwlock(void *obj) { return ox_rwlock_destroy(static_cast<ox_rwlock *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_rwlock, "read-write lock"};
 
 void free_rwlock(ox_rwlock *rw)
 {

@@ -1,6 +1,7 @@
 // ox_semaphore: a counting semaphore over a platform semaphore whose
 // maximum is 0x7FFFFFFF.
 #include "concurrency/wait_results.hpp"
+#include "concurrency/object_registry.hpp"
 #include "platform/alloc.hpp"
 
 using namespace cairn;
@@ -20,6 +21,7 @@ struct ox_semaphore {
 namespace {
 
 int destroy_semaphore(void *obj) { return ox_semaphore_destroy(static_cast<ox_semaphore *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_semaphore, "semaphore"};
 
 int missing_handle()
 {

@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "concurrency/thread_object.hpp"
+#include "concurrency/object_registry.hpp"
 #include "concurrency/wait_results.hpp"
 #include "platform/alloc.hpp"
 
@@ -17,6 +18,7 @@ std::atomic<ox_atomic *> g_sequence{nullptr};
 void create_sequence_counter() { g_sequence.store(ox_atomic_new(0), std::memory_order_release); }
 
 int destroy_thread(void *obj) { return ox_thread_destroy(static_cast<ox_thread *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_thread, "thread"};
 
 // The next sequence number, never 0.  Without a counter the process cannot
 // number its threads and stops.

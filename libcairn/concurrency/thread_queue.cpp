@@ -7,6 +7,7 @@
 #include <atomic>
 
 #include "concurrency/queue_support.hpp"
+#include "concurrency/object_registry.hpp"
 #include "concurrency/thread_queue_testing.hpp"
 #include "concurrency/wait_results.hpp"
 #include "diagnostics/debug_line.hpp"
@@ -54,6 +55,7 @@ struct ox_threadqueue {
 namespace {
 
 int destroy_object(void *obj) { return ox_threadqueue_destroy(static_cast<ox_threadqueue *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_object, "thread queue"};
 
 void free_parts(ox_threadqueue *q)
 {

@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "concurrency/wait_results.hpp"
+#include "concurrency/object_registry.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
 #include "platform/fork_guard.hpp"
@@ -49,6 +50,7 @@ CriticalSection &list_lock()
 }
 
 int destroy_key(void *obj) { return ox_threadstorage_destroy(static_cast<ox_threadstorage *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_key, "thread storage key"};
 
 void unlink_key(ox_threadstorage *key)
 {

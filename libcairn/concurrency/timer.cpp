@@ -6,6 +6,7 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
+#include "concurrency/object_registry.hpp"
 #include "frame/error_results.hpp"
 #include "platform/alloc.hpp"
 #include "platform/critical_section.hpp"
@@ -67,6 +68,7 @@ void unlink_locked(ox_timer *t)
     if (t->next)
         t->next->prev = t->prev;
     t->next = t->prev = nullptr;
+    t->target->timers_armed.fetch_sub(1, std::memory_order_relaxed);
     t->target = nullptr;
 }
 
@@ -93,6 +95,7 @@ int arm(ox_timer *t)
         if (t->next)
             t->next->prev = t;
         list_of(*rec) = t;
+        rec->timers_armed.fetch_add(1, std::memory_order_relaxed);
     }
     note_due(*rec, now);
     return OX_SUCCESS;
@@ -158,6 +161,7 @@ void install_runner()
 }
 
 int destroy_timer(void *obj) { return ox_timer_destroy(static_cast<ox_timer *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_timer, "timer"};
 
 }  // namespace
 

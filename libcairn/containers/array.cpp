@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "containers/container.hpp"
+#include "concurrency/object_registry.hpp"
 #include "platform/alloc.hpp"
 
 namespace {
@@ -329,6 +330,7 @@ int step_next(ox_iterator *it, void **data) { return step(it, data, true); }
 int step_previous(ox_iterator *it, void **data) { return step(it, data, false); }
 
 int destroy_array(void *obj) { return ox_array_destroy(static_cast<ox_array *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_array, "array"};
 
 }  // namespace
 

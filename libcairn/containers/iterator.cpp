@@ -1,6 +1,7 @@
 // One iterator type for every container: it calls the container's own
 // steps under the container lock, and removals repair it.
 #include "containers/container.hpp"
+#include "concurrency/object_registry.hpp"
 #include "platform/alloc.hpp"
 
 using namespace cairn;
@@ -8,6 +9,7 @@ using namespace cairn;
 namespace {
 
 int destroy_iterator(void *obj) { return ox_iterator_destroy(static_cast<ox_iterator *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_iterator, "iterator"};
 
 // Run one of the container's steps under its lock.  Tables offer no
 // backward steps: asking for one reports ENOTSUP.

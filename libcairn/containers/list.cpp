@@ -1,5 +1,6 @@
 // Locked doubly linked lists of (key, data) elements with expiry.
 #include "containers/container.hpp"
+#include "concurrency/object_registry.hpp"
 #include "platform/alloc.hpp"
 #include "platform/clocks.hpp"
 
@@ -203,6 +204,7 @@ int step_next(ox_iterator *it, void **data) { return step(it, data, true); }
 int step_previous(ox_iterator *it, void **data) { return step(it, data, false); }
 
 int destroy_list(void *obj) { return ox_list_destroy(static_cast<ox_list *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_list, "list"};
 
 }  // namespace
 

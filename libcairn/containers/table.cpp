@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "concurrency/object_registry.hpp"
 #include "platform/alloc.hpp"
 
 namespace cairn {
@@ -171,6 +172,7 @@ int rw_step_next(ox_iterator *it, void **data)
 }
 
 int destroy_object(void *obj) { return table_destroy(static_cast<ox_table *>(obj)); }
+const cairn::ObjectTypeName kTypeName{destroy_object, "table"};
 
 }  // namespace
 

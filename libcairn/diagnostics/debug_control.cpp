@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -68,6 +69,10 @@ const Setting kSettings[] = {
     {"JobsdbFullPurge", "JobsdbFullPurge", &JobsdbFullPurge, Rule::set_one, false},
 };
 
+std::atomic<uint32_t> g_notices{0};
+std::atomic<uint32_t> g_invalid{0};
+std::atomic<uint32_t> g_refused{0};
+
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n'; }
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
@@ -108,6 +113,7 @@ void announce(const char *label, int32_t old_value, int32_t new_value)
     char line[kHeaderMax + kTextMax + 32];
     std::size_t len = format_change_notice(line, sizeof line, label, old_value, new_value);
     write_stderr(line, len);
+    g_notices.fetch_add(1, std::memory_order_relaxed);
 }
 
 // The settings are plain variables that every thread reads without a
@@ -178,7 +184,7 @@ std::size_t format_change_notice(char *buf, std::size_t size, const char *label,
     int tlen = std::snprintf(text, sizeof text, " Changing %s from %d to %d", label, old_value,
                              new_value);
     if (tlen < 0)
-        tlen = 0;
+        text[0] = '\0';  // a failed format leaves the buffer unset: show no text
     std::size_t shown = std::strlen(text);
     int n = std::snprintf(buf, size, "%s %zu%s 0\n", header, shown > 0 ? shown - 1 : 0, text);
     if (n < 0)
@@ -234,6 +240,7 @@ void apply_setting_line(const char *line)
         if (!ok) {
             char msg[kTextMax];
             write_stderr(msg, format_invalid_value(msg, sizeof msg, p, keyword));
+            g_invalid.fetch_add(1, std::memory_order_relaxed);
             return;
         }
         if (bit_list)
@@ -241,6 +248,30 @@ void apply_setting_line(const char *line)
     }
     if (setting != nullptr)
         apply(*setting, value);
+}
+
+ControlCounts control_counts()
+{
+    return ControlCounts{g_notices.load(std::memory_order_relaxed),
+                         g_invalid.load(std::memory_order_relaxed),
+                         g_refused.load(std::memory_order_relaxed)};
+}
+
+std::size_t format_settings(char *buf, std::size_t size, char sep)
+{
+    std::size_t len = 0;
+    for (const Setting &s : kSettings) {
+        int32_t value = s.variable != nullptr ? load(*s.variable) : (msg_number_switch() ? 1 : 0);
+        int n = s.bit_list ? std::snprintf(buf + len, size - len, "%s=0x%x%c", s.keyword,
+                                           static_cast<unsigned>(value), sep)
+                           : std::snprintf(buf + len, size - len, "%s=%d%c", s.keyword, value, sep);
+        if (n < 0 || static_cast<std::size_t>(n) >= size - len)
+            break;  // cut at a whole setting
+        len += static_cast<std::size_t>(n);
+    }
+    if (len < size)
+        buf[len] = '\0';
+    return len;
 }
 
 const char *debug_control_file()
@@ -273,6 +304,7 @@ const char *untrusted_because(const struct stat &st)
 void tell_refused(const char *path, const char *why)
 {
     char line[kTextMax];
+    g_refused.fetch_add(1, std::memory_order_relaxed);
     int n = std::snprintf(line, sizeof line, "debug-control file %.400s refused: %s\n", path, why);
     if (n > 0)
         write_stderr(line, std::strlen(line));

@@ -29,6 +29,20 @@ std::size_t format_change_notice(char *buf, std::size_t size, const char *label,
 std::size_t format_invalid_value(char *buf, std::size_t size, const char *value,
                                  const char *keyword);
 
+// What the control channel did so far: change notices written, invalid
+// values refused and control files refused.  An operator's tool compares
+// them before and after a firing to tell what became of its line.
+struct ControlCounts {
+    uint32_t notices;
+    uint32_t invalid;
+    uint32_t refused;
+};
+ControlCounts control_counts();
+
+// The settings in force, "Keyword=value" each followed by `sep`, into
+// `buf` (cut to fit).  Returns the length written.
+std::size_t format_settings(char *buf, std::size_t size, char sep);
+
 // The debug-control file's path: the one initialisation chose, else
 // "oxdbg.tmp" in the current directory.
 const char *debug_control_file();

@@ -12,6 +12,7 @@
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "diagnostics/debug_line.hpp"
+#include "diagnostics/debug_requests.hpp"
 #include "platform/fork_guard.hpp"
 #include "platform/named_event.hpp"
 
@@ -55,6 +56,7 @@ int start_watch()
         }
         char name[kEventNameSize];
         event_name(static_cast<int>(getpid()), name, sizeof name);
+        named_event_set_request_handler(answer_debug_request);
         rc = named_event_watch(name, on_debug_event);
         g_started = rc == 0;
         // Another process may hold the name (it can be bound first by
@@ -104,6 +106,18 @@ int ox_debug_event_signal(int pid)
     char name[kEventNameSize];
     event_name(pid, name, sizeof name);
     int rc = named_event_fire(name);
+    return rc == 0 ? 0 : ox_error_set_last(static_cast<uint32_t>(rc), OX_ERRKIND_ERRNO);
+}
+
+int ox_debug_request(int pid, const char *request, char *answer, size_t size,
+                     uint32_t timeout_ms, ox_debug_progress_fn progress, void *arg)
+{
+    if (pid <= 0 || request == nullptr || answer == nullptr || size == 0)
+        return ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);
+    answer[0] = '\0';
+    char name[kEventNameSize];
+    event_name(pid, name, sizeof name);
+    int rc = named_event_request(name, pid, request, answer, size, timeout_ms, progress, arg);
     return rc == 0 ? 0 : ox_error_set_last(static_cast<uint32_t>(rc), OX_ERRKIND_ERRNO);
 }
 

@@ -125,6 +125,7 @@ ThreadRecord *thread_record()
     auto *rec = mem_new<ThreadRecord>();
     if (rec == nullptr || !g_key_ok || pthread_setspecific(g_key, rec) != 0)
         return fatal_record_failure(rec);
+    rec->tid = static_cast<int>(gettid());
     link_record(rec);
     t_record = rec;
     t_creating = false;
@@ -185,6 +186,7 @@ void forget_other_threads()
         ThreadRecord *older = rec->older;
         rec->older = rec->newer = nullptr;
         if (rec == self) {
+            rec->tid = static_cast<int>(gettid());  // the child's own id
             rec->older = g_newest;
             g_newest = rec;
             // The wake descriptor is shared with the parent's thread: a
@@ -210,6 +212,13 @@ void wake_descriptor_waiters()
     for (ThreadRecord *rec = g_newest; rec != nullptr; rec = rec->older)
         if (rec->park.load(std::memory_order_seq_cst) == kParkPolling)
             wake_thread(*rec);
+}
+
+void for_each_thread_record(void (*visit)(const ThreadRecord &rec, void *arg), void *arg)
+{
+    WordLockHold hold(g_records_lock);
+    for (const ThreadRecord *rec = g_newest; rec != nullptr; rec = rec->older)
+        visit(*rec, arg);
 }
 
 void set_due_work_release_hook(void (*hook)(ThreadRecord &rec))

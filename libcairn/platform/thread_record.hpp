@@ -81,6 +81,14 @@ struct ThreadRecord {
     // The thread's message rings and record pool, owned by the message
     // layer; released with the record.
     void *messages = nullptr;
+    // What the thread is doing, for an operator's census (`cairn stats`):
+    // kernel thread id, what it sleeps on (WaitState and the object's
+    // address, never dereferenced by readers) and how many timers it armed.
+    // Stores are relaxed and made only where the thread blocks anyway.
+    int tid = 0;
+    std::atomic<uint8_t> wait_state{0};
+    std::atomic<uintptr_t> waiting_on{0};
+    std::atomic<uint32_t> timers_armed{0};
 
     // Thread-local slot values, indexed by slot.
     SlotValue *slots = nullptr;
@@ -107,6 +115,15 @@ constexpr uint32_t kParkPolling = 2;
 // Wake every thread that waits in poll() on descriptors now, so that it
 // looks again at why it waits (descriptor_wait()).
 void wake_descriptor_waiters();
+// ThreadRecord::wait_state values; a sync object wait is kWaitObject plus
+// the object's kind (SyncKind).
+constexpr uint8_t kNotWaiting = 0;
+constexpr uint8_t kWaitSleep = 1;
+constexpr uint8_t kWaitObject = 2;
+
+// Calls `visit` with every thread record of the process under the records
+// lock (so `visit` must not block nor take library locks).
+void for_each_thread_record(void (*visit)(const ThreadRecord &rec, void *arg), void *arg);
 
 // The calling thread's record, created on first use.  Allocation failure of
 // the record itself is fatal for the process (SIGTERM): every thread of the

@@ -111,9 +111,14 @@ bool spin_for(SyncObject &obj, uint64_t id, const ThreadRecord &rec, int rounds)
     return false;
 }
 
-// Sleep until granted, an alert or the deadline.
-void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
+// Sleep until granted, an alert or the deadline.  `state` and `obj` tell an
+// operator's census what the thread sleeps on (relaxed stores: the thread is
+// about to enter the kernel anyway).
+void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline, uint8_t state,
+                   const void *obj)
 {
+    rec.waiting_on.store(reinterpret_cast<uintptr_t>(obj), std::memory_order_relaxed);
+    rec.wait_state.store(state, std::memory_order_relaxed);
     for (;;) {
         // Store-buffering pattern with the granter, which stores the grant
         // and then exchanges the park word: each side stores, then reads the
@@ -136,6 +141,7 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline)
         futex_wait(rec.park, 1, limit);
     }
     rec.park.store(0, std::memory_order_relaxed);
+    rec.wait_state.store(kNotWaiting, std::memory_order_relaxed);
 }
 
 // A granted waiter leaves only once its granter has finished with its
@@ -170,7 +176,8 @@ bool park_on(SyncObject &obj, uint64_t id, ThreadRecord &rec, uint64_t deadline)
     link_waiter(obj, w);
     obj.lock.unlock();
 
-    sleep_on_park(rec, &w, deadline);
+    sleep_on_park(rec, &w, deadline, static_cast<uint8_t>(kWaitObject + static_cast<uint8_t>(obj.kind)),
+                  &obj);
 
     if (w.granted.load(std::memory_order_seq_cst) == kWaiting) {
         WordLockHold hold(obj.lock);
@@ -276,7 +283,7 @@ WaitStatus sync_wait(SyncObject *obj, uint32_t ms)
         if (now >= deadline)
             return WaitStatus::timed_out;
         if (obj == nullptr) {
-            sleep_on_park(*rec, nullptr, deadline);
+            sleep_on_park(*rec, nullptr, deadline, kWaitSleep, nullptr);
             continue;
         }
         if (!spun) {
