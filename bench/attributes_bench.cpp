@@ -24,7 +24,10 @@ std::string attr_name(int i)
 }
 
 struct CaseLess {
-    bool operator()(const std::string &a, const std::string &b) const { return strcasecmp(a.c_str(), b.c_str()) < 0; }
+    bool operator()(const std::string &a, const std::string &b) const
+    {
+        return strcasecmp(a.c_str(), b.c_str()) < 0;
+    }
 };
 
 using Peer = std::vector<std::pair<std::string, std::vector<std::string>>>;
@@ -74,8 +77,9 @@ void BM_vector_find(benchmark::State &state)
     auto names = probes(n);
     size_t i = 0;
     for (auto _ : state) {
-        auto it = std::lower_bound(peer.begin(), peer.end(), names[i],
-                                   [](const auto &e, const std::string &k) { return CaseLess()(e.first, k); });
+        auto it = std::lower_bound(
+            peer.begin(), peer.end(), names[i],
+            [](const auto &e, const std::string &k) { return CaseLess()(e.first, k); });
         benchmark::DoNotOptimize(it);
         i = i + 1 == names.size() ? 0 : i + 1;
     }
@@ -107,8 +111,9 @@ void BM_vector_add(benchmark::State &state)
     auto names = probes(n);
     size_t i = 0;
     for (auto _ : state) {
-        auto it = std::lower_bound(peer.begin(), peer.end(), names[i],
-                                   [](const auto &e, const std::string &k) { return CaseLess()(e.first, k); });
+        auto it = std::lower_bound(
+            peer.begin(), peer.end(), names[i],
+            [](const auto &e, const std::string &k) { return CaseLess()(e.first, k); });
         if (it == peer.end() || strcasecmp(it->first.c_str(), names[i].c_str()) != 0)
             it = peer.insert(it, {names[i], {}});
         it->second.push_back("more");
@@ -148,7 +153,8 @@ void BM_attr_sprintf_resource(benchmark::State &state)
     for (auto _ : state) {
         size_t len = 0;
         for (const attr_t *a = list; a; a = a->next)
-            len += static_cast<size_t>(attr_sprintf(buf + len, static_cast<int>(sizeof buf - len), 80, a, 0, 0, 0));
+            len += static_cast<size_t>(
+                attr_sprintf(buf + len, static_cast<int>(sizeof buf - len), 80, a, 0, 0, 0));
         benchmark::DoNotOptimize(buf);
         benchmark::DoNotOptimize(len);
     }
@@ -164,17 +170,20 @@ void BM_snprintf_resource(benchmark::State &state)
     for (auto _ : state) {
         size_t len = 0;
         for (const attr_t *a = list; a; a = a->next) {
-            len += static_cast<size_t>(std::snprintf(buf + len, sizeof buf - len, "%*s: ", 28, a->name));
+            len += static_cast<size_t>(
+                std::snprintf(buf + len, sizeof buf - len, "%*s: ", 28, a->name));
             int column = 30;
             for (const val_t *v = a->values; v; v = v->next) {
                 bool q = std::strchr(v->value, ',') != nullptr;
                 int w = static_cast<int>(std::strlen(v->value)) + (q ? 2 : 0);
                 const char *fmt = q ? "\"%s\"" : "%s";
                 if (column + w + 2 >= 80) {
-                    len += static_cast<size_t>(std::snprintf(buf + len, sizeof buf - len, "\n%30s", ""));
+                    len += static_cast<size_t>(
+                        std::snprintf(buf + len, sizeof buf - len, "\n%30s", ""));
                     column = 30;
                 }
-                len += static_cast<size_t>(std::snprintf(buf + len, sizeof buf - len, fmt, v->value));
+                len +=
+                    static_cast<size_t>(std::snprintf(buf + len, sizeof buf - len, fmt, v->value));
                 column += w;
                 if (v->next) {
                     len += static_cast<size_t>(std::snprintf(buf + len, sizeof buf - len, ", "));

@@ -30,8 +30,7 @@ struct SecondThread {
               std::unique_lock<std::mutex> hold(m);
               cv.wait(hold, [this] { return stop; });
           })
-    {
-    }
+    {}
     ~SecondThread()
     {
         {
@@ -46,7 +45,10 @@ SecondThread g_second_thread;
 
 constexpr int kKeys = 100000;
 
-int compare_str(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+int compare_str(void *a, void *b)
+{
+    return std::strcmp(static_cast<char *>(a), static_cast<char *>(b));
+}
 
 const std::vector<std::string> &keys()
 {
@@ -75,7 +77,8 @@ std::vector<const char *> probes()
 // the search without the container's lock).
 void BM_ArrayFindB_Cairn(benchmark::State &state)
 {
-    ox_array *a = ox_array_new(nullptr, nullptr, compare_str, nullptr, static_cast<int>(state.range(0)));
+    ox_array *a =
+        ox_array_new(nullptr, nullptr, compare_str, nullptr, static_cast<int>(state.range(0)));
     for (const auto &k : keys())
         ox_array_add(a, const_cast<char *>(k.c_str()), const_cast<char *>(k.c_str()));
     auto p = probes();
@@ -104,12 +107,14 @@ void BM_ArrayFindB_LowerBoundPeer(benchmark::State &state)
     auto compare = compare_ptr;
     for (auto _ : state) {
         const char *want = p[i++ & 4095];
-        auto it = std::lower_bound(sorted.begin(), sorted.end(), want, [compare](const char *x, const char *y) {
-            return compare(const_cast<char *>(x), const_cast<char *>(y)) < 0;
-        });
-        const char *out = it != sorted.end() && compare(const_cast<char *>(*it), const_cast<char *>(want)) == 0
-                              ? *it
-                              : nullptr;
+        auto it = std::lower_bound(
+            sorted.begin(), sorted.end(), want, [compare](const char *x, const char *y) {
+                return compare(const_cast<char *>(x), const_cast<char *>(y)) < 0;
+            });
+        const char *out =
+            it != sorted.end() && compare(const_cast<char *>(*it), const_cast<char *>(want)) == 0
+                ? *it
+                : nullptr;
         benchmark::DoNotOptimize(out);
     }
 }

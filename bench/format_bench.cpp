@@ -36,7 +36,8 @@ void run(benchmark::State &state, const char *fmt)
 {
     char buf[256];
     for (auto _ : state) {
-        int n = Format(buf, sizeof buf, fmt, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        int n =
+            Format(buf, sizeof buf, fmt, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
         benchmark::DoNotOptimize(n);
         benchmark::DoNotOptimize(buf);
     }
@@ -46,7 +47,8 @@ void BM_ox_snprintf_plain(benchmark::State &state)
 {
     char buf[256];
     for (auto _ : state) {
-        int n = ox_snprintf(buf, sizeof buf, kPlain, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        int n = ox_snprintf(buf, sizeof buf, kPlain, "savegrp", 48213,
+                            "backup-client-07.example.com", 0x1f);
         benchmark::DoNotOptimize(n);
         benchmark::DoNotOptimize(buf);
     }
@@ -56,7 +58,8 @@ void BM_snprintf_plain(benchmark::State &state)
 {
     char buf[256];
     for (auto _ : state) {
-        int n = std::snprintf(buf, sizeof buf, kPlain, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        int n = std::snprintf(buf, sizeof buf, kPlain, "savegrp", 48213,
+                              "backup-client-07.example.com", 0x1f);
         benchmark::DoNotOptimize(n);
         benchmark::DoNotOptimize(buf);
     }
@@ -66,7 +69,8 @@ void BM_ox_snprintf_positional(benchmark::State &state)
 {
     char buf[256];
     for (auto _ : state) {
-        int n = ox_snprintf(buf, sizeof buf, kPositional, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        int n = ox_snprintf(buf, sizeof buf, kPositional, "savegrp", 48213,
+                            "backup-client-07.example.com", 0x1f);
         benchmark::DoNotOptimize(n);
         benchmark::DoNotOptimize(buf);
     }
@@ -76,7 +80,8 @@ void BM_snprintf_positional(benchmark::State &state)
 {
     char buf[256];
     for (auto _ : state) {
-        int n = std::snprintf(buf, sizeof buf, kPositional, "savegrp", 48213, "backup-client-07.example.com", 0x1f);
+        int n = std::snprintf(buf, sizeof buf, kPositional, "savegrp", 48213,
+                              "backup-client-07.example.com", 0x1f);
         benchmark::DoNotOptimize(n);
         benchmark::DoNotOptimize(buf);
     }

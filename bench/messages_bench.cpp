@@ -72,7 +72,8 @@ structext *peer_parse(const char *text)
     if (std::sscanf(p, " %d%n", &count, &used) != 1 || count <= 0)
         return st;
     p += used;
-    st->args = static_cast<structext_arg *>(std::calloc(static_cast<size_t>(count), sizeof(structext_arg)));
+    st->args = static_cast<structext_arg *>(
+        std::calloc(static_cast<size_t>(count), sizeof(structext_arg)));
     st->argcount = count;
     for (int i = 0; i < count; ++i) {
         int desc = 0, len = 0;

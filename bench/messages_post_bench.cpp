@@ -58,8 +58,7 @@ void BM_Notice_FprintfFflushPeer(benchmark::State &state)
         struct tm tm;
         std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%S%z", localtime_r(&now, &tm));
         std::fprintf(f, "%s %s[%d] %s(%u) #%d: Lookup of %s took %s seconds\n", when, "bench",
-                     static_cast<int>(getpid()), "info", 50000u, 2052, "client7.example.net",
-                     "12");
+                     static_cast<int>(getpid()), "info", 50000u, 2052, "client7.example.net", "12");
         std::fflush(f);
         if (++n % kTruncateEvery == 0)
             benchmark::DoNotOptimize(ftruncate(fileno(f), 0));

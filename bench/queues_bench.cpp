@@ -56,12 +56,13 @@ void handoff(benchmark::State &state, Push push, Pop pop)
 void BM_OxEventQueue(benchmark::State &state)
 {
     ox_eventqueue *q = ox_eventqueue_new(nullptr);
-    handoff(state, [q](void *it) { ox_eventqueue_push(q, it); },
-            [q] {
-                void *out = nullptr;
-                ox_eventqueue_pop(q, &out);
-                return out;
-            });
+    handoff(
+        state, [q](void *it) { ox_eventqueue_push(q, it); },
+        [q] {
+            void *out = nullptr;
+            ox_eventqueue_pop(q, &out);
+            return out;
+        });
     ox_eventqueue_destroy(q);
 }
 
@@ -93,18 +94,20 @@ private:
 void BM_StdDequeQueue(benchmark::State &state)
 {
     StdQueue q;
-    handoff(state, [&q](void *it) { q.push(it); }, [&q] { return q.pop(); });
+    handoff(
+        state, [&q](void *it) { q.push(it); }, [&q] { return q.pop(); });
 }
 
 void BM_OxCircularQueue(benchmark::State &state)
 {
     ox_circularqueue *q = ox_circularqueue_new(nullptr, 1024, 0);
-    handoff(state, [q](void *it) { ox_circularqueue_push(q, it); },
-            [q] {
-                void *out = nullptr;
-                ox_circularqueue_pop(q, &out);
-                return out;
-            });
+    handoff(
+        state, [q](void *it) { ox_circularqueue_push(q, it); },
+        [q] {
+            void *out = nullptr;
+            ox_circularqueue_pop(q, &out);
+            return out;
+        });
     ox_circularqueue_destroy(q);
 }
 
@@ -112,10 +115,17 @@ void BM_OxCircularQueue(benchmark::State &state)
 void BM_GAsyncQueue(benchmark::State &state)
 {
     GAsyncQueue *q = g_async_queue_new();
-    handoff(state, [q](void *it) { g_async_queue_push(q, it); }, [q] { return g_async_queue_pop(q); });
+    handoff(
+        state, [q](void *it) { g_async_queue_push(q, it); }, [q] { return g_async_queue_pop(q); });
     g_async_queue_unref(q);
 }
-BENCHMARK(BM_GAsyncQueue)->ArgName("cross_cpu")->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_GAsyncQueue)
+    ->ArgName("cross_cpu")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 #endif
 
 #ifdef CAIRN_BENCH_APR
@@ -127,20 +137,45 @@ void BM_AprQueue(benchmark::State &state)
     apr_pool_create(&pool, nullptr);
     apr_queue_t *q = nullptr;
     apr_queue_create(&q, 1024, pool);
-    handoff(state, [q](void *it) { apr_queue_push(q, it); },
-            [q] {
-                void *out = nullptr;
-                apr_queue_pop(q, &out);
-                return out;
-            });
+    handoff(
+        state, [q](void *it) { apr_queue_push(q, it); },
+        [q] {
+            void *out = nullptr;
+            apr_queue_pop(q, &out);
+            return out;
+        });
     apr_pool_destroy(pool);
 }
-BENCHMARK(BM_AprQueue)->ArgName("cross_cpu")->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_AprQueue)
+    ->ArgName("cross_cpu")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 #endif
 
-BENCHMARK(BM_OxEventQueue)->ArgName("cross_cpu")->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_StdDequeQueue)->ArgName("cross_cpu")->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_OxCircularQueue)->ArgName("cross_cpu")->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OxEventQueue)
+    ->ArgName("cross_cpu")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(BM_StdDequeQueue)
+    ->ArgName("cross_cpu")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(BM_OxCircularQueue)
+    ->ArgName("cross_cpu")
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 // ---------------------------------------------------------------- pools ---
 
@@ -231,10 +266,28 @@ void BM_GThreadPool(benchmark::State &state)
     pool_run(state, [pool](void *it) { g_thread_pool_push(pool, it, nullptr); });
     g_thread_pool_free(pool, FALSE, TRUE);
 }
-BENCHMARK(BM_GThreadPool)->ArgName("max")->Arg(2)->Arg(4)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_GThreadPool)
+    ->ArgName("max")
+    ->Arg(2)
+    ->Arg(4)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 #endif
 
-BENCHMARK(BM_OxThreadQueue)->ArgName("max")->Arg(2)->Arg(4)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_StdPool)->ArgName("max")->Arg(2)->Arg(4)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OxThreadQueue)
+    ->ArgName("max")
+    ->Arg(2)
+    ->Arg(4)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK(BM_StdPool)
+    ->ArgName("max")
+    ->Arg(2)
+    ->Arg(4)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace

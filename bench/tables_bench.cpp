@@ -45,7 +45,10 @@ const Keys &keys(int n)
 }
 
 uint32_t hash_key(void *k) { return ox_hash_string(static_cast<const char *>(k)); }
-int compare_key(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+int compare_key(void *a, void *b)
+{
+    return std::strcmp(static_cast<char *>(a), static_cast<char *>(b));
+}
 
 // The plain chained table the library's table is measured against.
 class Djb2Table {

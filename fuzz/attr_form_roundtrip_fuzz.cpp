@@ -13,7 +13,8 @@
 namespace {
 
 // Reads the values of a printed form back; false when the form is malformed.
-bool read_values(const std::string &form, std::vector<std::string> &values, std::vector<bool> &quoted)
+bool read_values(const std::string &form, std::vector<std::string> &values,
+                 std::vector<bool> &quoted)
 {
     size_t p = form.find(": ");
     if (p == std::string::npos)
@@ -22,7 +23,8 @@ bool read_values(const std::string &form, std::vector<std::string> &values, std:
     if (form.compare(p, 2, ";\n") == 0)
         return p + 2 == form.size();
     for (;;) {
-        while (form.compare(p, 1, "\n") == 0 || (p < form.size() && form[p] == ' ' && values.size() > 0))
+        while (form.compare(p, 1, "\n") == 0 ||
+               (p < form.size() && form[p] == ' ' && values.size() > 0))
             ++p;  // a value on a new line, under column 30
         std::string v;
         bool q = p < form.size() && form[p] == '"';
@@ -59,7 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     size_t start = 0;
     while (start <= text.size() && !text.empty()) {
         size_t end = text.find('\x01', start);
-        std::string v = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        std::string v =
+            text.substr(start, end == std::string::npos ? std::string::npos : end - start);
         vallist_add(&a->values, v.c_str());
         original.push_back(v);
         if (end == std::string::npos)

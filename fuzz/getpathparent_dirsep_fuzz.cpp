@@ -19,7 +19,8 @@ static void check_separator(const FuzzText &input, int sep)
             std::abort();
         // A buffer of exactly the parent's size works, one byte less fails.
         std::unique_ptr<char[]> exact(new char[n + 1]);
-        if (getpathparent_dirsep(path, exact.get(), n + 1, sep) != exact.get() || std::strcmp(exact.get(), allocated) != 0)
+        if (getpathparent_dirsep(path, exact.get(), n + 1, sep) != exact.get() ||
+            std::strcmp(exact.get(), allocated) != 0)
             std::abort();
         if (getpathparent_dirsep(path, exact.get(), n, sep) != nullptr)
             std::abort();

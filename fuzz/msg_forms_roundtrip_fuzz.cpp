@@ -19,7 +19,8 @@ std::string dump(const structext *st, size_t cut)
         return "NULL";
     std::string s = std::to_string(st->msgid) + "|" + st->form;
     for (int i = 0; i < st->argcount; ++i)
-        s += "|" + std::to_string(st->args[i].desc) + ":" + std::string(st->args[i].text).substr(0, cut);
+        s += "|" + std::to_string(st->args[i].desc) + ":" +
+             std::string(st->args[i].text).substr(0, cut);
     return s;
 }
 
@@ -51,8 +52,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         descs.push_back(t.empty() ? 0 : static_cast<signed char>(t[0]));
         texts.push_back(t.c_str());
     }
-    uint32_t id = size >= 4 ? static_cast<uint32_t>(data[0] | data[1] << 8 | data[2] << 16 | data[3] << 24) : 0;
-    structext *st = msg_structext_copy(msg_structext_new(id, pieces[0].c_str(), count, descs.data(), texts.data()));
+    uint32_t id =
+        size >= 4 ? static_cast<uint32_t>(data[0] | data[1] << 8 | data[2] << 16 | data[3] << 24)
+                  : 0;
+    structext *st = msg_structext_copy(
+        msg_structext_new(id, pieces[0].c_str(), count, descs.data(), texts.data()));
     const std::string whole = dump(st, std::string::npos);
 
     char *xml = msg_structext_to_xmlstr(st);

@@ -14,10 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     char *again = msg_structext_to_xmlstr(st);
     structext *back = msg_xmlstr_to_structext(again);
-    bool same = back != nullptr && back->msgid == st->msgid && std::strcmp(back->form, st->form) == 0 &&
-                back->argcount == st->argcount;
+    bool same = back != nullptr && back->msgid == st->msgid &&
+                std::strcmp(back->form, st->form) == 0 && back->argcount == st->argcount;
     for (int i = 0; same && i < st->argcount; ++i)
-        same = back->args[i].desc == st->args[i].desc && std::strcmp(back->args[i].text, st->args[i].text) == 0;
+        same = back->args[i].desc == st->args[i].desc &&
+               std::strcmp(back->args[i].text, st->args[i].text) == 0;
     if (!same || !is_structext_xml(again))
         std::abort();
     msg_structext_free(back);

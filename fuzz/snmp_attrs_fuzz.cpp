@@ -25,7 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             std::abort();
         int need = attr_sprintf(nullptr, 0, 80, a, 0, 1, 0);
         std::vector<char> buf(static_cast<size_t>(need) + 1);
-        if (attr_sprintf(buf.data(), need + 1, 80, a, 0, 0, 0) != need || std::strlen(buf.data()) != static_cast<size_t>(need))
+        if (attr_sprintf(buf.data(), need + 1, 80, a, 0, 0, 0) != need ||
+            std::strlen(buf.data()) != static_cast<size_t>(need))
             std::abort();
     }
     attrlist_free(list);

@@ -29,8 +29,9 @@ void single_characters(const uint8_t *data, size_t size)
         int len = 0;
         int r = ox_utf8_to_wc(&wc, p + at, avail, &len);
         int n = ox_utf8_len(p + at, avail);
-        check(r == 0 ? (len >= 1 && static_cast<size_t>(len) <= avail && n == len)
-                     : r == 1 ? (len == -1 && n == -1) : (r == 31 && len == 0 && n == 0));
+        check(r == 0   ? (len >= 1 && static_cast<size_t>(len) <= avail && n == len)
+              : r == 1 ? (len == -1 && n == -1)
+                       : (r == 31 && len == 0 && n == 0));
         check(is_utf8_mb(p + at, avail) == (r != 1));
 
         uint32_t a = 0, b = 0;

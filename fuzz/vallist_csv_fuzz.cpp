@@ -35,7 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     int limit = size > 0 ? data[0] : 0;
     char *limited = vallist_to_csv(list, limit);
     size_t bound = list ? (static_cast<size_t>(limit) > first ? limit : first) + 5 : 7;
-    if (std::strlen(limited) > bound || std::strlen(limited) > std::strlen(csv) + 5 || (limit == 0 && total > 0 && std::strlen(csv) + 2 != total))
+    if (std::strlen(limited) > bound || std::strlen(limited) > std::strlen(csv) + 5 ||
+        (limit == 0 && total > 0 && std::strlen(csv) + 2 != total))
         std::abort();
     std::free(limited);
     std::free(csv);

@@ -31,8 +31,8 @@ int main(int argc, char **argv)
     attr_t *back = NULL, *a;
     int same;
     /* Names are kept in ascending order without regard to case. */
-    attr_t *list = attrlist_build("client", "mars", NULL, "level", "full", NULL,
-                                  "pool", "Default", NULL, NULL);
+    attr_t *list = attrlist_build("client", "mars", NULL, "level", "full", NULL, "pool", "Default",
+                                  NULL, NULL);
     _oxinit("attrdemo", argc, argv);
     if (list == NULL || to_text(list, text, sizeof text) != 0) {
         fprintf(stderr, "cannot build the list\n");

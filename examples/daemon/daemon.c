@@ -23,10 +23,7 @@ static volatile sig_atomic_t g_stop;
 static void on_signal(int sig) { g_stop = sig; }
 
 /* The work: each job is a number; the pool runs them on its workers. */
-static void do_job(void *item)
-{
-    dfprintf(2, "job %d done\n", (int)(intptr_t)item);
-}
+static void do_job(void *item) { dfprintf(2, "job %d done\n", (int)(intptr_t)item); }
 
 /* Timers run on the thread that started them, inside its alertable waits
  * (here: ox_thread_sleep in the main loop). */

@@ -19,7 +19,7 @@ CAIRN_BEGIN_DECLS
  *  One allocation; the text is as long as was asked for. */
 typedef struct val {
     struct val *next; /**< The next value, or NULL. */
-    char value[1]; /**< The text, NUL-terminated, allocated with the record. */
+    char value[1];    /**< The text, NUL-terminated, allocated with the record. */
 } val_t;
 
 /* ------------------------------------------------------------------------
@@ -159,7 +159,8 @@ CAIRN_API int vallist_remove_get_dups(val_t **list, list_compare_fn cmp, val_t *
 /** Bring *@p target, derived from @p old, in line with @p new_values
  *  without losing its own values (case-insensitive): mode 1 adds only,
  *  mode 2 removes only, others remove then add.  0 for a NULL target. */
-CAIRN_API int vallist_diff_apply(const val_t *old, const val_t *new_values, val_t **target, int mode);
+CAIRN_API int vallist_diff_apply(const val_t *old, const val_t *new_values, val_t **target,
+                                 int mode);
 /** Compare two lists value by value (the _exact form byte for byte): 0 when equal, else the order
  *  of the first difference. */
 CAIRN_API int vallist_cmp(const val_t *a, const val_t *b);
@@ -222,8 +223,8 @@ CAIRN_API int vallist_to_argv(const val_t *list, int *count, char ***vector);
 /** An attribute: the next record, its values, then its name inline. */
 typedef struct attr {
     struct attr *next; /**< The next attribute, or NULL. */
-    val_t *values; /**< Its values, in the order they were added. */
-    char name[1]; /**< The name, NUL-terminated, allocated with the record. */
+    val_t *values;     /**< Its values, in the order they were added. */
+    char name[1];      /**< The name, NUL-terminated, allocated with the record. */
 } attr_t;
 
 /** Suffix of the companion attribute that holds an attribute's values in
@@ -350,10 +351,10 @@ CAIRN_API int query_match(const attr_t *query, const attr_t *list);
 CAIRN_API int query_match_null(const attr_t *query, const attr_t *list);
 
 /** Options of the printed form. */
-#define ATTR_HIDE_VALUES 0x1    /**< every value as "*******" */
-#define ATTR_NO_RENDER 0x2      /**< never render structured text */
-#define ATTR_RENDER 0x4         /**< render structured text values */
-#define ATTR_NO_PADDING 0x8     /**< the name unpadded ("%s: ") */
+#define ATTR_HIDE_VALUES 0x1 /**< every value as "*******" */
+#define ATTR_NO_RENDER 0x2   /**< never render structured text */
+#define ATTR_RENDER 0x4      /**< render structured text values */
+#define ATTR_NO_PADDING 0x8  /**< the name unpadded ("%s: ") */
 
 /** Switch the hiding of the values of attributes named "*password*" (on at
  *  start).  @return @p flag. */

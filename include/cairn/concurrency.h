@@ -83,11 +83,14 @@ CAIRN_API void ox_object_once_cleanup_atexit(void);
 /** Once record: all zero when ready; a zero-filled static needs no set-up. */
 typedef struct ox_once_t {
     volatile uint32_t reserved; /**< Unused. */
-    volatile uint32_t done; /**< Non-zero once the function has run. */
-    volatile uint32_t started; /**< Non-zero while the function runs. */
+    volatile uint32_t done;     /**< Non-zero once the function has run. */
+    volatile uint32_t started;  /**< Non-zero while the function runs. */
 } ox_once_t;
 
-#define OX_ONCE_INIT { 0, 0, 0 } /**< The initial value of an ox_once_t. */
+#define OX_ONCE_INIT                                                                               \
+    {                                                                                              \
+        0, 0, 0                                                                                    \
+    } /**< The initial value of an ox_once_t. */
 
 /**
  * Run @p fn exactly once for @p once in the process.  Every caller returns
@@ -120,8 +123,7 @@ CAIRN_API int32_t ox_atomic_exchange(ox_atomic *a, int32_t value);
 CAIRN_API int32_t ox_atomic_exchange_add(ox_atomic *a, int32_t value);
 /** Store @p value if the atomic holds @p expected.
  *  @return 1 when stored, else 0. */
-CAIRN_API int ox_atomic_compare_exchange(ox_atomic *a, int32_t value,
-                                         int32_t expected);
+CAIRN_API int ox_atomic_compare_exchange(ox_atomic *a, int32_t value, int32_t expected);
 /** @return the current value (a full barrier like the others). */
 CAIRN_API int32_t ox_atomic_get(ox_atomic *a);
 /**
@@ -433,8 +435,8 @@ typedef void (*ox_timer_fn)(void *arg);
  * finally destroyed.  An interval of 0 makes a timer that fires once.
  * @return the timer, or NULL with the last error set.
  */
-CAIRN_API ox_timer *ox_timer_new(uint32_t interval_ms, uint32_t value, ox_timer_fn fn,
-                                 void *arg, ox_timer_fn release);
+CAIRN_API ox_timer *ox_timer_new(uint32_t interval_ms, uint32_t value, ox_timer_fn fn, void *arg,
+                                 ox_timer_fn release);
 /** Arm the timer for the calling thread.  @return 0; 2 for NULL; 12 (errno
  *  EBUSY) when it is already running. */
 CAIRN_API int ox_timer_start(ox_timer *t);
@@ -514,8 +516,8 @@ CAIRN_API int ox_eventqueue_destroy(ox_eventqueue *q);
  *  minimum retire after 60 s without work.  With @p wait_flag, destroy
  *  first waits for the queue to drain.  NULL on failure (31 cases: no work
  *  function, @p min above @p max, @p max 0). */
-CAIRN_API ox_threadqueue *ox_threadqueue_new(ox_work_fn work_fn, ox_item_free free_fn,
-                                             uint8_t min, uint8_t max, int wait_flag);
+CAIRN_API ox_threadqueue *ox_threadqueue_new(ox_work_fn work_fn, ox_item_free free_fn, uint8_t min,
+                                             uint8_t max, int wait_flag);
 /** Queue @p item, starting a worker when the pool may grow and none is idle. */
 CAIRN_API int ox_threadqueue_push(ox_threadqueue *q, void *item);
 /** The number of queued items; 0 with EINVAL for NULL. */

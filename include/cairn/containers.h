@@ -40,9 +40,9 @@ typedef void (*ox_foreach_callback)(void *data, void *arg);
 #define OX_TTL_NEVER 0x7fffffff
 
 /* Container type codes, third word of every container. */
-#define OX_CONTAINER_LIST 0 /**< A container type code. */
-#define OX_CONTAINER_TABLE 2 /**< A container type code. */
-#define OX_CONTAINER_ARRAY 3 /**< A container type code. */
+#define OX_CONTAINER_LIST 0     /**< A container type code. */
+#define OX_CONTAINER_TABLE 2    /**< A container type code. */
+#define OX_CONTAINER_ARRAY 3    /**< A container type code. */
 #define OX_CONTAINER_RW_TABLE 4 /**< A container type code. */
 
 /**
@@ -139,7 +139,7 @@ CAIRN_API int ox_array_find_b(ox_array *array, void *key, void **data);
 CAIRN_API int ox_array_reference(ox_array *array, void *key, void **data);
 /** @copydoc ox_array_find() */
 CAIRN_API int ox_array_reference_b(ox_array *array, void *key, void **data);
-CAIRN_API int ox_array_unreference(ox_array *array, void *key); /**< @copydoc ox_array_find() */
+CAIRN_API int ox_array_unreference(ox_array *array, void *key);   /**< @copydoc ox_array_find() */
 CAIRN_API int ox_array_unreference_b(ox_array *array, void *key); /**< @copydoc ox_array_find() */
 /** @copydoc ox_array_find() */
 CAIRN_API int ox_array_get(ox_array *array, void *key, void **copy);
@@ -187,7 +187,7 @@ CAIRN_API ox_iterator *ox_iterator_new(void *container);
 CAIRN_API int ox_iterator_destroy(ox_iterator *it);
 /** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_start(ox_iterator *it, void **data);
-CAIRN_API int ox_iterator_end(ox_iterator *it, void **data); /**< @copydoc ox_iterator_destroy() */
+CAIRN_API int ox_iterator_end(ox_iterator *it, void **data);  /**< @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_next(ox_iterator *it, void **data); /**< @copydoc ox_iterator_destroy() */
 /** @copydoc ox_iterator_destroy() */
 CAIRN_API int ox_iterator_previous(ox_iterator *it, void **data);
@@ -230,8 +230,8 @@ CAIRN_API uint32_t hashstr(const char *string, uint32_t seed);
 /** A new table of @p buckets chains; NULL with EINVAL for 0 buckets or no
  *  hash or comparison, NULL with the last error on allocation failure. */
 CAIRN_API ox_table *ox_table_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
-    ox_key_compare compare, ox_key_destructor destroy_key, ox_key_hash hash,
-    uint32_t buckets, int ownership);
+                                 ox_key_compare compare, ox_key_destructor destroy_key,
+                                 ox_key_hash hash, uint32_t buckets, int ownership);
 /** 12 while an iterator is open; the last reference destroys every entry
  *  (data and key destructors whatever the ownership mode). */
 CAIRN_API int ox_table_destroy(ox_table *table);
@@ -241,7 +241,8 @@ CAIRN_API int ox_table_add(ox_table *table, void *key, void *data);
 /** Add with a time to live.  Below OX_TTL_NEVER a live equal key refuses
  *  (22) and an expired one is removed first (left in place, last error
  *  EBUSY, when it is busy and @p try_flag is 1). */
-CAIRN_API int ox_table_add_with_ttl(ox_table *table, void *key, void *data, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_add_with_ttl(ox_table *table, void *key, void *data, int32_t ttl,
+                                    int try_flag);
 /** The stored data of the newest entry with an equal key. */
 CAIRN_API int ox_table_find(ox_table *table, void *key, void **data);
 /** As _find, adding one entry reference. */
@@ -253,19 +254,23 @@ CAIRN_API int ox_table_get(ox_table *table, void *key, void **copy);
 /** The _with_ttl lookups re-arm a live entry's expiry to now + @p ttl
  *  (unless OX_TTL_NEVER), also when the copy fails.  An expired entry
  *  gives 80 and is removed, unless it is busy and @p try_flag is 1. */
-CAIRN_API int ox_table_find_with_ttl(ox_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_find_with_ttl(ox_table *table, void *key, void **data, int32_t ttl,
+                                     int try_flag);
 /** As ox_table_reference(), ox_table_unreference() and ox_table_get(), renewing the entry's time to
  *  live to @p ttl; an expired entry is not found (80), or kept when busy and @p try_flag is 1. */
-CAIRN_API int ox_table_reference_with_ttl(ox_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_reference_with_ttl(ox_table *table, void *key, void **data, int32_t ttl,
+                                          int try_flag);
 /** @copydoc ox_table_reference_with_ttl() */
 CAIRN_API int ox_table_unreference_with_ttl(ox_table *table, void *key, int32_t ttl, int try_flag);
 /** @copydoc ox_table_reference_with_ttl() */
-CAIRN_API int ox_table_get_with_ttl(ox_table *table, void *key, void **copy, int32_t ttl, int try_flag);
+CAIRN_API int ox_table_get_with_ttl(ox_table *table, void *key, void **copy, int32_t ttl,
+                                    int try_flag);
 /** Replace data and key of the first entry with an equal key, referenced or
  *  not; the old ones go to the outs or, for NULL outs, to their
  *  destructors.  Without a match a never-expiring entry is added and the
  *  outs are left untouched. */
-CAIRN_API int ox_table_replace(ox_table *table, void *key, void **old_key, void *data, void **old_data);
+CAIRN_API int ox_table_replace(ox_table *table, void *key, void **old_key, void *data,
+                               void **old_data);
 /** Remove the first entry with an equal key.  Ownership mode 1 destroys
  *  the data (when a destructor is set; else hands it back) and the key;
  *  other modes hand the data back and leave the key alone. */
@@ -289,13 +294,14 @@ CAIRN_API int ox_table_size(ox_table *table);
 /** The table calls above on a reader-writer table: the same arguments and results; a new key evicts
  *  its bucket's occupant. */
 CAIRN_API ox_rw_table *ox_rw_table_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
-    ox_key_compare compare, ox_key_destructor destroy_key, ox_key_hash hash,
-    uint32_t buckets, int ownership);
+                                       ox_key_compare compare, ox_key_destructor destroy_key,
+                                       ox_key_hash hash, uint32_t buckets, int ownership);
 CAIRN_API int ox_rw_table_destroy(ox_rw_table *table); /**< @copydoc ox_rw_table_new() */
 /** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_add(ox_rw_table *table, void *key, void *data);
 /** @copydoc ox_rw_table_new() */
-CAIRN_API int ox_rw_table_add_with_ttl(ox_rw_table *table, void *key, void *data, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_add_with_ttl(ox_rw_table *table, void *key, void *data, int32_t ttl,
+                                       int try_flag);
 /** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_find(ox_rw_table *table, void *key, void **data);
 /** @copydoc ox_rw_table_new() */
@@ -305,15 +311,20 @@ CAIRN_API int ox_rw_table_unreference(ox_rw_table *table, void *key);
 /** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_get(ox_rw_table *table, void *key, void **copy);
 /** @copydoc ox_rw_table_new() */
-CAIRN_API int ox_rw_table_find_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_find_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl,
+                                        int try_flag);
 /** @copydoc ox_rw_table_new() */
-CAIRN_API int ox_rw_table_reference_with_ttl(ox_rw_table *table, void *key, void **data, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_reference_with_ttl(ox_rw_table *table, void *key, void **data,
+                                             int32_t ttl, int try_flag);
 /** @copydoc ox_rw_table_new() */
-CAIRN_API int ox_rw_table_unreference_with_ttl(ox_rw_table *table, void *key, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_unreference_with_ttl(ox_rw_table *table, void *key, int32_t ttl,
+                                               int try_flag);
 /** @copydoc ox_rw_table_new() */
-CAIRN_API int ox_rw_table_get_with_ttl(ox_rw_table *table, void *key, void **copy, int32_t ttl, int try_flag);
+CAIRN_API int ox_rw_table_get_with_ttl(ox_rw_table *table, void *key, void **copy, int32_t ttl,
+                                       int try_flag);
 /** @copydoc ox_rw_table_new() */
-CAIRN_API int ox_rw_table_replace(ox_rw_table *table, void *key, void **old_key, void *data, void **old_data);
+CAIRN_API int ox_rw_table_replace(ox_rw_table *table, void *key, void **old_key, void *data,
+                                  void **old_data);
 /** @copydoc ox_rw_table_new() */
 CAIRN_API int ox_rw_table_remove(ox_rw_table *table, void *key, void **data);
 /** @copydoc ox_rw_table_new() */

@@ -68,15 +68,15 @@ enum ox_fmt_kind {
 
 /** One fetched argument. */
 typedef union ox_fmt_arg {
-    int i; /**< One argument as fetched for its kind. */
-    unsigned int u; /**< One argument as fetched for its kind. */
-    long l; /**< One argument as fetched for its kind. */
+    int i;            /**< One argument as fetched for its kind. */
+    unsigned int u;   /**< One argument as fetched for its kind. */
+    long l;           /**< One argument as fetched for its kind. */
     unsigned long ul; /**< One argument as fetched for its kind. */
-    long long ll; /**< One argument as fetched for its kind. */
-    double d; /**< One argument as fetched for its kind. */
-    long double ld; /**< One argument as fetched for its kind. */
-    const char *s; /**< One argument as fetched for its kind. */
-    const void *p; /**< One argument as fetched for its kind. */
+    long long ll;     /**< One argument as fetched for its kind. */
+    double d;         /**< One argument as fetched for its kind. */
+    long double ld;   /**< One argument as fetched for its kind. */
+    const char *s;    /**< One argument as fetched for its kind. */
+    const void *p;    /**< One argument as fetched for its kind. */
 } ox_fmt_arg;
 
 /** Fetch one argument of a kind from @p ap into @p slot. */
@@ -115,12 +115,11 @@ typedef struct ox_fmt_fetchers {
  * @param ap its arguments
  */
 CAIRN_API int i18n_vsnprintf_map(char *buf, size_t size, char **result,
-                                 const ox_fmt_fetchers *fetchers, void *reserved,
-                                 const char *fmt, va_list ap);
+                                 const ox_fmt_fetchers *fetchers, void *reserved, const char *fmt,
+                                 va_list ap);
 
 /** i18n_vsnprintf_map() with the library's fetchers. */
-CAIRN_API int i18n_vsnprintf(char *buf, size_t size, char **result, const char *fmt,
-                             va_list ap);
+CAIRN_API int i18n_vsnprintf(char *buf, size_t size, char **result, const char *fmt, va_list ap);
 
 /** Allocating form: the text is stored through @p result (NULL on failure,
  *  last error ENOMEM when storage could not be had); the caller frees it.
@@ -296,15 +295,15 @@ CAIRN_API int ox_mbswidth(const char *text, int n);
 /** Switches set through the debug-control file and read by the subsystems
  *  that use them (all 0 at start but DriveStealExclusion, 30). */
 CAIRN_API extern int32_t PrintDevInfo;
-CAIRN_API extern int32_t PrintBxrAuthInfo; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t FlushDnsCache; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t PrintDnsCache; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t LogDnsThreshold; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t JukeboxThrottle; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t DriveStealExclusion; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t PatchDebug; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t PrintBxrAuthInfo;     /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t FlushDnsCache;        /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t PrintDnsCache;        /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t LogDnsThreshold;      /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t JukeboxThrottle;      /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t DriveStealExclusion;  /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t PatchDebug;           /**< @copydoc PrintDevInfo */
 CAIRN_API extern int32_t PrintDeviceSelection; /**< @copydoc PrintDevInfo */
-CAIRN_API extern int32_t JobsdbFullPurge; /**< @copydoc PrintDevInfo */
+CAIRN_API extern int32_t JobsdbFullPurge;      /**< @copydoc PrintDevInfo */
 
 /** Open @p name in append mode as the process debug stream (unbuffered).
  *  A stream already open is replaced without being closed (with a warning

@@ -34,8 +34,7 @@
 
 /* printf-style argument checking for the formatting entry points. */
 #if defined(__GNUC__) || defined(__clang__)
-#define CAIRN_PRINTF(fmt_index, first_arg) \
-    __attribute__((format(printf, fmt_index, first_arg)))
+#define CAIRN_PRINTF(fmt_index, first_arg) __attribute__((format(printf, fmt_index, first_arg)))
 #else
 #define CAIRN_PRINTF(fmt_index, first_arg)
 #endif

@@ -23,92 +23,92 @@ CAIRN_BEGIN_DECLS
 #define OX_ERRNO_PRIVATE 150
 
 /** The table of portable codes, expanded with X(code, name, to_errno, from_errno) for each row. */
-#define OX_ERROR_TABLE(X)                                   \
-    X(0, SUCCESS, 0, 0)                                     \
-    X(1, EUNKNOWN, 0, 0)                                    \
-    X(2, ENULL, 0, 0)                                       \
-    X(3, E2BIG, E2BIG, E2BIG)                               \
-    X(4, EACCES, EACCES, EACCES)                            \
-    X(5, EADDRINUSE, EADDRINUSE, EADDRINUSE)                \
-    X(6, EADDRNOTAVAIL, EADDRNOTAVAIL, EADDRNOTAVAIL)       \
-    X(7, EAFNOSUPPORT, EAFNOSUPPORT, EAFNOSUPPORT)          \
-    X(8, EAGAIN, EAGAIN, EAGAIN)                            \
-    X(9, EALREADY, EINPROGRESS, 0)                          \
-    X(10, EBADF, EBADF, EBADF)                              \
-    X(11, EBADMSG, EBADMSG, EBADMSG)                        \
-    X(12, EBUSY, EBUSY, EBUSY)                              \
-    X(13, ECANCELED, 0, 0)                                  \
-    X(14, ECHILD, ECHILD, ECHILD)                           \
-    X(15, ECONNABORTED, ECONNABORTED, ECONNABORTED)         \
-    X(16, ECONNREFUSED, ECONNREFUSED, ECONNREFUSED)         \
-    X(17, ECONNRESET, ECONNRESET, ECONNRESET)               \
-    X(18, EDEADLK, EDEADLK, EDEADLK)                        \
-    X(19, EDESTADDRREQ, EDESTADDRREQ, EDESTADDRREQ)         \
-    X(20, EDOM, EDOM, EDOM)                                 \
-    X(21, EDQUOT, EDQUOT, EDQUOT)                           \
-    X(22, EEXIST, EEXIST, EEXIST)                           \
-    X(23, EFAULT, EFAULT, EFAULT)                           \
-    X(24, EFBIG, EFBIG, EFBIG)                              \
-    X(25, EHOSTNOTFOUND, 0, 0)                              \
-    X(26, EHOSTUNREACH, EHOSTUNREACH, EHOSTUNREACH)         \
-    X(27, EIDRM, EIDRM, EIDRM)                              \
-    X(28, EILSEQ, EILSEQ, EILSEQ)                           \
-    X(29, EINPROGRESS, EINPROGRESS, EINPROGRESS)            \
-    X(30, EINTR, EINTR, EINTR)                              \
-    X(31, EINVAL, EINVAL, EINVAL)                           \
-    X(32, EIO, EIO, EIO)                                    \
-    X(33, EISCONN, EISCONN, EISCONN)                        \
-    X(34, EISDIR, EISDIR, EISDIR)                           \
-    X(35, ELOOP, ELOOP, ELOOP)                              \
-    X(36, EMFILE, EMFILE, EMFILE)                           \
-    X(37, EMLINK, EMLINK, EMLINK)                           \
-    X(38, EMSGSIZE, EMSGSIZE, EMSGSIZE)                     \
-    X(39, EMULTIHOP, 0, 0)                                  \
-    X(40, ENAMETOOLONG, ENAMETOOLONG, ENAMETOOLONG)         \
-    X(41, ENETDOWN, ENETDOWN, ENETDOWN)                     \
-    X(42, ENETRESET, ENETRESET, ENETRESET)                  \
-    X(43, ENETUNREACH, ENETUNREACH, ENETUNREACH)            \
-    X(44, ENFILE, ENFILE, ENFILE)                           \
-    X(45, ENORECOVERY, 0, 0)                                \
-    X(46, ENOBUFS, ENOBUFS, ENOBUFS)                        \
-    X(47, ENODATA, ENODATA, ENODATA)                        \
-    X(48, ENODEV, ENODEV, ENODEV)                           \
-    X(49, ENOENT, ENOENT, ENOENT)                           \
-    X(50, ENOEXEC, ENOEXEC, ENOEXEC)                        \
-    X(51, ENOLCK, ENOLCK, ENOLCK)                           \
-    X(52, ENOLINK, ENOLINK, ENOLINK)                        \
-    X(53, ENOMEM, ENOMEM, ENOMEM)                           \
-    X(54, ENOMSG, ENOMSG, ENOMSG)                           \
-    X(55, ENOPROTOOPT, ENOPROTOOPT, ENOPROTOOPT)            \
-    X(56, ENOSPC, ENOSPC, ENOSPC)                           \
-    X(57, ENOSR, ENOSR, ENOSR)                              \
-    X(58, ENOSTR, ENOSTR, ENOSTR)                           \
-    X(59, ENOSYS, ENOSYS, ENOSYS)                           \
-    X(60, ENOTCONN, ENOTCONN, ENOTCONN)                     \
-    X(61, ENOTDIR, ENOTDIR, ENOTDIR)                        \
-    X(62, ENOTEMPTY, ENOTEMPTY, ENOTEMPTY)                  \
-    X(63, ENOTSOCK, ENOTSOCK, ENOTSOCK)                     \
-    X(64, ENOTSUP, ENOTSUP, ENOTSUP)                        \
-    X(65, ENOTTY, ENOTTY, ENOTTY)                           \
-    X(66, ENXIO, ENXIO, ENXIO)                              \
-    X(67, EOPNOTSUPP, 0, 0)                                 \
-    X(68, EOVERFLOW, EOVERFLOW, EOVERFLOW)                  \
-    X(69, EPERM, EPERM, EPERM)                              \
-    X(70, EPIPE, EPIPE, EPIPE)                              \
-    X(71, EPROTO, EPROTO, EPROTO)                           \
-    X(72, EPROTONOSUPPORT, EPROTONOSUPPORT, EPROTONOSUPPORT) \
-    X(73, EPROTOTYPE, EPROTOTYPE, EPROTOTYPE)               \
-    X(74, ERANGE, ERANGE, ERANGE)                           \
-    X(75, EROFS, EROFS, EROFS)                              \
-    X(76, ESOCKTNOSUPPORT, 0, 0)                            \
-    X(77, ESPIPE, ESPIPE, ESPIPE)                           \
-    X(78, ESRCH, ESRCH, ESRCH)                              \
-    X(79, ESTALE, ESTALE, ESTALE)                           \
-    X(80, ETIME, ETIME, ETIME)                              \
-    X(81, ETIMEDOUT, ETIMEDOUT, ETIMEDOUT)                  \
-    X(82, ETXTBSY, ETXTBSY, ETXTBSY)                        \
-    X(83, EWOULDBLOCK, 0, 0)                                \
-    X(84, EXDEV, EXDEV, EXDEV)                              \
+#define OX_ERROR_TABLE(X)                                                                          \
+    X(0, SUCCESS, 0, 0)                                                                            \
+    X(1, EUNKNOWN, 0, 0)                                                                           \
+    X(2, ENULL, 0, 0)                                                                              \
+    X(3, E2BIG, E2BIG, E2BIG)                                                                      \
+    X(4, EACCES, EACCES, EACCES)                                                                   \
+    X(5, EADDRINUSE, EADDRINUSE, EADDRINUSE)                                                       \
+    X(6, EADDRNOTAVAIL, EADDRNOTAVAIL, EADDRNOTAVAIL)                                              \
+    X(7, EAFNOSUPPORT, EAFNOSUPPORT, EAFNOSUPPORT)                                                 \
+    X(8, EAGAIN, EAGAIN, EAGAIN)                                                                   \
+    X(9, EALREADY, EINPROGRESS, 0)                                                                 \
+    X(10, EBADF, EBADF, EBADF)                                                                     \
+    X(11, EBADMSG, EBADMSG, EBADMSG)                                                               \
+    X(12, EBUSY, EBUSY, EBUSY)                                                                     \
+    X(13, ECANCELED, 0, 0)                                                                         \
+    X(14, ECHILD, ECHILD, ECHILD)                                                                  \
+    X(15, ECONNABORTED, ECONNABORTED, ECONNABORTED)                                                \
+    X(16, ECONNREFUSED, ECONNREFUSED, ECONNREFUSED)                                                \
+    X(17, ECONNRESET, ECONNRESET, ECONNRESET)                                                      \
+    X(18, EDEADLK, EDEADLK, EDEADLK)                                                               \
+    X(19, EDESTADDRREQ, EDESTADDRREQ, EDESTADDRREQ)                                                \
+    X(20, EDOM, EDOM, EDOM)                                                                        \
+    X(21, EDQUOT, EDQUOT, EDQUOT)                                                                  \
+    X(22, EEXIST, EEXIST, EEXIST)                                                                  \
+    X(23, EFAULT, EFAULT, EFAULT)                                                                  \
+    X(24, EFBIG, EFBIG, EFBIG)                                                                     \
+    X(25, EHOSTNOTFOUND, 0, 0)                                                                     \
+    X(26, EHOSTUNREACH, EHOSTUNREACH, EHOSTUNREACH)                                                \
+    X(27, EIDRM, EIDRM, EIDRM)                                                                     \
+    X(28, EILSEQ, EILSEQ, EILSEQ)                                                                  \
+    X(29, EINPROGRESS, EINPROGRESS, EINPROGRESS)                                                   \
+    X(30, EINTR, EINTR, EINTR)                                                                     \
+    X(31, EINVAL, EINVAL, EINVAL)                                                                  \
+    X(32, EIO, EIO, EIO)                                                                           \
+    X(33, EISCONN, EISCONN, EISCONN)                                                               \
+    X(34, EISDIR, EISDIR, EISDIR)                                                                  \
+    X(35, ELOOP, ELOOP, ELOOP)                                                                     \
+    X(36, EMFILE, EMFILE, EMFILE)                                                                  \
+    X(37, EMLINK, EMLINK, EMLINK)                                                                  \
+    X(38, EMSGSIZE, EMSGSIZE, EMSGSIZE)                                                            \
+    X(39, EMULTIHOP, 0, 0)                                                                         \
+    X(40, ENAMETOOLONG, ENAMETOOLONG, ENAMETOOLONG)                                                \
+    X(41, ENETDOWN, ENETDOWN, ENETDOWN)                                                            \
+    X(42, ENETRESET, ENETRESET, ENETRESET)                                                         \
+    X(43, ENETUNREACH, ENETUNREACH, ENETUNREACH)                                                   \
+    X(44, ENFILE, ENFILE, ENFILE)                                                                  \
+    X(45, ENORECOVERY, 0, 0)                                                                       \
+    X(46, ENOBUFS, ENOBUFS, ENOBUFS)                                                               \
+    X(47, ENODATA, ENODATA, ENODATA)                                                               \
+    X(48, ENODEV, ENODEV, ENODEV)                                                                  \
+    X(49, ENOENT, ENOENT, ENOENT)                                                                  \
+    X(50, ENOEXEC, ENOEXEC, ENOEXEC)                                                               \
+    X(51, ENOLCK, ENOLCK, ENOLCK)                                                                  \
+    X(52, ENOLINK, ENOLINK, ENOLINK)                                                               \
+    X(53, ENOMEM, ENOMEM, ENOMEM)                                                                  \
+    X(54, ENOMSG, ENOMSG, ENOMSG)                                                                  \
+    X(55, ENOPROTOOPT, ENOPROTOOPT, ENOPROTOOPT)                                                   \
+    X(56, ENOSPC, ENOSPC, ENOSPC)                                                                  \
+    X(57, ENOSR, ENOSR, ENOSR)                                                                     \
+    X(58, ENOSTR, ENOSTR, ENOSTR)                                                                  \
+    X(59, ENOSYS, ENOSYS, ENOSYS)                                                                  \
+    X(60, ENOTCONN, ENOTCONN, ENOTCONN)                                                            \
+    X(61, ENOTDIR, ENOTDIR, ENOTDIR)                                                               \
+    X(62, ENOTEMPTY, ENOTEMPTY, ENOTEMPTY)                                                         \
+    X(63, ENOTSOCK, ENOTSOCK, ENOTSOCK)                                                            \
+    X(64, ENOTSUP, ENOTSUP, ENOTSUP)                                                               \
+    X(65, ENOTTY, ENOTTY, ENOTTY)                                                                  \
+    X(66, ENXIO, ENXIO, ENXIO)                                                                     \
+    X(67, EOPNOTSUPP, 0, 0)                                                                        \
+    X(68, EOVERFLOW, EOVERFLOW, EOVERFLOW)                                                         \
+    X(69, EPERM, EPERM, EPERM)                                                                     \
+    X(70, EPIPE, EPIPE, EPIPE)                                                                     \
+    X(71, EPROTO, EPROTO, EPROTO)                                                                  \
+    X(72, EPROTONOSUPPORT, EPROTONOSUPPORT, EPROTONOSUPPORT)                                       \
+    X(73, EPROTOTYPE, EPROTOTYPE, EPROTOTYPE)                                                      \
+    X(74, ERANGE, ERANGE, ERANGE)                                                                  \
+    X(75, EROFS, EROFS, EROFS)                                                                     \
+    X(76, ESOCKTNOSUPPORT, 0, 0)                                                                   \
+    X(77, ESPIPE, ESPIPE, ESPIPE)                                                                  \
+    X(78, ESRCH, ESRCH, ESRCH)                                                                     \
+    X(79, ESTALE, ESTALE, ESTALE)                                                                  \
+    X(80, ETIME, ETIME, ETIME)                                                                     \
+    X(81, ETIMEDOUT, ETIMEDOUT, ETIMEDOUT)                                                         \
+    X(82, ETXTBSY, ETXTBSY, ETXTBSY)                                                               \
+    X(83, EWOULDBLOCK, 0, 0)                                                                       \
+    X(84, EXDEV, EXDEV, EXDEV)                                                                     \
     X(85, EPRIVATE, 0, OX_ERRNO_PRIVATE)
 
 /** Expands one row of the table into an enumerator (undefined after use). */
@@ -155,7 +155,7 @@ CAIRN_API int ox_error_from_errno(int err);
  *  mapping. */
 CAIRN_API int ox_error_from_win32(uint32_t win32);
 CAIRN_API int ox_error_from_winsock(uint32_t wsa); /**< @copydoc ox_error_from_win32() */
-CAIRN_API int ox_error_from_resolver(int eai); /**< @copydoc ox_error_from_win32() */
+CAIRN_API int ox_error_from_resolver(int eai);     /**< @copydoc ox_error_from_win32() */
 /** Portable code of any native pair, as ox_error_set_last() computes it. */
 CAIRN_API int ox_error_from_native(uint32_t code, int kind);
 
@@ -299,18 +299,18 @@ CAIRN_API const char *ox_get_applogsdir(void);
  *  the application directory is unknown. */
 CAIRN_API const char *ox_get_bindir(void);
 CAIRN_API const char *ox_get_coresdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_cstdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_cstdir(void);   /**< @copydoc ox_get_bindir() */
 CAIRN_API const char *ox_get_debugdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_etcdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_glsdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_etcdir(void);   /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_glsdir(void);   /**< @copydoc ox_get_bindir() */
 CAIRN_API const char *ox_get_indexdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_libdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_logsdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_mmdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_moddir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_rapdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_resdir(void); /**< @copydoc ox_get_bindir() */
-CAIRN_API const char *ox_get_tmpdir(void); /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_libdir(void);   /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_logsdir(void);  /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_mmdir(void);    /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_moddir(void);   /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_rapdir(void);   /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_resdir(void);   /**< @copydoc ox_get_bindir() */
+CAIRN_API const char *ox_get_tmpdir(void);   /**< @copydoc ox_get_bindir() */
 /** ox_get_tmpdir() joined with "sec". */
 CAIRN_API const char *ox_get_securedir(void);
 

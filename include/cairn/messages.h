@@ -12,19 +12,19 @@
 CAIRN_BEGIN_DECLS
 
 /** Destination flags of msg_print(). */
-#define MSG_TO_STDOUT 0x1   /**< write to standard output */
-#define MSG_TO_STDERR 0x2   /**< write to standard error */
-#define MSG_LOG_MASK 0x278  /**< message-log destinations: posted, not printed */
-#define MSG_FIRST_FORM 0x80 /**< standard error gets the short form of a numbered message */
+#define MSG_TO_STDOUT 0x1        /**< write to standard output */
+#define MSG_TO_STDERR 0x2        /**< write to standard error */
+#define MSG_LOG_MASK 0x278       /**< message-log destinations: posted, not printed */
+#define MSG_FIRST_FORM 0x80      /**< standard error gets the short form of a numbered message */
 #define MSG_CONSOLE_OR_LOG 0x100 /**< the console, or a log when there is none */
 
 /** Argument descriptors of msg_print(): each argument after the format is
  *  a descriptor (int) followed by its value. */
-#define MSG_ARG_TEXT 0      /**< const char *: plain text (NULL prints "null") */
-#define MSG_ARG_NUMBER 1    /**< const char *: a number already written as text */
-#define MSG_ARG_LITERAL 11  /**< const char *: "<id>:<text>", printed as the text */
-#define MSG_ARG_NESTED 49   /**< const char *: a nested message in the buffer form, rendered */
-#define MSG_ARG_OBJECT 52   /**< msg_t *: a message object, kept as its record (descriptor 49) */
+#define MSG_ARG_TEXT 0     /**< const char *: plain text (NULL prints "null") */
+#define MSG_ARG_NUMBER 1   /**< const char *: a number already written as text */
+#define MSG_ARG_LITERAL 11 /**< const char *: "<id>:<text>", printed as the text */
+#define MSG_ARG_NESTED 49  /**< const char *: a nested message in the buffer form, rendered */
+#define MSG_ARG_OBJECT 52  /**< msg_t *: a message object, kept as its record (descriptor 49) */
 
 /** Receives the rendered text of every message msg_print() handles. */
 typedef void (*msg_callback_fn)(const char *text);
@@ -47,8 +47,7 @@ typedef void (*msg_callback_fn)(const char *text);
  * @return the result of the last direct write; 0 when the message was
  *         posted, nothing was written, or @p format is NULL.
  */
-CAIRN_API int msg_print(int32_t number, uint32_t severity, uint32_t flags,
-                        const char *format, ...);
+CAIRN_API int msg_print(int32_t number, uint32_t severity, uint32_t flags, const char *format, ...);
 
 /** Install the message callback; NULL removes it. */
 CAIRN_API void msg_callback_set(msg_callback_fn fn);
@@ -277,7 +276,6 @@ typedef struct err_varp {
     int32_t number; /**< composite message number */
     char *text;     /**< owned text (malloc), or NULL */
 } err_varp;
-
 
 /**
  * Register or replace error type @p type: codes 0..@p max_code, their

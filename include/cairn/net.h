@@ -101,11 +101,11 @@ CAIRN_API int ox_inet_parseipv6addr(const char *text);
 /** One interface address of the host. */
 typedef struct ox_ifaddress {
     struct ox_ifaddress *next;
-    const char *name;          /**< interface name */
-    unsigned int index;        /**< interface index (scope of link-local) */
-    unsigned int flags;        /**< the system's IFF_ flags */
-    struct sockaddr *addr;     /**< AF_INET or AF_INET6 */
-    struct sockaddr *netmask;  /**< same family, or NULL */
+    const char *name;         /**< interface name */
+    unsigned int index;       /**< interface index (scope of link-local) */
+    unsigned int flags;       /**< the system's IFF_ flags */
+    struct sockaddr *addr;    /**< AF_INET or AF_INET6 */
+    struct sockaddr *netmask; /**< same family, or NULL */
 } ox_ifaddress;
 
 /** The host's AF_INET and AF_INET6 interface addresses in the system's
@@ -122,8 +122,8 @@ CAIRN_API int ox_is_myaddress(const struct sockaddr *addr);
 
 /** getaddrinfo() through the cache; chains are private copies, freed with
  *  ox_freeaddrinfo().  Sets *@p result to NULL first. */
-CAIRN_API int ox_getaddrinfo(const char *host, const char *service,
-                             const struct addrinfo *hints, struct addrinfo **result);
+CAIRN_API int ox_getaddrinfo(const char *host, const char *service, const struct addrinfo *hints,
+                             struct addrinfo **result);
 /** Free a chain from ox_getaddrinfo(); NULL is ignored. */
 CAIRN_API void ox_freeaddrinfo(struct addrinfo *chain);
 /** getnameinfo() through the cache; @p host is emptied first. */
@@ -267,8 +267,8 @@ CAIRN_API int ox_getsockfamily(int s);
  *  memberships, 0 at the time-out, or -1 with WSAEINTR (errno EINTR) when
  *  ox_select_interrupt() was called or the thread's queued calls or timers
  *  ran during the wait. */
-CAIRN_API int ox_select(int count, ox_fd_set *read_set, ox_fd_set *write_set,
-                        ox_fd_set *error_set, const struct timeval *timeout);
+CAIRN_API int ox_select(int count, ox_fd_set *read_set, ox_fd_set *write_set, ox_fd_set *error_set,
+                        const struct timeval *timeout);
 /** poll() interruptible as ox_select(); @p timeout_ms below 0 waits without
  *  end.  A count of 0 fails with EINVAL (errno untouched); entries whose
  *  socket is -1 or -2 get no events. */

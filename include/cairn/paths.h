@@ -52,11 +52,11 @@ CAIRN_BEGIN_DECLS
  * part that canonicalisation works on; the others are left as they are.
  * ------------------------------------------------------------------------ */
 
-#define OX_UNC_NONE 0 /**< A kind of UNC name as get_unc_obj_type() reports it. */
-#define OX_UNC_SHARE 1 /**< A kind of UNC name as get_unc_obj_type() reports it. */
-#define OX_UNC_SERVER 2 /**< A kind of UNC name as get_unc_obj_type() reports it. */
-#define OX_UNC_DEVICE 3 /**< A kind of UNC name as get_unc_obj_type() reports it. */
-#define OX_UNC_NAMESPACE 4 /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_NONE 0       /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_SHARE 1      /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_SERVER 2     /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_DEVICE 3     /**< A kind of UNC name as get_unc_obj_type() reports it. */
+#define OX_UNC_NAMESPACE 4  /**< A kind of UNC name as get_unc_obj_type() reports it. */
 #define OX_UNC_LONG_DRIVE 5 /**< A kind of UNC name as get_unc_obj_type() reports it. */
 
 /** @return 1 when @p path begins with two separators ('\\' or '/'), else 0
@@ -229,7 +229,8 @@ CAIRN_API char *getpathparent(const char *path, char *out, size_t size);
  * @param size the size of @p out
  * @param sep the separator, '/' or '\\'
  */
-CAIRN_API char *getpathchild_dirsep(const char *path, const char *parent, char *out, size_t size, int sep);
+CAIRN_API char *getpathchild_dirsep(const char *path, const char *parent, char *out, size_t size,
+                                    int sep);
 /** getpathchild_dirsep() with '\\'. */
 CAIRN_API char *getpathchild(const char *path, const char *parent, char *out, size_t size);
 
@@ -360,7 +361,8 @@ CAIRN_API char *fullpath2(const char *name, const char *dir, char *out, size_t s
  * @param path the UTF-8 path
  * @param out the wide output of @p size characters
  */
-CAIRN_API int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size, ox_wchar **after_prefix);
+CAIRN_API int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size,
+                                  ox_wchar **after_prefix);
 
 /* ------------------------------------------------------------------------
  * Separator check

@@ -47,7 +47,7 @@ typedef int32_t ox_timeoffset_t; /**< seconds relative to a base time */
 
 /** A time of day: seconds and microseconds (0..999999). */
 struct ox_timeval {
-    int32_t tv_sec; /**< Seconds. */
+    int32_t tv_sec;  /**< Seconds. */
     int32_t tv_usec; /**< Microseconds. */
 };
 

@@ -113,9 +113,11 @@ void put_broken(Out &out, const char *text, int width)
 
 void put_values(Out &out, const attr_t *a, int width, bool force, int options)
 {
-    bool render = (options & ATTR_NO_RENDER) == 0 && ((options & ATTR_RENDER) != 0 || is_companion(a->name));
-    bool hide = (options & ATTR_HIDE_VALUES) != 0 ||
-                (g_hide_passwords.load(std::memory_order_relaxed) && ox_stristr(a->name, "password") != nullptr);
+    bool render =
+        (options & ATTR_NO_RENDER) == 0 && ((options & ATTR_RENDER) != 0 || is_companion(a->name));
+    bool hide =
+        (options & ATTR_HIDE_VALUES) != 0 || (g_hide_passwords.load(std::memory_order_relaxed) &&
+                                              ox_stristr(a->name, "password") != nullptr);
     int column = kValueColumn;
     for (const val_t *v = a->values; v != nullptr; v = v->next) {
         char *shown = shown_value(v->value, render, hide);
@@ -186,7 +188,8 @@ int attr_passwords(int flag)
     return flag;
 }
 
-int attr_sprintf(char *buf, int size, int width, const attr_t *a, int force_quotes, int measure_only, int options)
+int attr_sprintf(char *buf, int size, int width, const attr_t *a, int force_quotes,
+                 int measure_only, int options)
 {
     bool measuring = measure_only != 0 || buf == nullptr || size <= 0;
     Out out{measuring ? nullptr : buf, measuring ? 0 : static_cast<size_t>(size)};
@@ -205,8 +208,8 @@ void attr_print(FILE *stream, const attr_t *a, int options)
     if (console && len < kDirectPrintBytes) {
         char number[OX_INTTOSTR_SIZE];
         inttostr(len, number, sizeof number);
-        msg_print(0, 50000, stream == stdout ? MSG_TO_STDOUT : MSG_TO_STDERR, "%.*s", MSG_ARG_NUMBER, number,
-                  MSG_ARG_TEXT, text);
+        msg_print(0, 50000, stream == stdout ? MSG_TO_STDOUT : MSG_TO_STDERR, "%.*s",
+                  MSG_ARG_NUMBER, number, MSG_ARG_TEXT, text);
     } else {
         ox_fprintf(stream, "%.*s", len, text);
     }

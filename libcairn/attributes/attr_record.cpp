@@ -78,7 +78,8 @@ int attr_cmp(const void *a, const void *b)
     int c = name_cmp(a, b);
     if (c != 0)
         return c;
-    return vallist_cmp(static_cast<const attr_t *>(a)->values, static_cast<const attr_t *>(b)->values);
+    return vallist_cmp(static_cast<const attr_t *>(a)->values,
+                       static_cast<const attr_t *>(b)->values);
 }
 
 int attr_count(const attr_t *list)

@@ -27,7 +27,8 @@ val_t *one_value_or_none(const char *value)
 
 // Adds `value` to the attribute `name`: appended when it exists (nothing
 // for NULL); a new attribute gets `first_value` applied to it.
-attr_t *add_value(attr_t **list, const char *name, const char *value, val_t *(*first_value)(const char *))
+attr_t *add_value(attr_t **list, const char *name, const char *value,
+                  val_t *(*first_value)(const char *))
 {
     if (list == nullptr || name == nullptr)
         return nullptr;
@@ -58,7 +59,10 @@ attr_t *attrlist_case_find(const attr_t *list, const char *name, int exact)
     return nullptr;
 }
 
-attr_t *attrlist_find(const attr_t *list, const char *name) { return attrlist_case_find(list, name, 0); }
+attr_t *attrlist_find(const attr_t *list, const char *name)
+{
+    return attrlist_case_find(list, name, 0);
+}
 
 const char *attrlist_getvalue(const attr_t *list, const char *name)
 {
@@ -83,7 +87,8 @@ int attrlist_hasattr(const attr_t *list, const char *name, const char *value)
     return attr_hasval(attrlist_find(list, name), value);
 }
 
-int attrlist_hasattr_eitherval(const attr_t *list, const char *name, const char *first, const char *second)
+int attrlist_hasattr_eitherval(const attr_t *list, const char *name, const char *first,
+                               const char *second)
 {
     const attr_t *a = attrlist_find(list, name);
     return attr_hasval(a, first) || attr_hasval(a, second);
@@ -92,7 +97,8 @@ int attrlist_hasattr_eitherval(const attr_t *list, const char *name, const char 
 int attrlist_hasattr_valmatch(const attr_t *list, const char *name, const val_t *values)
 {
     const attr_t *a = attrlist_find(list, name);
-    return a != nullptr && a->values != nullptr && values != nullptr && vallist_find_list(a->values, values) != nullptr;
+    return a != nullptr && a->values != nullptr && values != nullptr &&
+           vallist_find_list(a->values, values) != nullptr;
 }
 
 attr_t *attrlist_regex_find(const attr_t *list, const char *pattern)
@@ -171,7 +177,8 @@ int attrlist_replace(attr_t **list, const char *name, const char *value)
         const val_t *v = a->values;
         if (v == nullptr && value == nullptr)
             return 0;
-        if (v != nullptr && v->next == nullptr && value != nullptr && std::strcmp(v->value, value) == 0)
+        if (v != nullptr && v->next == nullptr && value != nullptr &&
+            std::strcmp(v->value, value) == 0)
             return 0;
     }
     attrlist_set(list, name, value);

@@ -64,7 +64,10 @@ attr_t *attrlist_build(const char *name, ...)
     return list;
 }
 
-attr_t *attrlist_dup(const attr_t *list) { return static_cast<attr_t *>(list_dup(list, copy_attr)); }
+attr_t *attrlist_dup(const attr_t *list)
+{
+    return static_cast<attr_t *>(list_dup(list, copy_attr));
+}
 
 void attrlist_free(attr_t *list) { list_free_1(list, free_attr); }
 
@@ -157,8 +160,14 @@ int attrlist_exact_name_match(const attr_t *a, const attr_t *b)
 
 int attrlist_match(const attr_t *q, const attr_t *list) { return query(q, list, Query::plain); }
 
-int query_match(const attr_t *q, const attr_t *list) { return query(q, list, Query::values_needed); }
+int query_match(const attr_t *q, const attr_t *list)
+{
+    return query(q, list, Query::values_needed);
+}
 
-int query_match_null(const attr_t *q, const attr_t *list) { return query(q, list, Query::empty_aware); }
+int query_match_null(const attr_t *q, const attr_t *list)
+{
+    return query(q, list, Query::empty_aware);
+}
 
 }  // extern "C"

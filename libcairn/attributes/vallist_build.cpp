@@ -109,7 +109,10 @@ val_t *vallist_add2(val_t **list, val_t **tail, const char *text)
 
 int vallist_addsort(val_t **list, const char *text) { return add_sorted(list, text, val_cmp); }
 
-int vallist_addsort_exact(val_t **list, const char *text) { return add_sorted(list, text, val_cmp_exact); }
+int vallist_addsort_exact(val_t **list, const char *text)
+{
+    return add_sorted(list, text, val_cmp_exact);
+}
 
 int i18n_vallist_addsort(val_t **list, const char *text) { return add_sorted(list, text, collate); }
 

@@ -59,7 +59,8 @@ int sort_records(val_t **list, list_compare_fn cmp, bool unique, val_t **drop,
     int i = 0;
     for (val_t *v = *list; v != nullptr; v = v->next)
         recs[i++] = v;
-    std::stable_sort(recs, recs + n, [cmp](const val_t *a, const val_t *b) { return cmp(a, b) < 0; });
+    std::stable_sort(recs, recs + n,
+                     [cmp](const val_t *a, const val_t *b) { return cmp(a, b) < 0; });
     val_t **link = list;
     val_t *last = nullptr;
     int kept = 0;
@@ -91,9 +92,15 @@ void add_dropped_sorted(val_t *v, val_t **dups)
 
 extern "C" {
 
-int vallist_delete(val_t **list, const char *text) { return remove_first(list, text, text_cmp_exact); }
+int vallist_delete(val_t **list, const char *text)
+{
+    return remove_first(list, text, text_cmp_exact);
+}
 
-int vallist_remove(val_t **list, const char *text) { return remove_first(list, text, text_cmp_exact); }
+int vallist_remove(val_t **list, const char *text)
+{
+    return remove_first(list, text, text_cmp_exact);
+}
 
 void vallist_remove_values(const val_t *values, val_t **list)
 {

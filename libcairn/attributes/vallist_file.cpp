@@ -89,8 +89,8 @@ int open_temporary(const char *path, char *name)
 {
     static std::atomic<unsigned> counter{0};
     for (int attempt = 0; attempt < 100; ++attempt) {
-        int n = std::snprintf(name, kTemporaryBytes, "%s.%ld.%u.tmp", path, static_cast<long>(getpid()),
-                              counter++);
+        int n = std::snprintf(name, kTemporaryBytes, "%s.%ld.%u.tmp", path,
+                              static_cast<long>(getpid()), counter++);
         if (n < 0 || static_cast<size_t>(n) >= kTemporaryBytes)
             return -1;
         int fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -110,8 +110,9 @@ msg_t *cannot_write(int64_t index, const char *value)
 {
     char number[OX_INTTOSTR_SIZE];
     inttostr(index, number, sizeof number);
-    return msg_create(VALLIST_MSG_WRITE_VALUE, kSeverityClass, "Unable to write value #%lu '%s' to file (rc=%d)",
-                      MSG_ARG_NUMBER, number, MSG_ARG_TEXT, value, MSG_ARG_NUMBER, "-1");
+    return msg_create(VALLIST_MSG_WRITE_VALUE, kSeverityClass,
+                      "Unable to write value #%lu '%s' to file (rc=%d)", MSG_ARG_NUMBER, number,
+                      MSG_ARG_TEXT, value, MSG_ARG_NUMBER, "-1");
 }
 
 // Writes each value and a line feed; reports each value that fails and

@@ -81,7 +81,10 @@ extern "C" {
 
 val_t *vallist_find(const val_t *list, const char *text) { return find_by(list, text, text_cmp); }
 
-val_t *vallist_find_exact(const val_t *list, const char *text) { return find_by(list, text, text_cmp_exact); }
+val_t *vallist_find_exact(const val_t *list, const char *text)
+{
+    return find_by(list, text, text_cmp_exact);
+}
 
 int vallist_find_pos(const val_t *list, const char *text)
 {

@@ -158,7 +158,8 @@ int vallist_to_argv(const val_t *list, int *count, char ***vector)
     int n = 0;
     for (const val_t *v = list; v != nullptr; v = v->next)
         ++n;
-    auto **copies = static_cast<char **>(cairn::mem_calloc(static_cast<size_t>(n) + 1, sizeof(char *)));
+    auto **copies =
+        static_cast<char **>(cairn::mem_calloc(static_cast<size_t>(n) + 1, sizeof(char *)));
     if (copies == nullptr)
         return -1;
     for (int i = 0; list != nullptr; list = list->next, ++i) {

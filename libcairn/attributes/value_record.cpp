@@ -98,7 +98,8 @@ int val_cmp(const void *a, const void *b)
 
 int val_cmp_exact(const void *a, const void *b)
 {
-    return text_cmp_exact(static_cast<const val_t *>(a)->value, static_cast<const val_t *>(b)->value);
+    return text_cmp_exact(static_cast<const val_t *>(a)->value,
+                          static_cast<const val_t *>(b)->value);
 }
 
 void val_print(FILE *stream, const val_t *v)

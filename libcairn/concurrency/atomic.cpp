@@ -69,8 +69,8 @@ int ox_atomic_compare_exchange(ox_atomic *a, int32_t value, int32_t expected)
 {
     if (reject_null(a))
         return 0;
-    return __atomic_compare_exchange_n(&a->value, &expected, value, false,
-                                       __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST)
+    return __atomic_compare_exchange_n(&a->value, &expected, value, false, __ATOMIC_SEQ_CST,
+                                       __ATOMIC_SEQ_CST)
                ? 1
                : 0;
 }

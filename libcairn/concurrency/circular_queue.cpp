@@ -30,7 +30,7 @@ struct ox_circularqueue {
     ox_object_header header;
     RingNode *read;
     std::atomic<RingNode *> write;  // read unlocked by the full test
-    RingNode *first;  // the ring as built, for destroy
+    RingNode *first;                // the ring as built, for destroy
     RingNode *last;
     uint64_t count;
     // A short spinning lock for a few fields: an ox_mutex hands itself to
@@ -44,7 +44,10 @@ struct ox_circularqueue {
 
 namespace {
 
-int destroy_object(void *obj) { return ox_circularqueue_destroy(static_cast<ox_circularqueue *>(obj)); }
+int destroy_object(void *obj)
+{
+    return ox_circularqueue_destroy(static_cast<ox_circularqueue *>(obj));
+}
 const cairn::ObjectTypeName kTypeName{destroy_object, "circular queue"};
 
 void free_parts(ox_circularqueue *q)
@@ -215,7 +218,9 @@ int ox_circularqueue_destroy(ox_circularqueue *q)
     int result;
     if (!last_reference(q, result))
         return result;
-    { CriticalSectionLock hold(*q->guard); }  // the last user has left the ring
+    {
+        CriticalSectionLock hold(*q->guard);
+    }  // the last user has left the ring
     free_parts(q);
     return OX_SUCCESS;
 }

@@ -84,7 +84,8 @@ int ox_event_timedwait(ox_event *e, uint32_t ms)
     if (status != WaitStatus::signalled)
         return wait_result(status);  // stays counted, as a broadcast expects
     CriticalSectionLock hold(e->cs);
-    if (e->waiters.fetch_sub(1, std::memory_order_seq_cst) - 1 > 0 && e->broadcast.load(std::memory_order_seq_cst) == 1)
+    if (e->waiters.fetch_sub(1, std::memory_order_seq_cst) - 1 > 0 &&
+        e->broadcast.load(std::memory_order_seq_cst) == 1)
         sync_event_set(e->handle);
     return OX_SUCCESS;
 }

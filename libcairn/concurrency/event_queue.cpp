@@ -94,7 +94,8 @@ ox_eventqueue *ox_eventqueue_new(ox_item_free free_fn)
     auto *q = static_cast<ox_eventqueue *>(mem_calloc(1, sizeof(ox_eventqueue)));
     if (q == nullptr)
         return nullptr;
-    if ((q->sem = ox_semaphore_new(0)) != nullptr && (q->guard = mem_new<CriticalSection>(4000)) != nullptr &&
+    if ((q->sem = ox_semaphore_new(0)) != nullptr &&
+        (q->guard = mem_new<CriticalSection>(4000)) != nullptr &&
         (q->items = ox_list_new(free_fn, nullptr, compare_address, nullptr, 0)) != nullptr &&
         ox_object_set_attribute(q->items, OX_CONTAINER_NOLOCK) == OX_SUCCESS &&
         register_object(q, destroy_object))

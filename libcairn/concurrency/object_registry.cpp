@@ -296,7 +296,8 @@ int ox_object_unreference(void *obj)
             return OX_SUCCESS;
         destructor = slot->destructor;
         if (destructor == nullptr)
-            r->release(*slot, static_cast<std::size_t>(static_cast<ox_object_header *>(obj)->index));
+            r->release(*slot,
+                       static_cast<std::size_t>(static_cast<ox_object_header *>(obj)->index));
     }
     // Called without the registry lock: the destructor itself drops the
     // slot through _ox_object_unreference().

@@ -23,10 +23,7 @@ namespace {
 int destroy_semaphore(void *obj) { return ox_semaphore_destroy(static_cast<ox_semaphore *>(obj)); }
 const cairn::ObjectTypeName kTypeName{destroy_semaphore, "semaphore"};
 
-int missing_handle()
-{
-    return ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);
-}
+int missing_handle() { return ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO); }
 
 int take(ox_semaphore *s, uint32_t ms, bool zero_wait_form)
 {

@@ -90,8 +90,7 @@ int join_ended(ox_thread *t, PlatformThread *handle, uint32_t *code)
         rc = wait_result(status);
     } else {
         CriticalSectionLock hold(*t->lock);
-        if (t->handle != handle ||
-            (t->state != kThreadCancelled && t->state != kThreadReturned)) {
+        if (t->handle != handle || (t->state != kThreadCancelled && t->state != kThreadReturned)) {
             rc = no_such_thread();  // joined by someone else meanwhile
         } else {
             t->state = kThreadJoined;

@@ -49,7 +49,10 @@ CriticalSection &list_lock()
     return *lock;
 }
 
-int destroy_key(void *obj) { return ox_threadstorage_destroy(static_cast<ox_threadstorage *>(obj)); }
+int destroy_key(void *obj)
+{
+    return ox_threadstorage_destroy(static_cast<ox_threadstorage *>(obj));
+}
 const cairn::ObjectTypeName kTypeName{destroy_key, "thread storage key"};
 
 void unlink_key(ox_threadstorage *key)

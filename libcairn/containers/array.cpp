@@ -349,8 +349,7 @@ ox_array *ox_array_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
     }
     if (!container_init(&a->h, OX_CONTAINER_ARRAY,
                         {destroy_data, copy_data, compare, destroy_key, ownership},
-                        {step_first, step_next, step_previous, step_last},
-                        destroy_array)) {
+                        {step_first, step_next, step_previous, step_last}, destroy_array)) {
         mem_free(a->slots);
         mem_free(a->order);
         mem_free(a->order_keys);
@@ -399,19 +398,49 @@ int ox_array_add(ox_array *array, void *key, void *data)
     return OX_SUCCESS;
 }
 
-int ox_array_find(ox_array *a, void *key, void **data) { return lookup(a, key, data, Lookup::find, false); }
-int ox_array_find_b(ox_array *a, void *key, void **data) { return lookup(a, key, data, Lookup::find, true); }
-int ox_array_reference(ox_array *a, void *key, void **data) { return lookup(a, key, data, Lookup::reference, false); }
-int ox_array_reference_b(ox_array *a, void *key, void **data) { return lookup(a, key, data, Lookup::reference, true); }
-int ox_array_unreference(ox_array *a, void *key) { return lookup(a, key, nullptr, Lookup::unreference, false); }
-int ox_array_unreference_b(ox_array *a, void *key) { return lookup(a, key, nullptr, Lookup::unreference, true); }
-int ox_array_get(ox_array *a, void *key, void **copy) { return lookup(a, key, copy, Lookup::get, false); }
-int ox_array_get_b(ox_array *a, void *key, void **copy) { return lookup(a, key, copy, Lookup::get, true); }
+int ox_array_find(ox_array *a, void *key, void **data)
+{
+    return lookup(a, key, data, Lookup::find, false);
+}
+int ox_array_find_b(ox_array *a, void *key, void **data)
+{
+    return lookup(a, key, data, Lookup::find, true);
+}
+int ox_array_reference(ox_array *a, void *key, void **data)
+{
+    return lookup(a, key, data, Lookup::reference, false);
+}
+int ox_array_reference_b(ox_array *a, void *key, void **data)
+{
+    return lookup(a, key, data, Lookup::reference, true);
+}
+int ox_array_unreference(ox_array *a, void *key)
+{
+    return lookup(a, key, nullptr, Lookup::unreference, false);
+}
+int ox_array_unreference_b(ox_array *a, void *key)
+{
+    return lookup(a, key, nullptr, Lookup::unreference, true);
+}
+int ox_array_get(ox_array *a, void *key, void **copy)
+{
+    return lookup(a, key, copy, Lookup::get, false);
+}
+int ox_array_get_b(ox_array *a, void *key, void **copy)
+{
+    return lookup(a, key, copy, Lookup::get, true);
+}
 int ox_array_index(ox_array *a, void *key) { return index_of(a, key, false); }
 int ox_array_index_b(ox_array *a, void *key) { return index_of(a, key, true); }
 int ox_array_nth(ox_array *a, int slot, void **data) { return nth(a, slot, data, Nth::get); }
-int ox_array_reference_nth(ox_array *a, int slot, void **data) { return nth(a, slot, data, Nth::reference); }
-int ox_array_unreference_nth(ox_array *a, int slot) { return nth(a, slot, nullptr, Nth::unreference); }
+int ox_array_reference_nth(ox_array *a, int slot, void **data)
+{
+    return nth(a, slot, data, Nth::reference);
+}
+int ox_array_unreference_nth(ox_array *a, int slot)
+{
+    return nth(a, slot, nullptr, Nth::unreference);
+}
 
 int ox_array_remove_index(ox_array *array, int slot, void **data)
 {
@@ -427,10 +456,22 @@ int ox_array_remove_index(ox_array *array, int slot, void **data)
     return OX_SUCCESS;
 }
 
-int ox_array_remove_node(ox_array *a, void *key, void **data) { return remove_key(a, key, data, false, false); }
-int ox_array_remove_node_b(ox_array *a, void *key, void **data) { return remove_key(a, key, data, false, true); }
-int ox_array_try_remove_node(ox_array *a, void *key, void **data) { return remove_key(a, key, data, true, false); }
-int ox_array_try_remove_node_b(ox_array *a, void *key, void **data) { return remove_key(a, key, data, true, true); }
+int ox_array_remove_node(ox_array *a, void *key, void **data)
+{
+    return remove_key(a, key, data, false, false);
+}
+int ox_array_remove_node_b(ox_array *a, void *key, void **data)
+{
+    return remove_key(a, key, data, false, true);
+}
+int ox_array_try_remove_node(ox_array *a, void *key, void **data)
+{
+    return remove_key(a, key, data, true, false);
+}
+int ox_array_try_remove_node_b(ox_array *a, void *key, void **data)
+{
+    return remove_key(a, key, data, true, true);
+}
 
 int ox_array_foreach(ox_array *array, ox_foreach_callback fn, void *arg)
 {

@@ -62,7 +62,8 @@ extern "C" void *list_bsearch(void *list, const void *key, int count, list_compa
         count = count_records(list);
     if (count < kSearchArrayThreshold)
         return walk_sorted(list, key, cmp);
-    auto **records = static_cast<void **>(cairn::mem_alloc(sizeof(void *) * static_cast<size_t>(count)));
+    auto **records =
+        static_cast<void **>(cairn::mem_alloc(sizeof(void *) * static_cast<size_t>(count)));
     if (records == nullptr)
         return walk_sorted(list, key, cmp);
     int n = 0;

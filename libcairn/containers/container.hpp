@@ -20,7 +20,7 @@ struct ox_node {
     int32_t refs;    // element references, never below 0
     ox_node *next;
     ox_node *prev;
-    void *chain;     // spare link for containers that chain records otherwise
+    void *chain;  // spare link for containers that chain records otherwise
 };
 
 namespace cairn {
@@ -83,8 +83,7 @@ class ContainerLock {
 public:
     explicit ContainerLock(ContainerHeader *h)
         : lock_(h->mutex && !(h->flags & OX_CONTAINER_NOLOCK) ? h->mutex : nullptr)
-    {
-    }
+    {}
 
 private:
     InternalLock lock_;

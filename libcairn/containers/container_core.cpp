@@ -125,8 +125,8 @@ int iterator_give(ox_iterator *it, void **data)
 
 int32_t expiry_from_ttl(int32_t now, int32_t ttl)
 {
-    if (ttl >= 0 && static_cast<uint32_t>(ttl) > static_cast<uint32_t>(OX_TTL_NEVER) -
-                                                      static_cast<uint32_t>(now))
+    if (ttl >= 0 && static_cast<uint32_t>(ttl) >
+                        static_cast<uint32_t>(OX_TTL_NEVER) - static_cast<uint32_t>(now))
         return OX_TTL_NEVER;
     return static_cast<int32_t>(static_cast<uint32_t>(now) + static_cast<uint32_t>(ttl));
 }

@@ -94,10 +94,22 @@ int ox_iterator_destroy(ox_iterator *it)
     return OX_SUCCESS;
 }
 
-int ox_iterator_start(ox_iterator *it, void **data) { return run_step(it, &ContainerHeader::first, nullptr, data); }
-int ox_iterator_end(ox_iterator *it, void **data) { return run_step(it, &ContainerHeader::last, nullptr, data); }
-int ox_iterator_next(ox_iterator *it, void **data) { return run_step(it, &ContainerHeader::next, nullptr, data); }
-int ox_iterator_previous(ox_iterator *it, void **data) { return run_step(it, &ContainerHeader::previous, nullptr, data); }
+int ox_iterator_start(ox_iterator *it, void **data)
+{
+    return run_step(it, &ContainerHeader::first, nullptr, data);
+}
+int ox_iterator_end(ox_iterator *it, void **data)
+{
+    return run_step(it, &ContainerHeader::last, nullptr, data);
+}
+int ox_iterator_next(ox_iterator *it, void **data)
+{
+    return run_step(it, &ContainerHeader::next, nullptr, data);
+}
+int ox_iterator_previous(ox_iterator *it, void **data)
+{
+    return run_step(it, &ContainerHeader::previous, nullptr, data);
+}
 
 int ox_iterator_start_key_data(ox_iterator *it, void **key, void **data)
 {

@@ -218,8 +218,7 @@ ox_list *ox_list_new(ox_data_destructor destroy_data, ox_data_copy copy_data,
         return nullptr;
     if (!container_init(&l->h, OX_CONTAINER_LIST,
                         {destroy_data, copy_data, compare, destroy_key, ownership},
-                        {step_first, step_next, step_previous, step_last},
-                        destroy_list)) {
+                        {step_first, step_next, step_previous, step_last}, destroy_list)) {
         mem_free(l);
         return nullptr;
     }

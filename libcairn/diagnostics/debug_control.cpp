@@ -30,15 +30,15 @@ constexpr std::size_t kEchoMax = 64;
 
 // What a setting does with its value.  Each row of the table names one.
 enum class Rule {
-    debug_level,       // notice (old, value); store min(value, 15)
-    plain,             // notice (old, value); store value
-    msgid_switch,      // notice (state, value); switch = value != 0
-    set_one,           // notice (old, 1); store 1
-    dns_threshold,     // notice (old, 1); store max(value, 5)
-    zero_if_negative,  // notice (old, value); store value, or 0 when negative
-    thirty_if_negative,// notice (old, value); store value, or 30 when negative
-    patch_debug,       // notice (DriveStealExclusion, value); store value
-    toggle,            // notice (old, old ^ 1); store old ^ 1
+    debug_level,         // notice (old, value); store min(value, 15)
+    plain,               // notice (old, value); store value
+    msgid_switch,        // notice (state, value); switch = value != 0
+    set_one,             // notice (old, 1); store 1
+    dns_threshold,       // notice (old, 1); store max(value, 5)
+    zero_if_negative,    // notice (old, value); store value, or 0 when negative
+    thirty_if_negative,  // notice (old, value); store value, or 30 when negative
+    patch_debug,         // notice (DriveStealExclusion, value); store value
+    toggle,              // notice (old, old ^ 1); store old ^ 1
 };
 
 struct Setting {
@@ -46,7 +46,7 @@ struct Setting {
     const char *label;
     int32_t *variable;  // nullptr for the message-number switch
     Rule rule;
-    bool bit_list;      // value written as a bit list
+    bool bit_list;  // value written as a bit list
 };
 
 const Setting kSettings[] = {
@@ -62,8 +62,8 @@ const Setting kSettings[] = {
      false},
     {"LogDnsThreshold", "LogDnsThreshold", &LogDnsThreshold, Rule::dns_threshold, false},
     {"JukeboxThrottle", "Jukebox Throttle", &JukeboxThrottle, Rule::zero_if_negative, false},
-    {"DriveStealExclusion", "Drive Steal Exclusion", &DriveStealExclusion,
-     Rule::thirty_if_negative, false},
+    {"DriveStealExclusion", "Drive Steal Exclusion", &DriveStealExclusion, Rule::thirty_if_negative,
+     false},
     {"PatchDebug", "Patch Debug", &PatchDebug, Rule::patch_debug, false},
     {"PrintDeviceSelection", "Print Device Selection", &PrintDeviceSelection, Rule::toggle, false},
     {"JobsdbFullPurge", "JobsdbFullPurge", &JobsdbFullPurge, Rule::set_one, false},
@@ -179,10 +179,11 @@ std::size_t format_change_notice(char *buf, std::size_t size, const char *label,
     const char *prog = id != nullptr && id->progname[0] != '\0' ? id->progname : "unknown";
     char header[kHeaderMax];
     std::snprintf(header, sizeof header, "0 %lld 1 1 0 0 %d 0 %s %s SYSTEM notice",
-                  static_cast<long long>(std::time(nullptr)), id != nullptr ? id->pid : 0, host, prog);
+                  static_cast<long long>(std::time(nullptr)), id != nullptr ? id->pid : 0, host,
+                  prog);
     char text[kTextMax];
-    int tlen = std::snprintf(text, sizeof text, " Changing %s from %d to %d", label, old_value,
-                             new_value);
+    int tlen =
+        std::snprintf(text, sizeof text, " Changing %s from %d to %d", label, old_value, new_value);
     if (tlen < 0)
         text[0] = '\0';  // a failed format leaves the buffer unset: show no text
     std::size_t shown = std::strlen(text);
@@ -235,8 +236,8 @@ void apply_setting_line(const char *line)
             ++p;
         bool bit_list = setting != nullptr && setting->bit_list;
         uint32_t bits = 0;
-        bool ok = *p != '\0' && (bit_list ? parse_setting_bits(p, &bits)
-                                          : parse_setting_number(p, &value));
+        bool ok = *p != '\0' &&
+                  (bit_list ? parse_setting_bits(p, &bits) : parse_setting_number(p, &value));
         if (!ok) {
             char msg[kTextMax];
             write_stderr(msg, format_invalid_value(msg, sizeof msg, p, keyword));

@@ -109,8 +109,8 @@ int ox_debug_event_signal(int pid)
     return rc == 0 ? 0 : ox_error_set_last(static_cast<uint32_t>(rc), OX_ERRKIND_ERRNO);
 }
 
-int ox_debug_request(int pid, const char *request, char *answer, size_t size,
-                     uint32_t timeout_ms, ox_debug_progress_fn progress, void *arg)
+int ox_debug_request(int pid, const char *request, char *answer, size_t size, uint32_t timeout_ms,
+                     ox_debug_progress_fn progress, void *arg)
 {
     if (pid <= 0 || request == nullptr || answer == nullptr || size == 0)
         return ox_error_set_last(EINVAL, OX_ERRKIND_ERRNO);

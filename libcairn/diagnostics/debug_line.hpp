@@ -24,8 +24,8 @@ void debug_vwrite(const char *fmt, va_list ap);
 }  // namespace cairn
 
 // Test and write in one statement: arguments are evaluated only when wanted.
-#define CAIRN_DEBUG(level, trace_bits, ...)              \
-    do {                                                 \
-        if (::cairn::debug_wanted((level), (trace_bits))) \
-            ::cairn::debug_write(__VA_ARGS__);           \
+#define CAIRN_DEBUG(level, trace_bits, ...)                                                        \
+    do {                                                                                           \
+        if (::cairn::debug_wanted((level), (trace_bits)))                                          \
+            ::cairn::debug_write(__VA_ARGS__);                                                     \
     } while (0)

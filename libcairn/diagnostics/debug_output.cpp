@@ -66,7 +66,8 @@ void write_whole(FILE *stream, const char *data, std::size_t len)
 
 // The line's pieces one by one through the output path: for a writer hook,
 // the message log, and a converted stream whose prefix the locale changes.
-void put_pieces(FILE *stream, const char *prefix, const char *marker, const char *text, DebugText how)
+void put_pieces(FILE *stream, const char *prefix, const char *marker, const char *text,
+                DebugText how)
 {
     ox_fprintf(stream, "%s", prefix);
     if (how == DebugText::raw) {
@@ -88,8 +89,8 @@ void put_line(const DebugTarget &t, const oxprint::FormattedText &line, std::siz
               std::size_t lead_len, const char *marker, DebugText how)
 {
     const char *data = line.data();
-    bool unchanged = text::locale_passes_utf8() ||
-                     (!t.console && oxprint::is_utf8_descriptor(fileno(t.stream)));
+    bool unchanged =
+        text::locale_passes_utf8() || (!t.console && oxprint::is_utf8_descriptor(fileno(t.stream)));
     if (oxprint::writer_hook_installed() || t.stream == oxprint::message_log_stream()) {
         // fall through to the pieces
     } else if (unchanged) {
@@ -165,7 +166,10 @@ __attribute__((noinline)) void format_and_write(const char *fmt, va_list ap, Deb
         write_line(targets, fmt, ap, how, marker);
 }
 
-void debug_vwrite(const char *fmt, va_list ap) { format_and_write(fmt, ap, DebugText::raw, nullptr); }
+void debug_vwrite(const char *fmt, va_list ap)
+{
+    format_and_write(fmt, ap, DebugText::raw, nullptr);
+}
 
 void debug_write(const char *fmt, ...)
 {

@@ -17,7 +17,8 @@ constexpr const char *kTimeForm = "%m/%d/%y %H:%M:%S";
 void local_time_text(time_t seconds, char *buf, std::size_t size)
 {
     struct tm parts;
-    if (localtime_r(&seconds, &parts) == nullptr || std::strftime(buf, size, kTimeForm, &parts) == 0)
+    if (localtime_r(&seconds, &parts) == nullptr ||
+        std::strftime(buf, size, kTimeForm, &parts) == 0)
         std::snprintf(buf, size, "%s", "no-time");
 }
 

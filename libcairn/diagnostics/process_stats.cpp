@@ -47,8 +47,8 @@ struct Census {
 void count_type(ox_object_destructor destructor, std::size_t count, void *arg)
 {
     auto &census = *static_cast<Census *>(arg);
-    census.types[census.used++] = TypeCount{destructor ? object_type_name(destructor) : "other",
-                                            count};
+    census.types[census.used++] =
+        TypeCount{destructor ? object_type_name(destructor) : "other", count};
     census.total += count;
 }
 
@@ -85,10 +85,10 @@ void copy_record(const ThreadRecord &rec, void *arg)
     ++snap.seen;
     if (snap.used == snap.room)
         return;
-    snap.views[snap.used++] = ThreadView{rec.seq, rec.tid,
-                                         rec.wait_state.load(std::memory_order_relaxed),
-                                         rec.waiting_on.load(std::memory_order_relaxed),
-                                         rec.timers_armed.load(std::memory_order_relaxed)};
+    snap.views[snap.used++] =
+        ThreadView{rec.seq, rec.tid, rec.wait_state.load(std::memory_order_relaxed),
+                   rec.waiting_on.load(std::memory_order_relaxed),
+                   rec.timers_armed.load(std::memory_order_relaxed)};
 }
 
 const char *state_text(uint8_t state)

@@ -25,12 +25,26 @@ namespace cairn {
 namespace {
 
 enum Dir {
-    kApplogs, kBin, kCores, kCst, kDebug, kEtc, kGls, kIndex,
-    kLib, kLogs, kMm, kMod, kRap, kRes, kTmp, kDirCount
+    kApplogs,
+    kBin,
+    kCores,
+    kCst,
+    kDebug,
+    kEtc,
+    kGls,
+    kIndex,
+    kLib,
+    kLogs,
+    kMm,
+    kMod,
+    kRap,
+    kRes,
+    kTmp,
+    kDirCount
 };
 constexpr const char *kDirNames[kDirCount] = {
-    "applogs", "bin", "cores", "cst", "debug", "etc", "gls", "index",
-    "lib", "logs", "mm", "mod", "rap", "res", "tmp",
+    "applogs", "bin",  "cores", "cst", "debug", "etc", "gls", "index",
+    "lib",     "logs", "mm",    "mod", "rap",   "res", "tmp",
 };
 
 std::atomic<char *> g_dirs[kDirCount];

@@ -46,7 +46,10 @@ struct Retired {
 };
 Retired *g_retired;
 
-int compare_names(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+int compare_names(void *a, void *b)
+{
+    return std::strcmp(static_cast<char *>(a), static_cast<char *>(b));
+}
 void free_name(void *p) { mem_free(p); }
 
 void retire(void *value)

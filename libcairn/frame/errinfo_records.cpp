@@ -22,7 +22,11 @@ int errno_severity(int err, bool busy_is_error)
     if (err == 0)
         return 1;
     switch (err) {
-    case 4: case 108: case 116: case 117: case 138:
+    case 4:
+    case 108:
+    case 116:
+    case 117:
+    case 138:
         return 3;
     case 16:
         return busy_is_error ? 3 : 5;
@@ -35,7 +39,8 @@ ErrLookup look_up(int type, int code, bool busy_is_error)
 {
     if (type != 1)
         return err_type_lookup(type, code);
-    return ErrLookup{ox_strerror(static_cast<uint32_t>(code)), errno_severity(code, busy_is_error), 0};
+    return ErrLookup{ox_strerror(static_cast<uint32_t>(code)), errno_severity(code, busy_is_error),
+                     0};
 }
 
 // A ring message with number and severity fields both from `number`.

@@ -27,8 +27,7 @@ void copy_bounded(char *buf, int size, const char *text)
 }
 
 // Win32 and shadow-copy texts lose their final line break and carry the code.
-void format_system_text(char *buf, int size, const char *text, int kind,
-                        uint32_t code)
+void format_system_text(char *buf, int size, const char *text, int kind, uint32_t code)
 {
     char trimmed[kMessageBufferSize];
     std::size_t n = std::strlen(text);
@@ -40,16 +39,14 @@ void format_system_text(char *buf, int size, const char *text, int kind,
         trimmed[n - 2] = ' ';
         trimmed[n - 1] = '\0';
     }
-    const char *form = kind == OX_ERRKIND_WIN32 ? "%s(Win32 error 0x%x)"
-                                                : "%s(VSS error 0x%x)";
+    const char *form = kind == OX_ERRKIND_WIN32 ? "%s(Win32 error 0x%x)" : "%s(VSS error 0x%x)";
     std::snprintf(buf, static_cast<std::size_t>(size), form, trimmed, code);
 }
 
 void native_message(char *buf, int size, int kind, uint32_t code)
 {
     ErrorRecord *rec = error_record();
-    if (kind == OX_ERRKIND_ERRNO &&
-        classify_errno_for_message(code) == ErrnoClass::winsock) {
+    if (kind == OX_ERRKIND_ERRNO && classify_errno_for_message(code) == ErrnoClass::winsock) {
         // Networking errno values are reported as their Winsock codes, and
         // the thread's record says so from now on.
         kind = OX_ERRKIND_WINSOCK;
@@ -121,25 +118,16 @@ int ox_error_from_errno(int err)
     return portable_from_native(static_cast<uint32_t>(err), OX_ERRKIND_ERRNO);
 }
 
-int ox_error_from_win32(uint32_t win32)
-{
-    return portable_from_native(win32, OX_ERRKIND_WIN32);
-}
+int ox_error_from_win32(uint32_t win32) { return portable_from_native(win32, OX_ERRKIND_WIN32); }
 
-int ox_error_from_winsock(uint32_t wsa)
-{
-    return portable_from_native(wsa, OX_ERRKIND_WINSOCK);
-}
+int ox_error_from_winsock(uint32_t wsa) { return portable_from_native(wsa, OX_ERRKIND_WINSOCK); }
 
 int ox_error_from_resolver(int eai)
 {
     return portable_from_native(static_cast<uint32_t>(eai), OX_ERRKIND_RESOLVER);
 }
 
-int ox_error_from_native(uint32_t code, int kind)
-{
-    return portable_from_native(code, kind);
-}
+int ox_error_from_native(uint32_t code, int kind) { return portable_from_native(code, kind); }
 
 int ox_error_to_errno(int code) { return errno_from_portable(code); }
 

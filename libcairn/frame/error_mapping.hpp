@@ -15,8 +15,8 @@ uint32_t winsock_from_errno(int err);
 
 // How an errno value is reported in messages.
 enum class ErrnoClass {
-    runtime,     // the C library's own text
-    winsock,     // a networking value: reported as its Winsock code
+    runtime,  // the C library's own text
+    winsock,  // a networking value: reported as its Winsock code
 };
 ErrnoClass classify_errno_for_message(uint32_t err);
 

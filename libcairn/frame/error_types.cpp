@@ -26,7 +26,7 @@ struct TypeTable {
     const char *name;
     const char *const *texts;
     const int *severities;
-    bool heap;                 // one mem_alloc block made by err_settype()
+    bool heap;                // one mem_alloc block made by err_settype()
     TypeTable *retired_next;  // on the retired list
 };
 
@@ -112,8 +112,7 @@ void retire(TypeTable *table)
     if (table == nullptr)
         return;
     table->retired_next = g_retired.load(std::memory_order_relaxed);
-    while (!g_retired.compare_exchange_weak(table->retired_next, table,
-                                            std::memory_order_release))
+    while (!g_retired.compare_exchange_weak(table->retired_next, table, std::memory_order_release))
         ;
 }
 
@@ -152,7 +151,8 @@ TypeTable *copy_table(int max_code, const char *name, const char *const *texts,
 
 const char *err_severity_name(int severity)
 {
-    static const char *const kNames[] = {"info", "notice", "warning", "error", "severe", "critical"};
+    static const char *const kNames[] = {"info",  "notice", "warning",
+                                         "error", "severe", "critical"};
     return severity >= 0 && severity <= 5 ? kNames[severity] : "info";
 }
 

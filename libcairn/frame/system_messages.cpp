@@ -33,8 +33,7 @@ const char *system_message_text(uint32_t code)
 {
     const MessageRow *end = std::end(kRows);
     const MessageRow *row = std::lower_bound(
-        std::begin(kRows), end, code,
-        [](const MessageRow &r, uint32_t c) { return r.code < c; });
+        std::begin(kRows), end, code, [](const MessageRow &r, uint32_t c) { return r.code < c; });
     return row != end && row->code == code ? row->text : nullptr;
 }
 

@@ -65,7 +65,8 @@ extern "C" char *inttostr(int64_t value, char *buf, size_t size)
     }
     // Digits from the magnitude as unsigned, so INT64_MIN needs no case.
     char digits[OX_INTTOSTR_SIZE];
-    uint64_t magnitude = value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+    uint64_t magnitude =
+        value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
     size_t n = 0;
     do {
         digits[n++] = static_cast<char>('0' + magnitude % 10);

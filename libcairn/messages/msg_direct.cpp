@@ -33,8 +33,8 @@ int print_direct(int32_t number, uint32_t flags, const char *text)
         if (number == 0)
             result = ox_fprintf(stderr, "%s", text);
         else
-            result = write_numbered(stderr, number, text,
-                                    with_number || (flags & MSG_FIRST_FORM) == 0);
+            result =
+                write_numbered(stderr, number, text, with_number || (flags & MSG_FIRST_FORM) == 0);
     }
     return result;
 }

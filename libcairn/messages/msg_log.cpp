@@ -33,7 +33,7 @@ struct LogFile {
 
 // The log destinations and their files under the logs directory.
 constexpr LogFile kLogs[] = {
-    {0x8, "messages.log"}, {0x10, "daemon.log"}, {0x20, "audit.log"},
+    {0x8, "messages.log"}, {0x10, "daemon.log"},    {0x20, "audit.log"},
     {0x40, "jobs.log"},    {0x200, "rendered.log"},
 };
 constexpr int kLogCount = sizeof kLogs / sizeof kLogs[0];
@@ -43,8 +43,8 @@ constexpr int kRefused = -1;   // lines go to standard error
 
 std::atomic<int> g_fd[kLogCount] = {kUnopened, kUnopened, kUnopened, kUnopened, kUnopened};
 std::atomic<int> g_writers{0};  // lines being written with a taken descriptor
-CriticalSection g_lock;          // opening and closing; never held across a line
-char g_dir[kPathMax];            // the chosen logs directory ("" until chosen)
+CriticalSection g_lock;         // opening and closing; never held across a line
+char g_dir[kPathMax];           // the chosen logs directory ("" until chosen)
 ox_once_t g_setup_once;
 
 void close_all();
@@ -87,8 +87,8 @@ void notice_fallback(const char *path, const char *why)
 // local users can reach the logs directory.
 int open_log_file(const char *path, const char **why)
 {
-    int fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK,
-                    0640);
+    int fd =
+        ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0640);
     if (fd < 0) {
         *why = errno == ELOOP ? "a symbolic link" : std::strerror(errno);
         return kRefused;

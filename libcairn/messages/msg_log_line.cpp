@@ -51,9 +51,9 @@ std::size_t msg_log_format(char *buf, int32_t number, uint32_t severity, const c
         std::snprintf(when, sizeof when, "%s", "-");
     int class_digit = static_cast<int>((severity / 1000) % 10);
     constexpr std::size_t kHeadMax = kLogLineMax - kLogTextMax - sizeof kLogCutMarker;
-    int head = std::snprintf(buf, kHeadMax, "%s %s[%d] %s(%u) #%d: ", when,
-                             msg_identity().progname, static_cast<int>(getpid()),
-                             err_severity_name(class_digit), severity, number);
+    int head =
+        std::snprintf(buf, kHeadMax, "%s %s[%d] %s(%u) #%d: ", when, msg_identity().progname,
+                      static_cast<int>(getpid()), err_severity_name(class_digit), severity, number);
     std::size_t n = head < 0 ? 0 : std::min(static_cast<std::size_t>(head), kHeadMax - 1);
     n += put_text(buf + n, text != nullptr ? text : "");
     buf[n++] = '\n';

@@ -61,14 +61,20 @@ const char *take(va_list *ap)
 
 void fetch_text(va_list *ap, ox_fmt_arg *slot) { slot->s = take(ap); }
 void fetch_pointer(va_list *ap, ox_fmt_arg *slot) { slot->p = take(ap); }
-void fetch_int(va_list *ap, ox_fmt_arg *slot) { slot->i = static_cast<int>(std::strtoll(take(ap), nullptr, 0)); }
+void fetch_int(va_list *ap, ox_fmt_arg *slot)
+{
+    slot->i = static_cast<int>(std::strtoll(take(ap), nullptr, 0));
+}
 void fetch_unsigned(va_list *ap, ox_fmt_arg *slot)
 {
     slot->u = static_cast<unsigned>(std::strtoull(take(ap), nullptr, 0));
 }
 void fetch_long(va_list *ap, ox_fmt_arg *slot) { slot->l = std::strtol(take(ap), nullptr, 0); }
 void fetch_ulong(va_list *ap, ox_fmt_arg *slot) { slot->ul = std::strtoul(take(ap), nullptr, 0); }
-void fetch_longlong(va_list *ap, ox_fmt_arg *slot) { slot->ll = std::strtoll(take(ap), nullptr, 0); }
+void fetch_longlong(va_list *ap, ox_fmt_arg *slot)
+{
+    slot->ll = std::strtoll(take(ap), nullptr, 0);
+}
 void fetch_double(va_list *ap, ox_fmt_arg *slot) { slot->d = std::strtod(take(ap), nullptr); }
 void fetch_longdouble(va_list *ap, ox_fmt_arg *slot) { slot->ld = std::strtold(take(ap), nullptr); }
 
@@ -171,7 +177,8 @@ char *render_text_form(const char *text)
 {
     if (text == nullptr)
         return nullptr;
-    structext *st = is_structext_xml(text) ? msg_xmlstr_to_structext(text) : msg_stbuf_to_structext(text);
+    structext *st =
+        is_structext_xml(text) ? msg_xmlstr_to_structext(text) : msg_stbuf_to_structext(text);
     if (st == nullptr)
         return xstrdup(text);
     char *shown = render_record(*st, 0);

@@ -32,9 +32,11 @@ int choose_pool_size()
     int size = asked >= 128 ? 128 : asked >= 64 ? 64 : 32;
     if (Debug >= 0) {
         if (size == 32)
-            debugprintf("Env MSG_STRUCTURED_TEXT_POOL_SIZE set to %d, leaving poolsize as 32\n", asked);
+            debugprintf("Env MSG_STRUCTURED_TEXT_POOL_SIZE set to %d, leaving poolsize as 32\n",
+                        asked);
         else
-            debugprintf("Env MSG_STRUCTURED_TEXT_POOL_SIZE set to %d, setting poolsize to %d\n", asked, size);
+            debugprintf("Env MSG_STRUCTURED_TEXT_POOL_SIZE set to %d, setting poolsize to %d\n",
+                        asked, size);
     }
     return size;
 }
@@ -61,7 +63,8 @@ MsgThreadState *make_state()
         m.stext.msgid = MSG_UNUSED_ID;
     }
     state->pool_size = choose_pool_size();
-    state->pool = static_cast<structext *>(xcalloc(static_cast<std::size_t>(state->pool_size), sizeof(structext)));
+    state->pool = static_cast<structext *>(
+        xcalloc(static_cast<std::size_t>(state->pool_size), sizeof(structext)));
     for (int i = 0; i < state->pool_size; ++i) {
         state->pool[i].msgid = MSG_UNUSED_ID;
         state->pool[i].pooled = 1;
@@ -107,7 +110,8 @@ structext *next_pool_record()
     s.pool_next = (s.pool_next + 1) % s.pool_size;
     if (st.msgid != MSG_UNUSED_ID || st.form != nullptr) {
         if (Debug >= 9)
-            ox_fprintf(stderr, "freeing unused structext with msgid %d\n", static_cast<int>(st.msgid));
+            ox_fprintf(stderr, "freeing unused structext with msgid %d\n",
+                       static_cast<int>(st.msgid));
         msg_structext_depopulate(&st);
     }
     st.msgid = MSG_UNUSED_ID;

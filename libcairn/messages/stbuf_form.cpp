@@ -45,7 +45,8 @@ struct Reader {
 // The arguments after the count: false when one is malformed.
 bool read_args(Reader &r, structext &st, int count)
 {
-    st.args = static_cast<structext_arg *>(xcalloc(static_cast<std::size_t>(count), sizeof(structext_arg)));
+    st.args = static_cast<structext_arg *>(
+        xcalloc(static_cast<std::size_t>(count), sizeof(structext_arg)));
     st.argcount = count;
     for (int i = 0; i < count; ++i) {
         long long desc = 0;
@@ -96,8 +97,9 @@ structext *parse_stbuf(const char *text, std::size_t len)
     Reader r{text, text + len};
     long long id = 0;
     long long form_len = 0;
-    if (!r.number(INT32_MIN, UINT32_MAX, &id) || !r.blank() || !r.number(0, static_cast<long long>(r.left()), &form_len) ||
-        !r.blank() || static_cast<std::size_t>(form_len) > r.left())
+    if (!r.number(INT32_MIN, UINT32_MAX, &id) || !r.blank() ||
+        !r.number(0, static_cast<long long>(r.left()), &form_len) || !r.blank() ||
+        static_cast<std::size_t>(form_len) > r.left())
         return nullptr;
     auto *st = static_cast<structext *>(xcalloc(1, sizeof(structext)));
     st->msgid = static_cast<uint32_t>(id);
@@ -107,9 +109,11 @@ structext *parse_stbuf(const char *text, std::size_t len)
     // alone; a count that cannot fit in what is left is malformed.
     long long count = 0;
     int wanted = get_formatted_args_num(st->form);
-    if (r.left() == 0 || !r.blank() || !r.number(0, INT32_MAX, &count) || count != wanted || count == 0)
+    if (r.left() == 0 || !r.blank() || !r.number(0, INT32_MAX, &count) || count != wanted ||
+        count == 0)
         return st;
-    if (static_cast<std::size_t>(count) > r.left() / kMinArgBytes || !read_args(r, *st, static_cast<int>(count))) {
+    if (static_cast<std::size_t>(count) > r.left() / kMinArgBytes ||
+        !read_args(r, *st, static_cast<int>(count))) {
         msg_structext_free(st);
         return nullptr;
     }

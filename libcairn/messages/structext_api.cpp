@@ -26,7 +26,8 @@ structext *msg_structext_new(uint32_t id, const char *form, int count, const int
     st->form = xstrdup(form);
     if (count < 1 || wanted < 1 || descs == nullptr || texts == nullptr)
         return st;
-    st->args = static_cast<structext_arg *>(xcalloc(static_cast<std::size_t>(wanted), sizeof(structext_arg)));
+    st->args = static_cast<structext_arg *>(
+        xcalloc(static_cast<std::size_t>(wanted), sizeof(structext_arg)));
     for (int i = 0; i < wanted; ++i) {
         bool given = i < count && texts[i] != nullptr;
         st->args[i] = {given ? descs[i] : MSG_ARG_TEXT, xstrdup(given ? texts[i] : "null")};

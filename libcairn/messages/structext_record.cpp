@@ -22,16 +22,19 @@ structext_arg *take_args(va_list ap, int count, int32_t id, bool report)
 {
     if (count < 1 || count >= OX_FMT_MAX_POSITIONS)  // such a form fails to render anyway
         return nullptr;
-    auto *args = static_cast<structext_arg *>(xcalloc(static_cast<std::size_t>(count), sizeof(structext_arg)));
+    auto *args = static_cast<structext_arg *>(
+        xcalloc(static_cast<std::size_t>(count), sizeof(structext_arg)));
     for (int i = 0; i < count; ++i) {
         int desc = va_arg(ap, int);
         const void *value = va_arg(ap, const void *);
         if (value == nullptr) {
             if (report)
-                ox_fprintf(stderr, "passing null into one of the msg creation calls with msg id %d\n", id);
+                ox_fprintf(stderr,
+                           "passing null into one of the msg creation calls with msg id %d\n", id);
             args[i] = {MSG_ARG_TEXT, xstrdup("null")};
         } else if (desc == MSG_ARG_OBJECT) {
-            args[i] = {MSG_ARG_NESTED, msg_structext_to_stbuf(&static_cast<const msg_t *>(value)->stext)};
+            args[i] = {MSG_ARG_NESTED,
+                       msg_structext_to_stbuf(&static_cast<const msg_t *>(value)->stext)};
             if (args[i].text == nullptr)  // an emptied object
                 args[i] = {MSG_ARG_TEXT, xstrdup("null")};
         } else {
@@ -92,7 +95,8 @@ bool split_idlit(const char *text, int32_t *id, const char **rest)
 {
     const char *colon = text != nullptr ? std::strchr(text, ':') : nullptr;
     long long value = 0;
-    if (colon == nullptr || !parse_number(text, static_cast<std::size_t>(colon - text), INT32_MIN, INT32_MAX, &value))
+    if (colon == nullptr ||
+        !parse_number(text, static_cast<std::size_t>(colon - text), INT32_MIN, INT32_MAX, &value))
         return false;
     *id = static_cast<int32_t>(value);
     *rest = colon + 1;

@@ -85,7 +85,8 @@ bool number_attribute(const char **p, const char *name, long long lo, long long 
 
 bool read_args(const char *p, structext &st, int count)
 {
-    st.args = static_cast<structext_arg *>(xcalloc(static_cast<std::size_t>(count), sizeof(structext_arg)));
+    st.args = static_cast<structext_arg *>(
+        xcalloc(static_cast<std::size_t>(count), sizeof(structext_arg)));
     st.argcount = count;
     for (int i = 0; i < count; ++i) {
         const char *value = nullptr;
@@ -146,7 +147,8 @@ structext *msg_xmlstr_to_structext(const char *text)
     long long id = 0;
     long long count = 0;
     if (p == nullptr || !number_attribute(&p, "id=\"", INT32_MIN, UINT32_MAX, &id) ||
-        !attribute(&p, "form=\"", &form, &form_len) || !number_attribute(&p, "argcount=\"", 0, INT32_MAX, &count))
+        !attribute(&p, "form=\"", &form, &form_len) ||
+        !number_attribute(&p, "argcount=\"", 0, INT32_MAX, &count))
         return nullptr;
     auto *st = static_cast<structext *>(xcalloc(1, sizeof(structext)));
     st->msgid = static_cast<uint32_t>(id);
@@ -165,7 +167,8 @@ structext *msg_xmlstr_to_structext(const char *text)
 
 int is_structext_xml(const char *text)
 {
-    return text != nullptr && std::strstr(text, "<MSG") != nullptr && std::strstr(text, "</MSG>") != nullptr;
+    return text != nullptr && std::strstr(text, "<MSG") != nullptr &&
+           std::strstr(text, "</MSG>") != nullptr;
 }
 
 }  // extern "C"

@@ -11,7 +11,10 @@
 namespace cairn::net {
 
 inline const sockaddr_in *v4(const sockaddr *a) { return reinterpret_cast<const sockaddr_in *>(a); }
-inline const sockaddr_in6 *v6(const sockaddr *a) { return reinterpret_cast<const sockaddr_in6 *>(a); }
+inline const sockaddr_in6 *v6(const sockaddr *a)
+{
+    return reinterpret_cast<const sockaddr_in6 *>(a);
+}
 inline sockaddr_in *v4(sockaddr *a) { return reinterpret_cast<sockaddr_in *>(a); }
 inline sockaddr_in6 *v6(sockaddr *a) { return reinterpret_cast<sockaddr_in6 *>(a); }
 

@@ -98,8 +98,8 @@ int ox_inet_addrcmp(const sockaddr *a, const sockaddr *b)
 
 int ox_inet_addrcmp_netmask(const sockaddr *a, const sockaddr *b, const sockaddr *mask)
 {
-    if (a == nullptr || b == nullptr || mask == nullptr || family_of(a) == 0 ||
-        family_of(b) == 0 || family_of(mask) == 0)
+    if (a == nullptr || b == nullptr || mask == nullptr || family_of(a) == 0 || family_of(b) == 0 ||
+        family_of(mask) == 0)
         return fail_errno(EINVAL);
     if (ox_inet_isanyaddr(mask))
         return 0;

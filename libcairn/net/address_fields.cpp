@@ -150,9 +150,13 @@ int ox_inet_isloopback(const sockaddr *addr)
 
 int ox_inet_isloopback_name(const char *name)
 {
-    static const char *const kNames[] = {
-        "localhost", "localhost6", "loopback", "localhost.localdomain",
-        "localhost6.localdomain6", "ip6-localhost", "ip6-loopback"};
+    static const char *const kNames[] = {"localhost",
+                                         "localhost6",
+                                         "loopback",
+                                         "localhost.localdomain",
+                                         "localhost6.localdomain6",
+                                         "ip6-localhost",
+                                         "ip6-loopback"};
     if (name == nullptr)
         return 0;
     for (const char *known : kNames)

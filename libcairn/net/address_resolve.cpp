@@ -120,4 +120,3 @@ int ox_inet_islocaladdr(const sockaddr *addr)
 }
 
 }  // extern "C"
-

@@ -21,10 +21,7 @@ constexpr int kRemoveAttempts = 10;
 constexpr uint32_t kRemoveRetryMs = 200;
 
 // The tables when the cache is on and made; nothing is made here.
-const ResolverCaches *live_caches()
-{
-    return cache_on() ? resolver_if_made() : nullptr;
-}
+const ResolverCaches *live_caches() { return cache_on() ? resolver_if_made() : nullptr; }
 
 // Retry a removal refused for a busy entry, 200 ms apart.
 int remove_with_retry(ox_table *t, KeyRecord &key)
@@ -80,7 +77,8 @@ void ox_inet_cache_set_ttls(int32_t positive, int32_t negative)
         g_settings.negative_ttl.store(negative);
 }
 
-int ox_inet_addrinfo_cache_remove(const char *host, const char *service, const struct addrinfo *hints)
+int ox_inet_addrinfo_cache_remove(const char *host, const char *service,
+                                  const struct addrinfo *hints)
 {
     const ResolverCaches *c = live_caches();
     if (c == nullptr)

@@ -28,10 +28,7 @@ int fail(int eai)
     return eai;
 }
 
-ox_table *forward_cache()
-{
-    return cache_on() ? resolver().forward : nullptr;
-}
+ox_table *forward_cache() { return cache_on() ? resolver().forward : nullptr; }
 
 // A cached answer: true with *result set (and *out on success).
 bool cache_read(KeyRecord &key, addrinfo **out, int *result)
@@ -183,8 +180,8 @@ int resolve(const KeyRecord &key, const char *host, const char *service, const a
 }
 
 // The first asker of a missing key resolves it for everyone asking now.
-int resolve_shared(KeyRecord &key, const char *host, const char *service,
-                   const addrinfo *hints, addrinfo **out)
+int resolve_shared(KeyRecord &key, const char *host, const char *service, const addrinfo *hints,
+                   addrinfo **out)
 {
     for (;;) {
         bool owner = false;

@@ -104,7 +104,8 @@ extern "C" int ox_getnameinfo(const sockaddr *addr, socklen_t addrlen, char *hos
         addr = reinterpret_cast<const sockaddr *>(&embedded);
         addrlen = sizeof embedded;
     }
-    rc = reverse_core(addr, addrlen, host, host ? hostlen : 0, service, service ? servlen : 0, flags);
+    rc = reverse_core(addr, addrlen, host, host ? hostlen : 0, service, service ? servlen : 0,
+                      flags);
     if (rc == 0 || rc == EAI_NONAME)
         remember(key, rc == 0 ? host : nullptr, rc == 0 ? service : nullptr, rc);
     return rc == 0 ? 0 : fail(rc);

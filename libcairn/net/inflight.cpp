@@ -21,11 +21,11 @@ enum class Outcome { running, answered, abandoned };
 struct Inflight {
     Inflight *next;
     KeyRecord key;
-    pid_t pid;             // a forked child ignores its parent's records
-    int holds;             // owner and waiters, under g_lock
-    Outcome outcome;       // written before the event is set
+    pid_t pid;        // a forked child ignores its parent's records
+    int holds;        // owner and waiters, under g_lock
+    Outcome outcome;  // written before the event is set
     int result;
-    addrinfo *chain;       // the answer, a library copy
+    addrinfo *chain;  // the answer, a library copy
     SyncObject *done;
 };
 

@@ -19,7 +19,6 @@
 #include "net/resolver_key.hpp"
 #include "net/resolver_state.hpp"
 
-
 using namespace cairn::net;
 
 namespace {
@@ -41,7 +40,10 @@ std::string numeric(const sockaddr *a)
     return text;
 }
 
-const char *family_name(int f) { return f == AF_INET ? "inet" : f == AF_INET6 ? "inet6" : "unspec"; }
+const char *family_name(int f)
+{
+    return f == AF_INET ? "inet" : f == AF_INET6 ? "inet6" : "unspec";
+}
 const char *protocol_name(int p)
 {
     return p == IPPROTO_TCP ? "tcp" : p == IPPROTO_UDP ? "udp" : "unspec";
@@ -66,9 +68,10 @@ void forward_lines(void *data, std::vector<std::string> &out)
     if (is_negative(e->chain))
         return;
     for (const addrinfo *n = e->chain; n; n = n->ai_next)
-        out.push_back(printed("hostname: %s, address: %s, ai_flags: 0x%04x, family: %s, protocol: %s\n",
-                              k->host, numeric(n->ai_addr).c_str(), n->ai_flags,
-                              family_name(n->ai_family), protocol_name(n->ai_protocol)));
+        out.push_back(
+            printed("hostname: %s, address: %s, ai_flags: 0x%04x, family: %s, protocol: %s\n",
+                    k->host, numeric(n->ai_addr).c_str(), n->ai_flags, family_name(n->ai_family),
+                    protocol_name(n->ai_protocol)));
 }
 
 void reverse_line(void *data, std::vector<std::string> &out)
@@ -85,12 +88,14 @@ std::vector<std::string> level1_lines()
     const ResolverCaches *c = resolver_if_made();
     if (c == nullptr)
         return lines;
-    ox_table_foreach(c->forward, [](void *d, void *arg) {
-        forward_lines(d, *static_cast<std::vector<std::string> *>(arg));
-    }, &lines);
-    ox_table_foreach(c->reverse, [](void *d, void *arg) {
-        reverse_line(d, *static_cast<std::vector<std::string> *>(arg));
-    }, &lines);
+    ox_table_foreach(
+        c->forward,
+        [](void *d, void *arg) { forward_lines(d, *static_cast<std::vector<std::string> *>(arg)); },
+        &lines);
+    ox_table_foreach(
+        c->reverse,
+        [](void *d, void *arg) { reverse_line(d, *static_cast<std::vector<std::string> *>(arg)); },
+        &lines);
     return lines;
 }
 

@@ -8,15 +8,15 @@
 
 namespace cairn::net {
 
-constexpr std::size_t kHostField = 1025;    // at most 1,024 characters
-constexpr std::size_t kServiceField = 32;   // at most 31 characters
+constexpr std::size_t kHostField = 1025;   // at most 1,024 characters
+constexpr std::size_t kServiceField = 32;  // at most 31 characters
 
 struct KeyRecord {
     char host[kHostField];
     char service[kServiceField];
-    addrinfo hints;           // only flags, family, socket type and protocol match
-    sockaddr_storage addr;    // reverse table only
-    int32_t ni_flags;         // reverse table only
+    addrinfo hints;         // only flags, family, socket type and protocol match
+    sockaddr_storage addr;  // reverse table only
+    int32_t ni_flags;       // reverse table only
 };
 
 // Fill `key` (zeroed first) for a forward lookup; null texts are empty.

@@ -32,7 +32,6 @@ int same_address(void *a, void *b)
     return ox_inet_addrcmp(static_cast<const sockaddr *>(a), static_cast<const sockaddr *>(b));
 }
 
-
 // ::1 among the interfaces and an AF_INET6 stream socket can be made.
 bool detect_ipv6()
 {
@@ -41,8 +40,8 @@ bool detect_ipv6()
         return false;
     bool has_loopback = false;
     for (const ox_ifaddress *i = list; i && !has_loopback; i = i->next)
-        has_loopback = family_of(i->addr) == AF_INET6 &&
-                       IN6_IS_ADDR_LOOPBACK(&v6(i->addr)->sin6_addr);
+        has_loopback =
+            family_of(i->addr) == AF_INET6 && IN6_IS_ADDR_LOOPBACK(&v6(i->addr)->sin6_addr);
     ox_free_ifaddresses(list);
     if (!has_loopback)
         return false;
@@ -69,8 +68,8 @@ void make_state()
     std::memset(&g_negative_marker, 0, sizeof g_negative_marker);
     g_caches.local_addresses = ox_list_new(mem_free, nullptr, same_address, nullptr, 1);
     if (g_caches.local_addresses != nullptr)
-        g_caches.forward = ox_table_new(forward_entry_free, forward_entry_copy, forward_equal, nullptr,
-                                        forward_hash, kCacheBuckets, 1);
+        g_caches.forward = ox_table_new(forward_entry_free, forward_entry_copy, forward_equal,
+                                        nullptr, forward_hash, kCacheBuckets, 1);
     if (g_caches.forward != nullptr)
         g_caches.reverse = ox_table_new(nullptr, reverse_copy, reverse_equal, key_free,
                                         reverse_hash, kCacheBuckets, 1);

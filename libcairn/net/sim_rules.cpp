@@ -91,7 +91,8 @@ int split(char *line, char *words[4])
 {
     int n = 0;
     char *save = nullptr;
-    for (char *w = strtok_r(line, " \t\r", &save); w && n < 4; w = strtok_r(nullptr, " \t\r", &save))
+    for (char *w = strtok_r(line, " \t\r", &save); w && n < 4;
+         w = strtok_r(nullptr, " \t\r", &save))
         words[n++] = w;
     return n;
 }
@@ -156,8 +157,8 @@ void sim_rules_load_file(const char *path)
             break;
     }
     std::fclose(f);
-    CAIRN_DEBUG(kTraceLevel, kTraceBit, "ox_inet_rdlr_load_config_file(): %d rules loaded from %s\n",
-                g_count, path);
+    CAIRN_DEBUG(kTraceLevel, kTraceBit,
+                "ox_inet_rdlr_load_config_file(): %d rules loaded from %s\n", g_count, path);
 }
 
 void sim_rules_load()
@@ -204,7 +205,8 @@ bool sim_reverse(const char *numeric, int flags, char *host, std::size_t hostlen
     }
     const char *answer = ox_straicmp(r->action, "same_ip") == 0 ? numeric : r->action;
     CAIRN_DEBUG(kTraceLevel, kTraceBit,
-                "ox_inet_getnameinfo(): simulating answer '%s' for address '%s'\n", answer, numeric);
+                "ox_inet_getnameinfo(): simulating answer '%s' for address '%s'\n", answer,
+                numeric);
     if (host != nullptr && hostlen > 0)
         ox_strlcpy(host, answer, hostlen);
     *result = 0;

@@ -11,8 +11,6 @@
 #include "cairn/net.h"
 #include "net/address.hpp"
 
-
-
 namespace cairn::net {
 
 namespace {
@@ -78,9 +76,9 @@ void slow_reverse_report(time_t start, int result, const sockaddr *addr, int fla
         inet_ntop(AF_INET6, &v6(addr)->sin6_addr, text, sizeof text);
     std::snprintf(secs, sizeof secs, "%ld", took);
     std::snprintf(f, sizeof f, "%d", flags);
-    msg_print(0, kSeverity, MSG_TO_STDERR, "%s DNS lookup of address %s with flags %04x took %d seconds\n",
-              MSG_ARG_TEXT, outcome(result), MSG_ARG_TEXT, text, MSG_ARG_NUMBER, f,
-              MSG_ARG_NUMBER, secs);
+    msg_print(0, kSeverity, MSG_TO_STDERR,
+              "%s DNS lookup of address %s with flags %04x took %d seconds\n", MSG_ARG_TEXT,
+              outcome(result), MSG_ARG_TEXT, text, MSG_ARG_NUMBER, f, MSG_ARG_NUMBER, secs);
 }
 
 }  // namespace cairn::net

@@ -53,7 +53,8 @@ CAIRN_API int OX_FD_CLR(int s, ox_fd_set *set)
     uint32_t count = count_of(set);
     uint32_t at = position_of(s, set);
     if (at < count) {
-        memmove(&set->fd_array[at], &set->fd_array[at + 1], (count - at - 1) * sizeof set->fd_array[0]);
+        memmove(&set->fd_array[at], &set->fd_array[at + 1],
+                (count - at - 1) * sizeof set->fd_array[0]);
         set->fd_count = count - 1;
     }
     return static_cast<int>(at);

@@ -45,7 +45,8 @@ CAIRN_API ssize_t ox_recv(int s, void *buf, size_t len, int flags)
     return socket_result(recv(s, buf, len, flags));
 }
 
-CAIRN_API ssize_t ox_sendto(int s, const void *data, size_t len, int flags, const struct sockaddr *to)
+CAIRN_API ssize_t ox_sendto(int s, const void *data, size_t len, int flags,
+                            const struct sockaddr *to)
 {
     if (length_refused(len))
         return -1;

@@ -37,8 +37,7 @@ public:
         : heap_(n + 1 > kStackEntries ? static_cast<pollfd *>(mem_alloc((n + 1) * sizeof(pollfd)))
                                       : nullptr),
           frees_(free_entries, heap_)
-    {
-    }
+    {}
     ~PollEntries() { mem_free(heap_); }
     PollEntries(const PollEntries &) = delete;
     PollEntries &operator=(const PollEntries &) = delete;
@@ -174,7 +173,8 @@ CAIRN_API int ox_poll(struct pollfd *fds, unsigned long count, int timeout_ms)
         record_socket_errno(EINVAL);
         return -1;
     }
-    uint64_t deadline = timeout_ms < 0 ? kNoDeadline : deadline_after_ms(static_cast<uint32_t>(timeout_ms));
+    uint64_t deadline =
+        timeout_ms < 0 ? kNoDeadline : deadline_after_ms(static_cast<uint32_t>(timeout_ms));
     PollEntries entries(count);
     pollfd *copy = entries.get(count);
     if (copy == nullptr)

@@ -25,7 +25,8 @@ constexpr int kTraceLevel = 5;
 constexpr uint32_t kTraceBit = 16;
 
 // Loopback answers without asking the system.
-bool loopback_answer(const sockaddr *addr, char *host, std::size_t hostlen, char *service, int flags)
+bool loopback_answer(const sockaddr *addr, char *host, std::size_t hostlen, char *service,
+                     int flags)
 {
     if (!ox_inet_isloopback(addr) || !(flags & (NI_NOFQDN | NI_NAMEREQD)))
         return false;

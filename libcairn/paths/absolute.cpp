@@ -36,7 +36,8 @@ Directory directory_view(const char *dir)
 // Joins into `work` (kPathMax bytes); false when it does not fit.
 bool join(char *work, const char *first, std::size_t first_len, char between, const char *rest)
 {
-    int n = std::snprintf(work, kPathMax, "%.*s%c%s", static_cast<int>(first_len), first, between, rest);
+    int n = std::snprintf(work, kPathMax, "%.*s%c%s", static_cast<int>(first_len), first, between,
+                          rest);
     return n >= 0 && static_cast<std::size_t>(n) < kPathMax;
 }
 
@@ -51,7 +52,8 @@ bool copy_name(char *work, const char *name)
 
 bool drive_relative(const char *name)
 {
-    return name[0] != '\0' && name[1] == ':' && name[2] != '\\' && name[2] != '/' && name[2] != '\0';
+    return name[0] != '\0' && name[1] == ':' && name[2] != '\\' && name[2] != '/' &&
+           name[2] != '\0';
 }
 
 // Chooses the text to canonicalise and the separator to do it with.
@@ -69,8 +71,9 @@ bool choose_path(char *work, const char *name, Directory dir, int &sep)
         return join(work, dir.text, dir.length > 0 ? 1 : 0, ':', name);
     if (std::strchr(name, ':') == nullptr)
         return join(work, dir.text, dir.length, '\\', name);
-    if (drive_relative(name) && dir.length > 0 && std::tolower(static_cast<unsigned char>(name[0])) ==
-                                                      std::tolower(static_cast<unsigned char>(dir.text[0])))
+    if (drive_relative(name) && dir.length > 0 &&
+        std::tolower(static_cast<unsigned char>(name[0])) ==
+            std::tolower(static_cast<unsigned char>(dir.text[0])))
         return join(work, dir.text, dir.length, '\\', name + 2);
     return copy_name(work, name);
 }
@@ -123,7 +126,10 @@ char *fullcanon_dirsep(const char *name, char *out, const char *cwd, int sep)
     return cairn::paths::full_canonical(name, out, cwd, sep);
 }
 
-char *fullcanon(const char *name, char *out, const char *cwd) { return fullcanon_dirsep(name, out, cwd, '\\'); }
+char *fullcanon(const char *name, char *out, const char *cwd)
+{
+    return fullcanon_dirsep(name, out, cwd, '\\');
+}
 
 char *fullpath2(const char *name, const char *dir, char *out, size_t size, int sep)
 {
@@ -142,6 +148,9 @@ char *fullpath2(const char *name, const char *dir, char *out, size_t size, int s
     return result;
 }
 
-char *fullpath(const char *name, char *out, size_t size, int sep) { return fullpath2(name, nullptr, out, size, sep); }
+char *fullpath(const char *name, char *out, size_t size, int sep)
+{
+    return fullpath2(name, nullptr, out, size, sep);
+}
 
 }  // extern "C"

@@ -21,14 +21,16 @@ std::size_t component_end(const char *path, std::size_t from, int sep)
 std::size_t child_of_root(const char *path, int sep)
 {
     if (sep == '/')
-        return path[0] == '/' && path[1] != '\0' && path[1] != '/' ? component_end(path, 1, sep) : kNoPosition;
+        return path[0] == '/' && path[1] != '\0' && path[1] != '/' ? component_end(path, 1, sep)
+                                                                   : kNoPosition;
     UncName u = classify_unc(path);
     if (u.type != OX_UNC_NONE) {
         bool file_type = has_file_path_type(u.type) && u.file_offset != kNoPosition;
         return file_type ? u.file_offset : std::strlen(path);
     }
     if (separates(path[0], sep))
-        return path[1] != '\0' && !separates(path[1], sep) ? component_end(path, 1, sep) : kNoPosition;
+        return path[1] != '\0' && !separates(path[1], sep) ? component_end(path, 1, sep)
+                                                           : kNoPosition;
     const char *colon = std::strchr(path, ':');
     return colon != nullptr ? static_cast<std::size_t>(colon - path) + 1 : kNoPosition;
 }

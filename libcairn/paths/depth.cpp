@@ -44,7 +44,8 @@ int getpathdepth_dirsep(const char *path, int sep)
     if (sep == '\\') {
         UncName u = classify_unc(path);
         if (u.type != OX_UNC_NONE) {
-            if (u.type != OX_UNC_SHARE || u.file_offset == kNoPosition || std::strlen(path + u.file_offset) <= 1)
+            if (u.type != OX_UNC_SHARE || u.file_offset == kNoPosition ||
+                std::strlen(path + u.file_offset) <= 1)
                 return 1;
             return 1 + count_levels(path + u.file_offset, '\\');
         }

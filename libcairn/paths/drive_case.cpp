@@ -16,7 +16,8 @@ constexpr std::size_t kLocalNameBytes = 512;
 
 // Upper-cases `n` bytes at `part` as wide characters into `out` (room for
 // 3 * n + 1 bytes); returns the new length, or kNoPosition on failure.
-std::size_t upper_case_into(const char *part, std::size_t n, char *narrow, WideUnit *wide, char *out)
+std::size_t upper_case_into(const char *part, std::size_t n, char *narrow, WideUnit *wide,
+                            char *out)
 {
     std::memcpy(narrow, part, n);
     narrow[n] = '\0';
@@ -38,7 +39,8 @@ void upper_case_prefix(char *path, std::size_t n)
     WideUnit local_wide[kLocalNameBytes + 1];
     bool small = n <= kLocalNameBytes;
     // One block for the three work areas when the names are long.
-    char *block = small ? nullptr : static_cast<char *>(mem_alloc((n + 1) * (4 + sizeof(WideUnit))));
+    char *block =
+        small ? nullptr : static_cast<char *>(mem_alloc((n + 1) * (4 + sizeof(WideUnit))));
     if (!small && block == nullptr)
         return;
     char *narrow = small ? local_narrow : block;

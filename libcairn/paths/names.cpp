@@ -32,7 +32,7 @@ struct Split {
     std::size_t root;        // root length
     std::size_t base_start;  // last component [base_start, base_end)
     std::size_t base_end;
-    std::size_t dir_end;     // directory part [0, dir_end)
+    std::size_t dir_end;  // directory part [0, dir_end)
 };
 
 Split split_path(const char *path, int sep)
@@ -75,7 +75,8 @@ char *ox_path_basename(const char *path, char *out, size_t size, int sep)
     Split s = split_path(path, sep);
     if (s.base_end == s.base_start)
         return deliver_root_or_dot(path, s, out, size);
-    return deliver_path(path + s.base_start, s.base_end - s.base_start, out, size, s.base_end - s.base_start + 1);
+    return deliver_path(path + s.base_start, s.base_end - s.base_start, out, size,
+                        s.base_end - s.base_start + 1);
 }
 
 char *ox_path_dirname(const char *path, char *out, size_t size, int sep)

@@ -28,7 +28,8 @@ bool unc_with_root_parent(const char *path)
 std::size_t parent_cut(const char *path, char sep)
 {
     std::size_t len = std::strlen(path);
-    std::size_t end = path[len - 1] == sep ? len - 1 : len;  // one separator at the end does not count
+    std::size_t end =
+        path[len - 1] == sep ? len - 1 : len;  // one separator at the end does not count
     const char *last = static_cast<const char *>(memrchr(path, sep, end));
     if (last != nullptr)
         return static_cast<std::size_t>(last - path);
@@ -65,6 +66,9 @@ char *getpathparent_dirsep(const char *path, char *out, size_t size, int sep)
     return deliver_path(path, cut, out, size, alloc_size);
 }
 
-char *getpathparent(const char *path, char *out, size_t size) { return getpathparent_dirsep(path, out, size, '\\'); }
+char *getpathparent(const char *path, char *out, size_t size)
+{
+    return getpathparent_dirsep(path, out, size, '\\');
+}
 
 }  // extern "C"

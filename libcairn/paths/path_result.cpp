@@ -9,7 +9,8 @@
 
 namespace cairn::paths {
 
-char *deliver_path(const char *text, std::size_t len, char *out, std::size_t size, std::size_t alloc_size)
+char *deliver_path(const char *text, std::size_t len, char *out, std::size_t size,
+                   std::size_t alloc_size)
 {
     char *allocated = nullptr;
     if (out == nullptr) {

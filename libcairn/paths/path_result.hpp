@@ -11,6 +11,7 @@ namespace cairn::paths {
 // `alloc_size` bytes (raised to len + 1 when smaller).  Returns the buffer;
 // null with last error ENOSPC when the text does not fit, or ENOMEM when
 // the allocation fails.
-char *deliver_path(const char *text, std::size_t len, char *out, std::size_t size, std::size_t alloc_size);
+char *deliver_path(const char *text, std::size_t len, char *out, std::size_t size,
+                   std::size_t alloc_size);
 
 }  // namespace cairn::paths

@@ -17,10 +17,14 @@ extern "C" {
 
 int is_unc_path(const char *path)
 {
-    return path != nullptr && cairn::paths::is_any_separator(path[0]) && cairn::paths::is_any_separator(path[1]);
+    return path != nullptr && cairn::paths::is_any_separator(path[0]) &&
+           cairn::paths::is_any_separator(path[1]);
 }
 
-int get_unc_obj_type(const char *path) { return path != nullptr ? classify_unc(path).type : OX_UNC_NONE; }
+int get_unc_obj_type(const char *path)
+{
+    return path != nullptr ? classify_unc(path).type : OX_UNC_NONE;
+}
 
 const char *get_unc_file_path(const char *path)
 {

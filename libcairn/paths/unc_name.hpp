@@ -11,9 +11,9 @@ namespace cairn::paths {
 
 struct UncName {
     int type = OX_UNC_NONE;
-    std::size_t prefix_length = 0;           // "\\", "\\?\", "\\.\" or "\\?\UNC\"
-    std::size_t file_offset = kNoPosition;   // start of the file path part
-    std::size_t upper_end = kNoPosition;     // end of the part to upper-case
+    std::size_t prefix_length = 0;          // "\\", "\\?\", "\\.\" or "\\?\UNC\"
+    std::size_t file_offset = kNoPosition;  // start of the file path part
+    std::size_t upper_end = kNoPosition;    // end of the part to upper-case
 };
 
 namespace unc_detail {
@@ -29,8 +29,8 @@ std::size_t find_separator(const Char *p, std::size_t from)
 template <typename Char>
 bool is_unc_keyword(const Char *p)
 {
-    return (p[0] == 'U' || p[0] == 'u') && (p[1] == 'N' || p[1] == 'n') && (p[2] == 'C' || p[2] == 'c') &&
-           is_any_separator(p[3]);
+    return (p[0] == 'U' || p[0] == 'u') && (p[1] == 'N' || p[1] == 'n') &&
+           (p[2] == 'C' || p[2] == 'c') && is_any_separator(p[3]);
 }
 
 // \\server\share[\file path], starting at the server name.
@@ -96,6 +96,9 @@ UncName classify_unc(const Char *p)
 }
 
 // Whether the name's file path part is what canonicalisation works on.
-inline bool has_file_path_type(int type) { return type == OX_UNC_SHARE || type == OX_UNC_LONG_DRIVE; }
+inline bool has_file_path_type(int type)
+{
+    return type == OX_UNC_SHARE || type == OX_UNC_LONG_DRIVE;
+}
 
 }  // namespace cairn::paths

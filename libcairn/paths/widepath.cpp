@@ -70,7 +70,8 @@ int make_absolute(const char *path, char *abs)
     if (std::strcmp(path, ".") == 0)
         result = join(abs, cwd, std::strlen(cwd), "", "") ? 0 : cannot_make_absolute(ENAMETOOLONG);
     else if (is_slash(path[0]))
-        result = join(abs, cwd, drive_length(cwd), "", path) ? 0 : cannot_make_absolute(ENAMETOOLONG);
+        result =
+            join(abs, cwd, drive_length(cwd), "", path) ? 0 : cannot_make_absolute(ENAMETOOLONG);
     else
         result = join_relative(abs, cwd, path);
     if (result != 0)
@@ -108,7 +109,8 @@ int convert_whole(const char *source, WideUnit *out, std::size_t room)
 }  // namespace
 }  // namespace cairn::paths
 
-extern "C" int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size, ox_wchar **after_prefix)
+extern "C" int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size,
+                                   ox_wchar **after_prefix)
 {
     using namespace cairn::paths;
     if (after_prefix != nullptr)
@@ -127,7 +129,8 @@ extern "C" int ox_utf8_to_widepath(const char *path, ox_wchar *out, size_t size,
     const WideUnit *prefix = keep_as_is ? nullptr : (unc ? kLongUncPrefix : kLongPrefix);
     std::size_t prefix_len = keep_as_is ? 0 : (unc ? 8 : 4);
     const char *source = unc && !keep_as_is ? abs + 2 : abs;
-    result = prefix_len < size ? convert_whole(source, out + prefix_len, size - prefix_len) : OX_ENOBUFS;
+    result =
+        prefix_len < size ? convert_whole(source, out + prefix_len, size - prefix_len) : OX_ENOBUFS;
     if (result != 0) {
         out[0] = 0;
         return result;

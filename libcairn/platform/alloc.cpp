@@ -22,8 +22,7 @@ std::atomic<long> g_live{0};
 
 void update_instrumented()
 {
-    g_instrumented.store(g_tracking.load() || g_countdown.load() > 0 ||
-                             g_sticky.load(),
+    g_instrumented.store(g_tracking.load() || g_countdown.load() > 0 || g_sticky.load(),
                          std::memory_order_release);
 }
 
@@ -89,10 +88,7 @@ void *mem_realloc(void *ptr, std::size_t size)
     return p;
 }
 
-char *mem_strdup(const char *s)
-{
-    return s ? mem_strndup(s, std::strlen(s)) : nullptr;
-}
+char *mem_strdup(const char *s) { return s ? mem_strndup(s, std::strlen(s)) : nullptr; }
 
 char *mem_strndup(const char *s, std::size_t max)
 {

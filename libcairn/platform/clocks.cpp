@@ -23,13 +23,14 @@ int64_t system_time_filetime()
 namespace {
 std::atomic<int32_t> g_seconds_offset{0};
 std::atomic<int64_t> g_frozen_seconds{-1};  // -1: the clock runs
-}
+}  // namespace
 
 int32_t clock_seconds32()
 {
     int64_t frozen = g_frozen_seconds.load(std::memory_order_relaxed);
     auto now = static_cast<uint32_t>(frozen >= 0 ? frozen : std::time(nullptr));
-    return static_cast<int32_t>(now + static_cast<uint32_t>(g_seconds_offset.load(std::memory_order_relaxed)));
+    return static_cast<int32_t>(
+        now + static_cast<uint32_t>(g_seconds_offset.load(std::memory_order_relaxed)));
 }
 
 }  // namespace cairn
@@ -38,6 +39,9 @@ namespace cairn::testing {
 
 void clock_seconds32_offset(int32_t seconds) { g_seconds_offset.store(seconds); }
 
-void clock_seconds32_freeze(bool frozen) { g_frozen_seconds.store(frozen ? std::time(nullptr) : -1); }
+void clock_seconds32_freeze(bool frozen)
+{
+    g_frozen_seconds.store(frozen ? std::time(nullptr) : -1);
+}
 
 }  // namespace cairn::testing

@@ -32,15 +32,14 @@ void futex_wait(std::atomic<uint32_t> &word, uint32_t expected, uint64_t deadlin
     }
     // The bitset form takes an absolute monotonic deadline, so a wait that
     // is woken spuriously resumes with the right remaining time.
-    syscall(SYS_futex, reinterpret_cast<uint32_t *>(&word),
-            FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, expected, limit, nullptr,
-            FUTEX_BITSET_MATCH_ANY);
+    syscall(SYS_futex, reinterpret_cast<uint32_t *>(&word), FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG,
+            expected, limit, nullptr, FUTEX_BITSET_MATCH_ANY);
 }
 
 void futex_wake(std::atomic<uint32_t> &word, int count)
 {
-    syscall(SYS_futex, reinterpret_cast<uint32_t *>(&word), FUTEX_WAKE | FUTEX_PRIVATE_FLAG,
-            count, nullptr, nullptr, 0);
+    syscall(SYS_futex, reinterpret_cast<uint32_t *>(&word), FUTEX_WAKE | FUTEX_PRIVATE_FLAG, count,
+            nullptr, nullptr, 0);
 }
 
 }  // namespace cairn

@@ -31,12 +31,12 @@ enum class SyncKind : uint8_t {
 
 struct SyncObject {
     SyncKind kind;
-    int32_t maximum = 0;                 // semaphore
-    std::atomic<int32_t> count{0};       // semaphore units; event: 1 signalled
-    std::atomic<uint64_t> owner{0};      // mutex owner (sync_caller_id()), 0 free
-    int32_t recursion = 0;               // mutex; touched by the owner only
-    std::atomic<int32_t> queued{0};      // waiters linked in the list
-    WordLock lock;                       // guards the list
+    int32_t maximum = 0;             // semaphore
+    std::atomic<int32_t> count{0};   // semaphore units; event: 1 signalled
+    std::atomic<uint64_t> owner{0};  // mutex owner (sync_caller_id()), 0 free
+    int32_t recursion = 0;           // mutex; touched by the owner only
+    std::atomic<int32_t> queued{0};  // waiters linked in the list
+    WordLock lock;                   // guards the list
     Waiter *head = nullptr;
     Waiter *tail = nullptr;
 

@@ -143,7 +143,8 @@ void thread_record_release()
     t_record = nullptr;
 }
 
-UnwindOnEnd::UnwindOnEnd(void (*fn)(void *), void *arg) : rec_(thread_record()), step_{fn, arg, nullptr}
+UnwindOnEnd::UnwindOnEnd(void (*fn)(void *), void *arg)
+    : rec_(thread_record()), step_{fn, arg, nullptr}
 {
     if (rec_ != nullptr) {
         step_.next = rec_->unwind;

@@ -69,7 +69,8 @@ ZoneAt zone_at(std::time_t when)
     return zone;
 }
 
-bool standard_local_to_utc(const std::tm &fields, long long wall_as_utc, std::time_t &value, std::tm &converted)
+bool standard_local_to_utc(const std::tm &fields, long long wall_as_utc, std::time_t &value,
+                           std::tm &converted)
 {
     // Outside daylight time the answer is the moment whose offset, added
     // to it, gives the wall time back; the offset this thread saw last is
@@ -114,7 +115,10 @@ long daylight_shift(const std::tm &converted, std::time_t standard_value, long l
 
 namespace {
 
-long long floor_div(long long a, long long b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
+long long floor_div(long long a, long long b)
+{
+    return a / b - ((a % b != 0) && ((a < 0) != (b < 0)));
+}
 
 // Days from 1970-01-01 to the first of the month in the proleptic Gregorian
 // calendar (month 1..12).

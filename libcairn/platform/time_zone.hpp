@@ -29,7 +29,8 @@ ZoneAt zone_at(std::time_t when);
 // `wall_as_utc` is fields_as_utc(fields).  On success stores the time and
 // its broken-down local form (daylight time included where it applies) and
 // returns true; false when the C library cannot convert the fields.
-bool standard_local_to_utc(const std::tm &fields, long long wall_as_utc, std::time_t &value, std::tm &converted);
+bool standard_local_to_utc(const std::tm &fields, long long wall_as_utc, std::time_t &value,
+                           std::tm &converted);
 
 // mktime() under the environment lock (it reads TZ through tzset()).
 std::time_t mktime_locked(std::tm *fields);

@@ -133,8 +133,8 @@ void sleep_on_park(ThreadRecord &rec, const Waiter *w, uint64_t deadline, uint8_
             break;
         // Due work cannot run while calls are held, so it does not shorten
         // the sleep then (it would only make the wait spin).
-        uint64_t due = rec.calls_held != 0 ? kNoDeadline
-                                           : rec.next_due_ns.load(std::memory_order_relaxed);
+        uint64_t due =
+            rec.calls_held != 0 ? kNoDeadline : rec.next_due_ns.load(std::memory_order_relaxed);
         uint64_t limit = std::min(deadline, due);
         if (now >= limit)
             break;
@@ -176,8 +176,8 @@ bool park_on(SyncObject &obj, uint64_t id, ThreadRecord &rec, uint64_t deadline)
     link_waiter(obj, w);
     obj.lock.unlock();
 
-    sleep_on_park(rec, &w, deadline, static_cast<uint8_t>(kWaitObject + static_cast<uint8_t>(obj.kind)),
-                  &obj);
+    sleep_on_park(rec, &w, deadline,
+                  static_cast<uint8_t>(kWaitObject + static_cast<uint8_t>(obj.kind)), &obj);
 
     if (w.granted.load(std::memory_order_seq_cst) == kWaiting) {
         WordLockHold hold(obj.lock);
@@ -249,8 +249,8 @@ int descriptor_wait(pollfd *fds, nfds_t n, uint64_t deadline_ns, const WaitGener
             errno = EINTR;
             return -1;
         }
-        uint64_t due = rec->calls_held != 0 ? kNoDeadline
-                                            : rec->next_due_ns.load(std::memory_order_relaxed);
+        uint64_t due =
+            rec->calls_held != 0 ? kNoDeadline : rec->next_due_ns.load(std::memory_order_relaxed);
         int ms = poll_ms(now, std::min(deadline_ns, due));
         if (ms == 0 && now >= deadline_ns)
             return poll(fds, n, 0);

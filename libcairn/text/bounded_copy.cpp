@@ -67,7 +67,10 @@ extern "C" {
 
 size_t ox_strlcpy(char *dst, const char *src, size_t size) { return bounded_copy(dst, src, size); }
 
-size_t ox_strlcat(char *dst, const char *src, size_t size) { return bounded_append(dst, src, size); }
+size_t ox_strlcat(char *dst, const char *src, size_t size)
+{
+    return bounded_append(dst, src, size);
+}
 
 size_t ox_wcslen(const ox_wchar *s) { return s ? length_of(s) : 0; }
 

@@ -23,7 +23,8 @@ void copy_replaced(const char *s, std::size_t len, const char *from, std::size_t
     // once (a two-way search reads the needle only once per match).
     auto same = [](char c) { return static_cast<unsigned char>(c); };
     for (;;) {
-        std::ptrdiff_t at = text::two_way_find(s, end - s, from, static_cast<std::ptrdiff_t>(from_len), same);
+        std::ptrdiff_t at =
+            text::two_way_find(s, end - s, from, static_cast<std::ptrdiff_t>(from_len), same);
         if (at < 0)
             break;
         const char *q = s + at;

@@ -96,8 +96,7 @@ int copy_multibyte(char *out, const char *in, std::size_t size, std::size_t *cou
 
 namespace cairn::text {
 
-int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count,
-                std::size_t *used)
+int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count, std::size_t *used)
 {
     set_if(count, std::size_t{0});
     set_if(used, std::size_t{0});
@@ -148,7 +147,8 @@ bool is_valid_utf8(const char *text)
         int len = utf8::decode(p, left, &value);
         // Sequences of five and six bytes, values past U+10FFFF and the
         // surrogate halves are not UTF-8.
-        if (len == utf8::kInvalid || len > 4 || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF))
+        if (len == utf8::kInvalid || len > 4 || value > 0x10FFFF ||
+            (value >= 0xD800 && value <= 0xDFFF))
             return false;
         p += len;
         left -= static_cast<std::size_t>(len);

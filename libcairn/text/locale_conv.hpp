@@ -8,8 +8,7 @@ namespace cairn::text {
 
 // ox_mbs_to_utf8s() that also reports how many input bytes it used, so a
 // caller can give back the bytes that did not fit.
-int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count,
-                std::size_t *used);
+int mbs_to_utf8(char *out, const char *in, std::size_t size, std::size_t *count, std::size_t *used);
 
 // True when `text` is well-formed UTF-8 (at most four bytes a character,
 // no value past U+10FFFF, no surrogate halves).

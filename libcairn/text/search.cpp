@@ -95,7 +95,8 @@ size_t ox_strcount(const char *s, const char *needle)
     const auto nlen = static_cast<std::ptrdiff_t>(std::strlen(needle));
     const char *end = s + std::strlen(s);
     size_t n = 0;
-    for (std::ptrdiff_t at; (at = text::two_way_find(s, end - s, needle, nlen, same)) >= 0; s += at + nlen)
+    for (std::ptrdiff_t at; (at = text::two_way_find(s, end - s, needle, nlen, same)) >= 0;
+         s += at + nlen)
         ++n;
     return n;
 }

@@ -50,8 +50,7 @@ char *utf8_truncate_to_char_boundary(const char *in, char *out, size_t size)
         // The character that begins here is left out whole.
         std::memmove(out, in, size - k);
         out[size - k] = '\0';
-        CAIRN_DEBUG(3, 4, "input truncated to strlen(%s)=%d\n", out,
-                    static_cast<int>(size - k));
+        CAIRN_DEBUG(3, 4, "input truncated to strlen(%s)=%d\n", out, static_cast<int>(size - k));
         return out;
     }
     CAIRN_DEBUG(3, 4, "No lead UTF-8 byte found for truncation\n");

@@ -11,7 +11,10 @@ using text::set_if;
 
 namespace {
 
-inline const unsigned char *bytes(const char *s) { return reinterpret_cast<const unsigned char *>(s); }
+inline const unsigned char *bytes(const char *s)
+{
+    return reinterpret_cast<const unsigned char *>(s);
+}
 
 }  // namespace
 

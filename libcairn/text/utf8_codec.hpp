@@ -52,10 +52,8 @@ inline int decode(const unsigned char *s, std::size_t avail, uint32_t *value)
         *value = (uint32_t(b0 & 0x1F) << 6) | (s[1] & 0x3Fu);
         return 2;
     }
-    if ((b0 & 0xF0) == 0xE0 && avail >= 3 && is_continuation(s[1]) &&
-        is_continuation(s[2])) {
-        uint32_t v = (uint32_t(b0 & 0x0F) << 12) | (uint32_t(s[1] & 0x3F) << 6) |
-                     (s[2] & 0x3Fu);
+    if ((b0 & 0xF0) == 0xE0 && avail >= 3 && is_continuation(s[1]) && is_continuation(s[2])) {
+        uint32_t v = (uint32_t(b0 & 0x0F) << 12) | (uint32_t(s[1] & 0x3F) << 6) | (s[2] & 0x3Fu);
         if (v >= 0x800) {
             *value = v;
             return 3;

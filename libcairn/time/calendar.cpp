@@ -17,7 +17,10 @@ constexpr int kCtimeBufferSize = 64;
 thread_local char t_ctime_text[kCtimeBufferSize];
 thread_local std::tm t_local_fields;
 
-std::time_t low_32_bits(ox_time64_t t) { return static_cast<std::time_t>(static_cast<int32_t>(static_cast<uint32_t>(t))); }
+std::time_t low_32_bits(ox_time64_t t)
+{
+    return static_cast<std::time_t>(static_cast<int32_t>(static_cast<uint32_t>(t)));
+}
 
 }  // namespace
 

@@ -23,8 +23,8 @@ namespace {
 //   6. "%04d-%02d-%02dT%02d:%02d:%02d"
 // They share three stems; each stem is scanned once and the forms are then
 // decided, in their order, by what follows it.
-constexpr const char *kZonedStem = "%d-%d-%dT%d:%d:%d";              // forms 1, 2
-constexpr const char *kCompactStem = "%04d%02d%02dT%02d%02d%02d";     // forms 3, 5
+constexpr const char *kZonedStem = "%d-%d-%dT%d:%d:%d";                 // forms 1, 2
+constexpr const char *kCompactStem = "%04d%02d%02dT%02d%02d%02d";       // forms 3, 5
 constexpr const char *kExtendedStem = "%04d-%02d-%02dT%02d:%02d:%02d";  // forms 4, 6
 constexpr int kStemFields = 6;
 
@@ -37,7 +37,8 @@ struct Match {
 bool match_zoned(const char *text, Match &m)
 {
     const char *end = nullptr;
-    if (cairn::scan_prefix(text, kZonedStem, m.v, end) != kStemFields || (*end != '-' && *end != '+'))
+    if (cairn::scan_prefix(text, kZonedStem, m.v, end) != kStemFields ||
+        (*end != '-' && *end != '+'))
         return false;
     long long zone[cairn::kMaxFormValues];
     if (cairn::scan_form(end + 1, "%ld", zone) != 1)
@@ -58,7 +59,8 @@ bool match_unzoned(const char *text, Match &m)
     if (has_compact && ends_with_z(compact_end)) {
         chosen = compact;
     } else {
-        bool has_extended = cairn::scan_prefix(text, kExtendedStem, extended, extended_end) == kStemFields;
+        bool has_extended =
+            cairn::scan_prefix(text, kExtendedStem, extended, extended_end) == kStemFields;
         if (has_extended && ends_with_z(extended_end))
             chosen = extended;
         else if (has_compact && *compact_end == '\0')
@@ -137,8 +139,9 @@ bool match_canonical(const char *text, std::size_t length, Match &m)
         if (text[19] != '+' && text[19] != '-')
             return false;
         m.zone_sign = text[19] == '-' ? -1 : 1;
-        return match_shape(text, text[19] == '-' ? "DDDD-DD-DDTDD:DD:DD-DDDD" : "DDDD-DD-DDTDD:DD:DD+DDDD", m,
-                           kStemFields + 1);
+        return match_shape(
+            text, text[19] == '-' ? "DDDD-DD-DDTDD:DD:DD-DDDD" : "DDDD-DD-DDTDD:DD:DD+DDDD", m,
+            kStemFields + 1);
     default:
         return false;
     }
@@ -206,4 +209,7 @@ ox_time64_t parse_8601_at(const char *text, std::time_t now)
 
 }  // namespace cairn
 
-extern "C" ox_time64_t ox_8601ptime(const char *text) { return cairn::parse_8601_at(text, std::time(nullptr)); }
+extern "C" ox_time64_t ox_8601ptime(const char *text)
+{
+    return cairn::parse_8601_at(text, std::time(nullptr));
+}

@@ -100,7 +100,8 @@ int format_8601_with_zone_at(char *buf, std::size_t size, ox_time64_t t, std::ti
     if (buf == nullptr || size == 0)
         return 0;
     char text[kFieldTextSize + 8];
-    std::size_t n = format_fields(text, kFieldTextSize, t, false, Form::extended);  // makes the zone data current
+    std::size_t n = format_fields(text, kFieldTextSize, t, false,
+                                  Form::extended);  // makes the zone data current
     if (n == 0)
         return deliver(buf, size, "", 0);
     // The offset in effect now, daylight time included, also for other

@@ -11,7 +11,10 @@ namespace {
 
 // t - now as an unsigned distance, meaningful when t > now.  Unsigned so
 // that distances of any size are defined.
-uint64_t distance_after(ox_time64_t t, ox_time64_t now) { return static_cast<uint64_t>(t) - static_cast<uint64_t>(now); }
+uint64_t distance_after(ox_time64_t t, ox_time64_t now)
+{
+    return static_cast<uint64_t>(t) - static_cast<uint64_t>(now);
+}
 
 }  // namespace
 

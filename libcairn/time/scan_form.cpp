@@ -69,7 +69,8 @@ const char *read_number(const char *t, const Conversion &conv, long long &value)
 
 }  // namespace
 
-int scan_prefix(const char *text, const char *form, long long (&values)[kMaxFormValues], const char *&end)
+int scan_prefix(const char *text, const char *form, long long (&values)[kMaxFormValues],
+                const char *&end)
 {
     int stored = 0;
     const char *t = text;

@@ -21,6 +21,7 @@ int scan_form(const char *text, const char *form, long long (&values)[kMaxFormVa
 
 // scan_form() for the beginning of the text only: on a match `end` points
 // just after the matched text, which may go on.
-int scan_prefix(const char *text, const char *form, long long (&values)[kMaxFormValues], const char *&end);
+int scan_prefix(const char *text, const char *form, long long (&values)[kMaxFormValues],
+                const char *&end);
 
 }  // namespace cairn

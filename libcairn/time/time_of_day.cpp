@@ -46,8 +46,9 @@ int ox_gettimeofday_current_time(struct ox_timeval *tv)
     tv->tv_sec = static_cast<int32_t>(seconds);
     tv->tv_usec = static_cast<int32_t>(remaining / 10);
     if (cairn::debug_wanted(kClockDebugLevel, kClockTraceBit))
-        cairn::debug_write("tv_sec=%ld, tv_usec=%ld, i64save_time=%s, remaining_100nanosec=%s\n", static_cast<long>(tv->tv_sec),
-                           static_cast<long>(tv->tv_usec), Decimal(since_epoch).text, Decimal(remaining).text);
+        cairn::debug_write("tv_sec=%ld, tv_usec=%ld, i64save_time=%s, remaining_100nanosec=%s\n",
+                           static_cast<long>(tv->tv_sec), static_cast<long>(tv->tv_usec),
+                           Decimal(since_epoch).text, Decimal(remaining).text);
     return 0;
 }
 
@@ -61,13 +62,15 @@ int ox_gettimeofday(struct ox_timeval *tv, void *ignored)
     if (counter == 0 || frequency == 0)
         return ox_gettimeofday_current_time(tv);
     // In floating point, as the counter's own scale may not divide evenly.
-    auto microseconds = static_cast<int64_t>(static_cast<double>(counter) / static_cast<double>(frequency) * 1000000.0);
+    auto microseconds = static_cast<int64_t>(static_cast<double>(counter) /
+                                             static_cast<double>(frequency) * 1000000.0);
     tv->tv_sec = static_cast<int32_t>(microseconds / 1000000);
     tv->tv_usec = static_cast<int32_t>(microseconds % 1000000);
     if (cairn::debug_wanted(kClockDebugLevel, kClockTraceBit))
-        cairn::debug_write("perf_counter.QuadPart=%s, Count_per_sec.QuadPart=%s, seconds=%ld, microsecond=%ld\n",
-                           Decimal(counter).text, Decimal(frequency).text, static_cast<long>(tv->tv_sec),
-                           static_cast<long>(tv->tv_usec));
+        cairn::debug_write(
+            "perf_counter.QuadPart=%s, Count_per_sec.QuadPart=%s, seconds=%ld, microsecond=%ld\n",
+            Decimal(counter).text, Decimal(frequency).text, static_cast<long>(tv->tv_sec),
+            static_cast<long>(tv->tv_usec));
     return 0;
 }
 
@@ -75,8 +78,10 @@ struct ox_timeval timeval_diff(struct ox_timeval a, struct ox_timeval b)
 {
     // Unsigned arithmetic: hostile values wrap instead of overflowing.
     struct ox_timeval d;
-    d.tv_sec = static_cast<int32_t>(static_cast<uint32_t>(b.tv_sec) - static_cast<uint32_t>(a.tv_sec));
-    d.tv_usec = static_cast<int32_t>(static_cast<uint32_t>(b.tv_usec) - static_cast<uint32_t>(a.tv_usec));
+    d.tv_sec =
+        static_cast<int32_t>(static_cast<uint32_t>(b.tv_sec) - static_cast<uint32_t>(a.tv_sec));
+    d.tv_usec =
+        static_cast<int32_t>(static_cast<uint32_t>(b.tv_usec) - static_cast<uint32_t>(a.tv_usec));
     if (d.tv_usec < 0) {
         d.tv_usec = static_cast<int32_t>(static_cast<uint32_t>(d.tv_usec) + 1000000u);
         d.tv_sec = static_cast<int32_t>(static_cast<uint32_t>(d.tv_sec) - 1u);
@@ -86,7 +91,8 @@ struct ox_timeval timeval_diff(struct ox_timeval a, struct ox_timeval b)
 
 int32_t gettimediff_usec(struct ox_timeval a, struct ox_timeval b)
 {
-    int64_t usec = (static_cast<int64_t>(b.tv_sec) - a.tv_sec) * 1000000 + (static_cast<int64_t>(b.tv_usec) - a.tv_usec);
+    int64_t usec = (static_cast<int64_t>(b.tv_sec) - a.tv_sec) * 1000000 +
+                   (static_cast<int64_t>(b.tv_usec) - a.tv_usec);
     return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(usec)));
 }
 

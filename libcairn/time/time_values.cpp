@@ -20,7 +20,10 @@ ox_time64_t clock_time_now()
 
 namespace {
 
-ox_time64_t normalise_forever(ox_time64_t t) { return t == OX_TIME_FOREVER32 ? OX_TIME_FOREVER : t; }
+ox_time64_t normalise_forever(ox_time64_t t)
+{
+    return t == OX_TIME_FOREVER32 ? OX_TIME_FOREVER : t;
+}
 
 }  // namespace
 
@@ -59,7 +62,8 @@ ox_timeoffset_t ox_time64_to_offset(ox_time64_t t, ox_time64_t base)
     if (ox_is_forever_time(t))
         return OX_TIMEOFFSET_FOREVER;
     // Wrapping 32-bit subtraction, done unsigned so that it is defined.
-    auto offset = static_cast<ox_timeoffset_t>(static_cast<uint32_t>(t) - static_cast<uint32_t>(base));
+    auto offset =
+        static_cast<ox_timeoffset_t>(static_cast<uint32_t>(t) - static_cast<uint32_t>(base));
     return offset == OX_TIMEOFFSET_FOREVER ? OX_TIMEOFFSET_OVERFLOW : offset;
 }
 
@@ -67,11 +71,13 @@ ox_time64_t ox_timeoffset_to_64(ox_timeoffset_t offset, ox_time64_t base)
 {
     if (offset == OX_TIMEOFFSET_FOREVER || base == OX_TIME_FOREVER32)
         return OX_TIME_FOREVER;
-    if (offset == OX_TIMEOFFSET_OVERFLOW || offset == OX_TIMEOFFSET_INDEFINITE || base == OX_TIME_NOT_FOREVER32)
+    if (offset == OX_TIMEOFFSET_OVERFLOW || offset == OX_TIMEOFFSET_INDEFINITE ||
+        base == OX_TIME_NOT_FOREVER32)
         return OX_TIME_INDEFINITE;
     // Unsigned so that a base near the top of the range wraps instead of
     // overflowing; callers never pass such bases with a real offset.
-    auto sum = static_cast<ox_time64_t>(static_cast<uint64_t>(base) + static_cast<uint32_t>(offset));
+    auto sum =
+        static_cast<ox_time64_t>(static_cast<uint64_t>(base) + static_cast<uint32_t>(offset));
     return sum == OX_TIME_FOREVER32 ? OX_TIME_NOT_FOREVER32 : sum;
 }
 

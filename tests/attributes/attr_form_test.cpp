@@ -46,7 +46,11 @@ TEST(AttrForm, TableOfForms)
         {"n", {}, 0, false, "                           n: ;\n"},
         {"Name", {"a", "b"}, ATTR_NO_PADDING, false, "Name: a, b;\n"},
         {"exactly_twenty_eight_columns", {"v"}, 0, false, "exactly_twenty_eight_columns: v;\n"},
-        {"a_name_longer_than_the_28_columns", {"v"}, 0, false, "a_name_longer_than_the_28_columns: v;\n"},
+        {"a_name_longer_than_the_28_columns",
+         {"v"},
+         0,
+         false,
+         "a_name_longer_than_the_28_columns: v;\n"},
         {"q", {""}, 0, false, "                           q: \"\";\n"},
         {"q", {"a,b"}, 0, false, "                           q: \"a,b\";\n"},
         {"q", {"x "}, 0, false, "                           q: \"x \";\n"},
@@ -59,13 +63,29 @@ TEST(AttrForm, TableOfForms)
         {"q", {"in side", "a-b"}, 0, false, "                           q: in side, a-b;\n"},
         {"q", {"plain"}, 0, true, "                           q: \"plain\";\n"},
         {"q", {"secret"}, ATTR_HIDE_VALUES, false, "                           q: *******;\n"},
-        {"q", {"x", "y"}, ATTR_HIDE_VALUES, true, "                           q: \"*******\", \"*******\";\n"},
-        {"user password", {"s1", "s2"}, 0, false, "               user password: *******, *******;\n"},
+        {"q",
+         {"x", "y"},
+         ATTR_HIDE_VALUES,
+         true,
+         "                           q: \"*******\", \"*******\";\n"},
+        {"user password",
+         {"s1", "s2"},
+         0,
+         false,
+         "               user password: *******, *******;\n"},
         {"PassWordHint", {"s"}, 0, false, "                PassWordHint: *******;\n"},
         // Companions show their structured text rendered; text that does not
         // parse shows as it is.
-        {"m_I18N", {"0 5 Hello", "12 4 a %s 1 0 1 b", "plain"}, 0, false, "                      m_I18N: Hello, a b, plain;\n"},
-        {"m_I18N", {"0 5 Hello"}, ATTR_NO_RENDER, false, "                      m_I18N: 0 5 Hello;\n"},
+        {"m_I18N",
+         {"0 5 Hello", "12 4 a %s 1 0 1 b", "plain"},
+         0,
+         false,
+         "                      m_I18N: Hello, a b, plain;\n"},
+        {"m_I18N",
+         {"0 5 Hello"},
+         ATTR_NO_RENDER,
+         false,
+         "                      m_I18N: 0 5 Hello;\n"},
         {"m", {"0 5 Hello"}, 0, false, "                           m: 0 5 Hello;\n"},
         {"m", {"0 5 Hello"}, ATTR_RENDER, false, "                           m: Hello;\n"},
     };
@@ -78,32 +98,36 @@ TEST(AttrForm, WrapsUnderColumn30)
     // Values of 10 columns: four fit on the first line (column 30 + 4 * 12
     // = 78), the fifth starts a new line under column 30.
     std::string pad30(30, ' ');
-    std::string expect = "                           w: " + kTen + ", " + kTen + ", " + kTen + ", " + kTen + ", \n" +
-                         pad30 + kTen + ", " + kTen + ";\n";
+    std::string expect = "                           w: " + kTen + ", " + kTen + ", " + kTen +
+                         ", " + kTen + ", \n" + pad30 + kTen + ", " + kTen + ";\n";
     EXPECT_EQ(form_of("w", {kTen, kTen, kTen, kTen, kTen, kTen}), expect);
 
     // A value of 47 columns still fits a line (47 + 32 < 80); of 48 not.
     std::string v47(47, 'a'), v48(48, 'b');
-    EXPECT_EQ(form_of("w", {"x", v47}), "                           w: x, \n" + pad30 + v47 + ";\n");
+    EXPECT_EQ(form_of("w", {"x", v47}),
+              "                           w: x, \n" + pad30 + v47 + ";\n");
     EXPECT_EQ(form_of("w", {v48}), "                           w: \\\n" + v48 + ";\n");
     // After a continuation block the line counts as full.
-    EXPECT_EQ(form_of("w", {"x", v48, "y"}), "                           w: x, \n" + v48 + ", \n" + pad30 + "y;\n");
+    EXPECT_EQ(form_of("w", {"x", v48, "y"}),
+              "                           w: x, \n" + v48 + ", \n" + pad30 + "y;\n");
 
     // Too wide for one line: pieces of the line width.
     std::string v170(170, 'c');
-    EXPECT_EQ(form_of("w", {v170}),
-              "                           w: \\\n" + v170.substr(0, 80) + "\n" + v170.substr(80, 80) + "\n" +
-                  v170.substr(160) + ";\n");
+    EXPECT_EQ(form_of("w", {v170}), "                           w: \\\n" + v170.substr(0, 80) +
+                                        "\n" + v170.substr(80, 80) + "\n" + v170.substr(160) +
+                                        ";\n");
     // A quoted value that starts with a line feed needs no backslash.
     std::string nl = "\n" + std::string(60, 'd');
-    EXPECT_EQ(form_of("w", {nl}), "                           w: \"\n" + std::string(60, 'd') + "\";\n");
+    EXPECT_EQ(form_of("w", {nl}),
+              "                           w: \"\n" + std::string(60, 'd') + "\";\n");
     // Pieces are counted in cells: wide characters take two.
     std::string wide;
     for (int i = 0; i < 41; ++i)
         wide += "\xe4\xb8\x80";  // U+4E00, two cells
     std::string f = form_of("w", {wide});
     size_t first_break = f.find('\n', f.find("\\\n") + 2);
-    EXPECT_EQ(first_break - (f.find("\\\n") + 2), 40u * 3) << "40 characters of two cells on the first line";
+    EXPECT_EQ(first_break - (f.find("\\\n") + 2), 40u * 3)
+        << "40 characters of two cells on the first line";
 }
 
 TEST(AttrForm, PasswordSwitchAndSpecialNames)
@@ -111,9 +135,11 @@ TEST(AttrForm, PasswordSwitchAndSpecialNames)
     EXPECT_EQ(form_of("password", {"secret"}), "                    password: *******;\n");
     EXPECT_EQ(attr_passwords(0), 0);
     EXPECT_EQ(form_of("password", {"secret"}), "                    password: secret;\n");
-    EXPECT_EQ(form_of("password", {"secret"}, ATTR_HIDE_VALUES), "                    password: *******;\n");
+    EXPECT_EQ(form_of("password", {"secret"}, ATTR_HIDE_VALUES),
+              "                    password: *******;\n");
     AttrList phrases(Attrs{{"BXR_ENCRYPTION_PHRASES", {"p1"}}});
-    EXPECT_EQ(form(phrases.head), "      BXR_ENCRYPTION_PHRASES: p1;\n") << "only printing hides these";
+    EXPECT_EQ(form(phrases.head), "      BXR_ENCRYPTION_PHRASES: p1;\n")
+        << "only printing hides these";
     std::string printed = stream_text([&](FILE *f) { attr_print(f, phrases.head, 0); });
     EXPECT_EQ(printed, "      BXR_ENCRYPTION_PHRASES: *******;\n");
     EXPECT_EQ(attr_passwords(1), 1);
@@ -153,7 +179,8 @@ TEST(AttrForm, PrintingToStreamsAndTheDebugLog)
         attr_print(stderr, name, ATTR_NO_PADDING);
         EXPECT_EQ(err.text(), "Name: a, b;\n");
     }
-    EXPECT_EQ(stream_text([&](FILE *f) { attr_print(f, name, 0); }), "                        Name: a, b;\n");
+    EXPECT_EQ(stream_text([&](FILE *f) { attr_print(f, name, 0); }),
+              "                        Name: a, b;\n");
     // A form of 17408 bytes or more is written directly.
     AttrList big(Attrs{{"big", Texts(2000, kTen)}});
     int len = attr_sprintf(nullptr, 0, 80, big.head, 0, 1, 0);
@@ -213,7 +240,9 @@ TEST(AttrForm, ParsesNameValueSections)
         {"\"a=1,b=2\",c=3", {{"a", {"1"}}, {"b", {"2"}}}, ""},
         {"\t\"a=1", {{"a", {"1"}}}, ""},
         {"a=1 \t", {{"a", {"1"}}}, ""},
-        {"a=1,bad,,c=3", {{"a", {"1"}}, {"c", {"3"}}}, "ignoring bad section bad\nignoring bad section ?\n"},
+        {"a=1,bad,,c=3",
+         {{"a", {"1"}}, {"c", {"3"}}},
+         "ignoring bad section bad\nignoring bad section ?\n"},
         {"A=1,a=2", {{"A", {"2"}}}, ""},
         {"", {}, ""},
     };

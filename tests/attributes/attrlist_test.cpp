@@ -156,7 +156,8 @@ TEST(Attributes, SettingReplacingDefaulting)
 
 TEST(Attributes, FindingAndReading)
 {
-    AttrList l(Attrs{{"Count", {"42x"}}, {"big", {"18446744073709551615"}}, {"host", {"a", "B"}}, {"none", {}}});
+    AttrList l(Attrs{
+        {"Count", {"42x"}}, {"big", {"18446744073709551615"}}, {"host", {"a", "B"}}, {"none", {}}});
     EXPECT_EQ(attrlist_case_find(l.head, "count", 1), nullptr);
     attr_t *count = attrlist_case_find(l.head, "Count", 1);
     ASSERT_NE(count, nullptr);
@@ -227,7 +228,8 @@ TEST(Attributes, WholeListOperations)
 
     AttrList dest(Attrs{{"B", {"3", "4"}}, {"d", {"5"}}, {"c", {"x"}}});
     attrlist_merge_or_add(src.head, &dest.head);
-    EXPECT_EQ(dest.get(), (Attrs{{"a", {"1"}}, {"B", {"3", "4", "2"}}, {"c", {"x"}}, {"d", {"5"}}}));
+    EXPECT_EQ(dest.get(),
+              (Attrs{{"a", {"1"}}, {"B", {"3", "4", "2"}}, {"c", {"x"}}, {"d", {"5"}}}));
 
     AttrList into(Attrs{{"b", {"old"}}, {"z", {"keep"}}});
     attrlist_merge(&src.head, &into.head);
@@ -248,7 +250,8 @@ TEST(Attributes, WholeListOperations)
     EXPECT_EQ(attrlist_equal(into.head, names.head), 0);
     EXPECT_EQ(attrlist_exact_name_match(src.head, names.head), 0);
 
-    AttrList built(attrlist_build("Host", "a", "b", nullptr, "flag", nullptr, "host", "c", nullptr, nullptr));
+    AttrList built(
+        attrlist_build("Host", "a", "b", nullptr, "flag", nullptr, "host", "c", nullptr, nullptr));
     EXPECT_EQ(built.get(), (Attrs{{"flag", {}}, {"Host", {"a", "b", "c"}}}));
     EXPECT_EQ(attrlist_build(nullptr), nullptr);
 
@@ -292,9 +295,12 @@ TEST(Attributes, Queries)
     };
     for (const Row &row : rows) {
         AttrList q(row.query);
-        EXPECT_EQ(attrlist_match(q.head, list.head), row.match) << ::testing::PrintToString(row.query);
-        EXPECT_EQ(query_match(q.head, list.head), row.qmatch) << ::testing::PrintToString(row.query);
-        EXPECT_EQ(query_match_null(q.head, list.head), row.qnull) << ::testing::PrintToString(row.query);
+        EXPECT_EQ(attrlist_match(q.head, list.head), row.match)
+            << ::testing::PrintToString(row.query);
+        EXPECT_EQ(query_match(q.head, list.head), row.qmatch)
+            << ::testing::PrintToString(row.query);
+        EXPECT_EQ(query_match_null(q.head, list.head), row.qnull)
+            << ::testing::PrintToString(row.query);
     }
 }
 

@@ -84,8 +84,12 @@ TEST(Inttostr, WritesDecimalWithinTheBuffer)
         int64_t value;
         const char *text;
     };
-    const Row rows[] = {{0, "0"}, {7, "7"}, {-7, "-7"}, {1234567890, "1234567890"},
-                        {INT64_MAX, "9223372036854775807"}, {INT64_MIN, "-9223372036854775808"}};
+    const Row rows[] = {{0, "0"},
+                        {7, "7"},
+                        {-7, "-7"},
+                        {1234567890, "1234567890"},
+                        {INT64_MAX, "9223372036854775807"},
+                        {INT64_MIN, "-9223372036854775808"}};
     for (const Row &row : rows) {
         char buf[OX_INTTOSTR_SIZE];
         EXPECT_EQ(inttostr(row.value, buf, sizeof buf), buf);
@@ -108,8 +112,8 @@ TEST(Regex, CompilesMatchesAndRefusesBadPatterns)
         const char *pattern, *text;
         int match;
     };
-    const Row rows[] = {{"abc", "xxabcxx", 1}, {"^abc$", "xabc", 0},   {"a.c", "abc", 1},
-                        {"a+b", "aaab", 1},     {"(x|y)z", "yz", 1},   {"ABC", "abc", 0},
+    const Row rows[] = {{"abc", "xxabcxx", 1},  {"^abc$", "xabc", 0},    {"a.c", "abc", 1},
+                        {"a+b", "aaab", 1},     {"(x|y)z", "yz", 1},     {"ABC", "abc", 0},
                         {"[0-9]{3}", "a12", 0}, {"[0-9]{3}", "a123", 1}, {"", "", 1}};
     for (const Row &row : rows) {
         ox_regex *re = regex_cmp(row.pattern);
@@ -139,9 +143,10 @@ TEST(Fmatch, MatchesWholeNames)
         const char *pattern, *name;
         int match;
     };
-    const Row rows[] = {{"*", "", 1},         {"*", "any/thing", 1}, {"a?c", "abc", 1}, {"a?c", "ac", 0},
-                        {"*.txt", "x.txt", 1}, {"*.txt", "x.txt2", 0}, {"[ab]x", "bx", 1}, {"[!ab]x", "bx", 0},
-                        {"\\*", "*", 1},     {"\\*", "x", 0},         {"A*", "abc", 0},   {"*", ".hidden", 1}};
+    const Row rows[] = {{"*", "", 1},       {"*", "any/thing", 1}, {"a?c", "abc", 1},
+                        {"a?c", "ac", 0},   {"*.txt", "x.txt", 1}, {"*.txt", "x.txt2", 0},
+                        {"[ab]x", "bx", 1}, {"[!ab]x", "bx", 0},   {"\\*", "*", 1},
+                        {"\\*", "x", 0},    {"A*", "abc", 0},      {"*", ".hidden", 1}};
     for (const Row &row : rows)
         EXPECT_EQ(fmatch(row.pattern, row.name), row.match) << row.pattern << " ~ " << row.name;
     EXPECT_EQ(fmatch(nullptr, "x"), 0);

@@ -138,13 +138,15 @@ TEST_F(ValueFiles, UnreadablePathsGiveTheReadMessage)
     EXPECT_EQ(m->err.type * 10000 + m->err.severity * 1000 + m->err.code, 55000);
     EXPECT_EQ(std::string(m->text), "Unable to open file '" + missing + "' for reading\n");
     EXPECT_STREQ(m->stext.args[0].text, missing.c_str());
-    EXPECT_EQ(number_of(vallist_from_file(&l.head, dir_.c_str())), VALLIST_MSG_OPEN_READ) << "a directory cannot be read";
+    EXPECT_EQ(number_of(vallist_from_file(&l.head, dir_.c_str())), VALLIST_MSG_OPEN_READ)
+        << "a directory cannot be read";
     EXPECT_EQ(number_of(vallist_from_file(&l.head, nullptr)), VALLIST_MSG_OPEN_READ);
     EXPECT_EQ(number_of(vallist_from_file(nullptr, missing.c_str())), VALLIST_MSG_OPEN_READ);
     if (geteuid() != 0) {
         put(path("secret"), "x\n");
         chmod(path("secret").c_str(), 0);
-        EXPECT_EQ(number_of(vallist_from_file(&l.head, path("secret").c_str())), VALLIST_MSG_OPEN_READ);
+        EXPECT_EQ(number_of(vallist_from_file(&l.head, path("secret").c_str())),
+                  VALLIST_MSG_OPEN_READ);
     }
     EXPECT_EQ(l.get(), (Texts{"kept"}));
     EXPECT_EQ(err.text(), "") << "the message is returned, not printed";
@@ -170,7 +172,8 @@ TEST_F(ValueFiles, UnwritablePathsGiveTheWriteMessage)
     if (geteuid() != 0) {
         put(path("old"), "old\n");
         chmod(dir_.c_str(), 0500);
-        EXPECT_EQ(number_of(vallist_write_file(l.head, path("old").c_str())), VALLIST_MSG_OPEN_WRITE);
+        EXPECT_EQ(number_of(vallist_write_file(l.head, path("old").c_str())),
+                  VALLIST_MSG_OPEN_WRITE);
         chmod(dir_.c_str(), 0700);
         EXPECT_EQ(get(path("old")), "old\n");
     }

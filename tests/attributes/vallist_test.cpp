@@ -406,8 +406,9 @@ TEST(Values, PrintedForms)
     std::string expect2;
     for (int r = 0; r < 6; ++r) {
         char line[128];
-        std::snprintf(line, sizeof line, "\t%2d) %-24s\t%2d) %-24s\n", r + 1, ("v" + std::to_string(r)).c_str(),
-                      r + 7, ("v" + std::to_string(r + 6)).c_str());
+        std::snprintf(line, sizeof line, "\t%2d) %-24s\t%2d) %-24s\n", r + 1,
+                      ("v" + std::to_string(r)).c_str(), r + 7,
+                      ("v" + std::to_string(r + 6)).c_str());
         expect2 += line;
     }
     EXPECT_EQ(two, expect2);
@@ -420,7 +421,8 @@ TEST(Values, PrintedForms)
             if (i >= 22)
                 break;
             char item[64];
-            std::snprintf(item, sizeof item, " %2d) %-21s", i + 1, ("v" + std::to_string(i)).c_str());
+            std::snprintf(item, sizeof item, " %2d) %-21s", i + 1,
+                          ("v" + std::to_string(i)).c_str());
             expect3 += item;
         }
         expect3 += "\n";
@@ -428,7 +430,8 @@ TEST(Values, PrintedForms)
     EXPECT_EQ(three, expect3);
     Vals wide(Texts{std::string(30, 'w'), "a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k"});
     std::string one = stream_text([&](FILE *f) { vallist_display(f, wide.head); });
-    EXPECT_EQ(one.rfind("\t12) k\n"), one.size() - 7) << "values too wide for columns take one column";
+    EXPECT_EQ(one.rfind("\t12) k\n"), one.size() - 7)
+        << "values too wide for columns take one column";
 
     DebugScope scope(0, 0);
     CaptureFd err(2);

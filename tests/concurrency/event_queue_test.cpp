@@ -75,7 +75,8 @@ TEST(EventQueue, SignalWakesEveryWaiterWithAnInterrupt)
     // three have each been interrupted once.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (interrupted.load() < 3) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << interrupted.load() << " of 3 interrupted";
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+            << interrupted.load() << " of 3 interrupted";
         ASSERT_EQ(ox_eventqueue_signal(q), 0);
         std::this_thread::yield();
     }

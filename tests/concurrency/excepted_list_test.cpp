@@ -62,7 +62,8 @@ TEST(FormatterConcurrency, ThreadsFormatIndependently)
             char want[64], got[64];
             for (int i = 0; i < 20000; ++i) {
                 std::snprintf(want, sizeof want, "t%d i%d %s %x", t, i, "text", i * 7);
-                ox_snprintf(got, sizeof got, "%4$s%1$d %3$s%2$d %5$s %6$x", t, i, "i", "t", "text", i * 7);
+                ox_snprintf(got, sizeof got, "%4$s%1$d %3$s%2$d %5$s %6$x", t, i, "i", "t", "text",
+                            i * 7);
                 if (std::strcmp(want, got) != 0)
                     failures.fetch_add(1);
             }

@@ -176,8 +176,8 @@ TEST(Fork, ChildrenUseEveryHandleTypeWhileThreadsHammerTheLocks)
     // process whose threads are still creating them is not covered here).
     while (g_warm.load() < 3)
         std::this_thread::yield();
-    void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
-                        -1, 0);
+    void *shared =
+        mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(shared, MAP_FAILED);
     g_step = static_cast<volatile int *>(shared);
     int hung = 0;
@@ -191,8 +191,7 @@ TEST(Fork, ChildrenUseEveryHandleTypeWhileThreadsHammerTheLocks)
         if (status == -1) {
             ++hung;
             ADD_FAILURE() << "round " << round << ": the child hung at step " << *g_step;
-        }
-        else
+        } else
             EXPECT_EQ(status, 0) << "round " << round;
     }
     g_stop = true;

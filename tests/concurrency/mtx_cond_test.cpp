@@ -40,9 +40,9 @@ TEST(Mtx, RecursiveAndForgivingOnUnlock)
     EXPECT_EQ(trylock_elsewhere(m), 0);
     EXPECT_EQ(ox_mtx_unlock(m), 1);
     EXPECT_EQ(ox_mtx_unlock(m), 1);
-    EXPECT_EQ(trylock_elsewhere(m), 0);  // one level still held
+    EXPECT_EQ(trylock_elsewhere(m), 0);                           // one level still held
     std::thread([&] { EXPECT_EQ(ox_mtx_unlock(m), 1); }).join();  // not owner: success
-    EXPECT_EQ(trylock_elsewhere(m), 0);  // ...and nothing released
+    EXPECT_EQ(trylock_elsewhere(m), 0);                           // ...and nothing released
     EXPECT_EQ(ox_mtx_unlock(m), 1);
     EXPECT_EQ(trylock_elsewhere(m), 1);
     EXPECT_EQ(ox_mtx_destroy(m), 1);

@@ -16,10 +16,7 @@ using namespace cairn::testing;
 
 namespace {
 
-int last_native(int *kind)
-{
-    return static_cast<int>(ox_error_get_last_native(kind));
-}
+int last_native(int *kind) { return static_cast<int>(ox_error_get_last_native(kind)); }
 
 // Whether `n` threads sleep in the event's platform wait list.
 bool parked(ox_event *e, int n) { return e->handle->queued.load() == n; }
@@ -124,7 +121,7 @@ TEST(Event, SignalReleasesOneWaiterOrTheNextWait)
     ox_event *e = ox_event_new();
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(ox_event_signal(e), 0);
-    EXPECT_EQ(ox_event_timedwait(e, 0), 0);   // remembered for the next wait
+    EXPECT_EQ(ox_event_timedwait(e, 0), 0);             // remembered for the next wait
     EXPECT_EQ(ox_event_timedwait(e, 0), OX_ETIMEDOUT);  // and consumed
     int kind = 0;
     EXPECT_EQ(ox_error_get_last_native(&kind), 258u);

@@ -82,7 +82,8 @@ TEST(ObjectRegistry, ExitCleanupOnlyWhenEnabledAndFlagsSetByTheOwner)
     auto result = cairn::testing::run_in_child([] {
         Obj a;
         if (register_obj(a) != 0 || ox_object_set_attribute(&a, 0x40u) != 0 ||
-            a.header.flags != (OX_OBJECT_VALID | 0x40u) || ox_object_set_attribute(nullptr, 1) != OX_ENULL)
+            a.header.flags != (OX_OBJECT_VALID | 0x40u) ||
+            ox_object_set_attribute(nullptr, 1) != OX_ENULL)
             std::exit(1);
         // Not enabled: the registry stays for late exit code.
         ox_object_once_cleanup_atexit();

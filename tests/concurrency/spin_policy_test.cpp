@@ -11,7 +11,10 @@ using namespace cairn;
 
 namespace {
 
-bool pin_to(const cpu_set_t &set) { return pthread_setaffinity_np(pthread_self(), sizeof set, &set) == 0; }
+bool pin_to(const cpu_set_t &set)
+{
+    return pthread_setaffinity_np(pthread_self(), sizeof set, &set) == 0;
+}
 
 }  // namespace
 

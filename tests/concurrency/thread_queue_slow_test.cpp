@@ -29,7 +29,8 @@ TEST(ThreadQueueSlow, ExtraWorkersRetireAfterSixtySecondsIdle)
     g_gate = true;
     auto start = std::chrono::steady_clock::now();
     while (g_done.load() < 10) {
-        ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << g_done.load() << " of 10 done";
+        ASSERT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30))
+            << g_done.load() << " of 10 done";
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     // Still four well before the idle time has passed.

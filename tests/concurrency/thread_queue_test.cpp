@@ -226,10 +226,13 @@ void timer_work(void *it)
     uint64_t self = ox_thread_id(ox_thread_self());
     if (it == item(1)) {
         g_worker_thread = self;
-        g_timer = ox_timer_new(5, 0, [](void *) {
-            g_timer_thread = ox_thread_id(ox_thread_self());
-            g_timer_calls.fetch_add(1);
-        }, nullptr, nullptr);
+        g_timer = ox_timer_new(
+            5, 0,
+            [](void *) {
+                g_timer_thread = ox_thread_id(ox_thread_self());
+                g_timer_calls.fetch_add(1);
+            },
+            nullptr, nullptr);
         EXPECT_NE(g_timer, nullptr);
         EXPECT_EQ(ox_timer_start(g_timer), 0);
     } else {

@@ -37,7 +37,10 @@ uint32_t gated(void *param)
     return gate->code;
 }
 
-uint32_t returns_arg(void *param) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(param)); }
+uint32_t returns_arg(void *param)
+{
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(param));
+}
 
 struct SelfResults {
     int start = -1, join = -1, destroy = -1;
@@ -143,7 +146,7 @@ TEST(Thread, DestroyedWhileRunningFreesItselfWhenItEnds)
     Gate gate;
     // Process-wide parts made on first use are made before counting.
     ox_thread_destroy(ox_thread_new(returns_arg, nullptr));  // sequence counter
-    _ox_threadstorage_expunge();                            // key-list lock
+    _ox_threadstorage_expunge();                             // key-list lock
     alloc_tracking_start();
     AllocFaultGuard stop_tracking;
     ox_thread *t = ox_thread_new(gated, &gate);

@@ -196,7 +196,8 @@ TEST(ClassicList, IntersectKeepsOnlyKeyedRecords)
         Rec *k = p.chain(key_values);
         std::vector<int> kept, gone;
         for (int v : evens(n))
-            (std::binary_search(key_values.begin(), key_values.end(), v) ? kept : gone).push_back(v);
+            (std::binary_search(key_values.begin(), key_values.end(), v) ? kept : gone)
+                .push_back(v);
         Rec *rem = nullptr;
         EXPECT_EQ(list_intersect(&k, &h, &rem, by_key), static_cast<int>(gone.size()));
         EXPECT_EQ(keys(h), kept) << n;
@@ -263,7 +264,8 @@ TEST(ClassicList, BsearchWalksBelowThresholdAndHalvesFromIt)
             EXPECT_EQ(list_lsearch(h, &k, search_key), list_bsearch(h, &k, 0, search_key));
         }
         // A count larger than the list stays within it.
-        EXPECT_EQ(list_bsearch(h, &k, n + 50, search_key), n ? list_bsearch(h, &k, 0, search_key) : nullptr);
+        EXPECT_EQ(list_bsearch(h, &k, n + 50, search_key),
+                  n ? list_bsearch(h, &k, 0, search_key) : nullptr);
     }
 }
 
@@ -297,9 +299,11 @@ TEST(ClassicList, SortAppendPrependDupFreeVisit)
     EXPECT_EQ(keys(copy), keys(h));
     EXPECT_EQ(tags(copy), std::vector<int>(5, 5));
     int sum = 0;
-    list_print(&sum, copy, [](void *ctx, void *e) { *static_cast<int *>(ctx) += static_cast<Rec *>(e)->key; });
+    list_print(&sum, copy,
+               [](void *ctx, void *e) { *static_cast<int *>(ctx) += static_cast<Rec *>(e)->key; });
     EXPECT_EQ(sum, 21);
-    list_print_attr(&sum, copy, 3, [](void *ctx, void *, int opt) { *static_cast<int *>(ctx) += opt; });
+    list_print_attr(&sum, copy, 3,
+                    [](void *ctx, void *, int opt) { *static_cast<int *>(ctx) += opt; });
     EXPECT_EQ(sum, 36);
     // Freeing reads each next pointer first: deleting the record is safe.
     list_free_1(copy, [](void *e) { delete static_cast<Rec *>(e); });

@@ -68,11 +68,13 @@ struct ListModel {
                 continue;
             bool has_next = i + 1 < static_cast<int>(elems.size()), has_prev = i > 0;
             if (it.direction == 1)
-                it.current = has_next ? elems[i + 1].data : has_prev ? elems[i - 1].data
-                                                                     : std::optional<intptr_t>();
+                it.current = has_next   ? elems[i + 1].data
+                             : has_prev ? elems[i - 1].data
+                                        : std::optional<intptr_t>();
             else
-                it.current = has_prev ? elems[i - 1].data : has_next ? elems[i + 1].data
-                                                                     : std::optional<intptr_t>();
+                it.current = has_prev   ? elems[i - 1].data
+                             : has_next ? elems[i + 1].data
+                                        : std::optional<intptr_t>();
             it.pending = true;
         }
         elems.erase(elems.begin() + i);
@@ -219,7 +221,8 @@ TEST(ContainerModel, ListAgainstModel)
                 want = mi.current.value_or(0);
             } else {
                 int mrc = m.step(mi, which == 2, &want);
-                rc = which == 2 ? ox_iterator_next(its[k], &out) : ox_iterator_previous(its[k], &out);
+                rc = which == 2 ? ox_iterator_next(its[k], &out)
+                                : ox_iterator_previous(its[k], &out);
                 ASSERT_EQ(rc, mrc);
                 if (mrc != 0)
                     want = 0;
@@ -255,8 +258,8 @@ struct ArrayModel {
     }
     int count() const
     {
-        return static_cast<int>(std::count_if(slots.begin(), slots.end(),
-                                              [](auto &s) { return s.has_value(); }));
+        return static_cast<int>(
+            std::count_if(slots.begin(), slots.end(), [](auto &s) { return s.has_value(); }));
     }
     int slot_of_key(intptr_t key) const
     {
@@ -338,7 +341,8 @@ TEST(ContainerModel, ArrayAgainstModel)
         } else if (op < 7) {
             int s = m.slot_of_key(key);
             bool binary = op == 6;
-            int rc = binary ? ox_array_find_b(array, ptr(key), &out) : ox_array_find(array, ptr(key), &out);
+            int rc = binary ? ox_array_find_b(array, ptr(key), &out)
+                            : ox_array_find(array, ptr(key), &out);
             ASSERT_EQ(rc, s < 0 ? 49 : 0);
             if (s >= 0) {
                 ASSERT_EQ(val(out), m.slots[s]->data);
@@ -348,8 +352,7 @@ TEST(ContainerModel, ArrayAgainstModel)
             ASSERT_EQ(ox_array_nth(array, slot, &out), ok ? 0 : 49);
             if (ok) {
                 ASSERT_EQ(val(out), m.slots[slot]->data);
-            }
-            else {
+            } else {
                 ASSERT_EQ(out, nullptr);
             }
         } else if (op == 8) {
@@ -402,7 +405,8 @@ TEST(ContainerModel, ArrayAgainstModel)
                 mi.pending = false;
             } else {
                 int mrc = m.step(mi, which == 2);
-                rc = which == 2 ? ox_iterator_next(its[k], &out) : ox_iterator_previous(its[k], &out);
+                rc = which == 2 ? ox_iterator_next(its[k], &out)
+                                : ox_iterator_previous(its[k], &out);
                 ASSERT_EQ(rc, mrc);
             }
             ASSERT_EQ(rc, mi.current ? 0 : 49);

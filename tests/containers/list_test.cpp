@@ -17,7 +17,10 @@
 
 namespace {
 
-int compare_str(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+int compare_str(void *a, void *b)
+{
+    return std::strcmp(static_cast<char *>(a), static_cast<char *>(b));
+}
 
 std::vector<std::string> g_destroyed;
 void destroy_str(void *p)

@@ -15,8 +15,8 @@ namespace tabletest {
 struct TableApi {
     const char *name;
     bool rw;
-    void *(*make)(ox_data_destructor, ox_data_copy, ox_key_compare, ox_key_destructor,
-                  ox_key_hash, uint32_t, int);
+    void *(*make)(ox_data_destructor, ox_data_copy, ox_key_compare, ox_key_destructor, ox_key_hash,
+                  uint32_t, int);
     int (*destroy)(void *);
     int (*add)(void *, void *, void *);
     int (*add_with_ttl)(void *, void *, void *, int32_t, int);
@@ -38,10 +38,10 @@ struct TableApi {
     int (*size)(void *);
 };
 
-#define TABLETEST_API(P, T, RW)                                                                 \
-    TableApi                                                                                    \
-    {                                                                                           \
-        #P, RW,                                                                                 \
+#define TABLETEST_API(P, T, RW)                                                                    \
+    TableApi                                                                                       \
+    {                                                                                              \
+#P, RW,                                                                                 \
             [](ox_data_destructor a, ox_data_copy b, ox_key_compare c, ox_key_destructor d,     \
                ox_key_hash e, uint32_t f, int g) -> void * { return P##_new(a, b, c, d, e, f, g); }, \
             [](void *t) { return P##_destroy(static_cast<T *>(t)); },                           \
@@ -76,7 +76,7 @@ struct TableApi {
             [](void *t, ox_foreach_callback f, void *a) {                                       \
                 return P##_foreach(static_cast<T *>(t), f, a);                                  \
             },                                                                                  \
-            [](void *t) { return P##_size(static_cast<T *>(t)); },                              \
+            [](void *t) { return P##_size(static_cast<T *>(t)); },          \
     }
 
 inline void PrintTo(const TableApi &a, std::ostream *os) { *os << a.name; }

@@ -42,9 +42,15 @@ struct Model {
             return OX_TTL_NEVER;
         return static_cast<int32_t>(static_cast<uint32_t>(now) + static_cast<uint32_t>(ttl));
     }
-    static bool expired(const Entry &e, int32_t now) { return e.expiry != OX_TTL_NEVER && e.expiry < now; }
+    static bool expired(const Entry &e, int32_t now)
+    {
+        return e.expiry != OX_TTL_NEVER && e.expiry < now;
+    }
 
-    std::vector<Entry> &bucket(intptr_t key) { return buckets[static_cast<size_t>(key) % buckets.size()]; }
+    std::vector<Entry> &bucket(intptr_t key)
+    {
+        return buckets[static_cast<size_t>(key) % buckets.size()];
+    }
     int first_equal(intptr_t key)
     {
         auto &b = bucket(key);
@@ -135,8 +141,8 @@ void run_model(const TableApi &a, uint32_t seed)
         auto &b = m.bucket(key);
         int i = m.first_equal(key);
         void *out = ptr(-1);
-        SCOPED_TRACE(testing::Message() << a.name << " step " << step << " op " << op << " key " << key
-                                        << " ttl " << ttl << " try " << try_flag);
+        SCOPED_TRACE(testing::Message() << a.name << " step " << step << " op " << op << " key "
+                                        << key << " ttl " << ttl << " try " << try_flag);
         switch (op) {
         case 0:
         case 1:
@@ -169,10 +175,22 @@ void run_model(const TableApi &a, uint32_t seed)
             }
             int rc;
             switch (mode) {
-            case 0: rc = with_ttl ? a.find_with_ttl(t, ptr(key), &out, ttl, try_flag) : a.find(t, ptr(key), &out); break;
-            case 1: rc = with_ttl ? a.reference_with_ttl(t, ptr(key), &out, ttl, try_flag) : a.reference(t, ptr(key), &out); break;
-            case 2: rc = with_ttl ? a.unreference_with_ttl(t, ptr(key), ttl, try_flag) : a.unreference(t, ptr(key)); break;
-            default: rc = with_ttl ? a.get_with_ttl(t, ptr(key), &out, ttl, try_flag) : a.get(t, ptr(key), &out); break;
+            case 0:
+                rc = with_ttl ? a.find_with_ttl(t, ptr(key), &out, ttl, try_flag)
+                              : a.find(t, ptr(key), &out);
+                break;
+            case 1:
+                rc = with_ttl ? a.reference_with_ttl(t, ptr(key), &out, ttl, try_flag)
+                              : a.reference(t, ptr(key), &out);
+                break;
+            case 2:
+                rc = with_ttl ? a.unreference_with_ttl(t, ptr(key), ttl, try_flag)
+                              : a.unreference(t, ptr(key));
+                break;
+            default:
+                rc = with_ttl ? a.get_with_ttl(t, ptr(key), &out, ttl, try_flag)
+                              : a.get(t, ptr(key), &out);
+                break;
             }
             if (i < 0) {
                 ASSERT_EQ(rc, OX_ENOENT);
@@ -300,7 +318,12 @@ void run_model(const TableApi &a, uint32_t seed)
             }
             ASSERT_EQ(a.size(t), m.count());
             std::vector<intptr_t> seen, want;
-            a.foreach(t, [](void *d, void *arg) { static_cast<std::vector<intptr_t> *>(arg)->push_back(val(d)); }, &seen);
+            a.foreach (
+                t,
+                [](void *d, void *arg) {
+                    static_cast<std::vector<intptr_t> *>(arg)->push_back(val(d));
+                },
+                &seen);
             for (auto &mb : m.buckets)
                 for (auto &e : mb)
                     want.push_back(e.data);

@@ -43,8 +43,8 @@ protected:
     }
     void *make(int ownership, uint32_t buckets = 7, ox_data_copy copy = copy_data)
     {
-        void *t = api().make(destroy_data, copy, compare_ints, destroy_key, hash_int, buckets,
-                             ownership);
+        void *t =
+            api().make(destroy_data, copy, compare_ints, destroy_key, hash_int, buckets, ownership);
         EXPECT_NE(t, nullptr);
         return t;
     }
@@ -68,7 +68,8 @@ TEST_P(Tables, AddWithTtlRefusesLiveDuplicatesAndReplacesExpiredOnes)
         ASSERT_EQ(api().add_with_ttl(t, ptr(3), ptr(31), 5, 0), 0);
         EXPECT_EQ(api().size(t), 1);
         // The expired entry is destroyed, data and key, only when owned.
-        EXPECT_EQ(g_data_destroyed, mode == 1 ? std::vector<intptr_t>{30} : std::vector<intptr_t>{});
+        EXPECT_EQ(g_data_destroyed,
+                  mode == 1 ? std::vector<intptr_t>{30} : std::vector<intptr_t>{});
         EXPECT_EQ(g_keys_destroyed, mode == 1 ? std::vector<intptr_t>{3} : std::vector<intptr_t>{});
         void *out = nullptr;
         EXPECT_EQ(api().find(t, ptr(3), &out), 0);
@@ -153,13 +154,15 @@ TEST_P(Tables, ExpiredLookupsRemoveUnlessBusyUnderTry)
         ASSERT_EQ(api().reference(t, ptr(1), &out), 0);
         clock.to(1);
         EXPECT_EQ(api().find_with_ttl(t, ptr(1), &out, 100, 1), 80);
-        EXPECT_EQ(last_native(), static_cast<uint32_t>(ETIME));  // errno 137 of the reference platform
+        EXPECT_EQ(last_native(),
+                  static_cast<uint32_t>(ETIME));  // errno 137 of the reference platform
         EXPECT_EQ(api().size(t), 1);
         // Without the try flag, referenced or not, it goes (and the time to
         // live was not re-armed by the failed lookup).
         EXPECT_EQ(api().find_with_ttl(t, ptr(1), &out, 100, 0), 80);
         EXPECT_EQ(api().size(t), 0);
-        EXPECT_EQ(g_data_destroyed, mode == 1 ? std::vector<intptr_t>{10} : std::vector<intptr_t>{});
+        EXPECT_EQ(g_data_destroyed,
+                  mode == 1 ? std::vector<intptr_t>{10} : std::vector<intptr_t>{});
         EXPECT_EQ(api().find(t, ptr(1), &out), OX_ENOENT);
         // A negative time to live is already past; 0x7ffffffe saturates.
         ASSERT_EQ(api().add_with_ttl(t, ptr(2), ptr(20), -1, 0), 0);
@@ -314,8 +317,8 @@ TEST_P(Tables, IterationBucketByBucketWithRepair)
         ASSERT_EQ(api().add(t, ptr(k), ptr(k * 10)), 0);
     // Buckets 1: 9,5,1 (newest first); 2: 2; 3: 7.  The reader-writer
     // table kept only the newest of each bucket.
-    std::vector<intptr_t> want = api().rw ? std::vector<intptr_t>{9, 2, 7}
-                                          : std::vector<intptr_t>{9, 5, 1, 2, 7};
+    std::vector<intptr_t> want =
+        api().rw ? std::vector<intptr_t>{9, 2, 7} : std::vector<intptr_t>{9, 5, 1, 2, 7};
     EXPECT_EQ(walk(it), want);
     EXPECT_EQ(ox_iterator_next(it, &out), OX_ENOENT);
     EXPECT_EQ(ox_iterator_previous(it, &out), OX_ENOTSUP);
@@ -367,8 +370,11 @@ TEST_P(Tables, ForeachVisitsEveryEntryIncludingExpired)
     ASSERT_EQ(api().add(t, ptr(2), ptr(20)), 0);
     clock.to(5);
     std::vector<intptr_t> seen;
-    ASSERT_EQ(api().foreach(t, [](void *d, void *a) { static_cast<std::vector<intptr_t> *>(a)->push_back(val(d)); },
-                            &seen), 0);
+    ASSERT_EQ(
+        api().foreach (
+            t, [](void *d, void *a) { static_cast<std::vector<intptr_t> *>(a)->push_back(val(d)); },
+            &seen),
+        0);
     EXPECT_EQ(seen, (std::vector<intptr_t>{10, 20}));
     EXPECT_EQ(api().size(t), 2);
     api().destroy(t);
@@ -403,8 +409,9 @@ TEST_P(Tables, BadArgumentsGiveResultsNotCrashes)
         {"remove_all", a.remove_all(nullptr)},
         {"ttl_flush", a.ttl_flush(nullptr, nullptr)},
         {"try_ttl_flush", a.try_ttl_flush(nullptr, nullptr)},
-        {"foreach", a.foreach(nullptr, [](void *, void *) {}, nullptr)},
-        {"foreach null fn", a.foreach(t, nullptr, nullptr)},
+        {"foreach", a.foreach (
+                        nullptr, [](void *, void *) {}, nullptr)},
+        {"foreach null fn", a.foreach (t, nullptr, nullptr)},
     };
     for (const Case &c : cases)
         EXPECT_EQ(c.rc, OX_ENULL) << c.what;
@@ -460,7 +467,9 @@ TEST_P(Tables, AllocationFailuresLeaveNothingBehind)
 }
 
 INSTANTIATE_TEST_SUITE_P(BothKinds, Tables, ::testing::Values(kTable, kRwTable),
-                         [](const ::testing::TestParamInfo<TableApi> &p) { return std::string(p.param.name); });
+                         [](const ::testing::TestParamInfo<TableApi> &p) {
+                             return std::string(p.param.name);
+                         });
 
 TEST(TableTest, DuplicatesWithoutTtlStackNewestFirst)
 {
@@ -492,8 +501,12 @@ TEST(TableTest, EqualHashesAndSharedBucketsStayApart)
 {
     static int compares = 0;
     ox_table *t = ox_table_new(
-        nullptr, nullptr, [](void *a, void *b) { ++compares; return compare_ints(a, b); }, nullptr,
-        [](void *k) { return static_cast<uint32_t>(val(k) % 2); }, 1, 0);
+        nullptr, nullptr,
+        [](void *a, void *b) {
+            ++compares;
+            return compare_ints(a, b);
+        },
+        nullptr, [](void *k) { return static_cast<uint32_t>(val(k) % 2); }, 1, 0);
     ASSERT_NE(t, nullptr);
     for (intptr_t k = 1; k <= 6; ++k)
         ASSERT_EQ(ox_table_add_with_ttl(t, ptr(k), ptr(k * 10), 100, 0), 0);
@@ -510,7 +523,8 @@ TEST(TableTest, EqualHashesAndSharedBucketsStayApart)
 
 TEST(TableTest, ReaderWriterTableEvictsOnCollision)
 {
-    ox_rw_table *t = ox_rw_table_new(destroy_data, nullptr, compare_ints, destroy_key, hash_int, 1, 1);
+    ox_rw_table *t =
+        ox_rw_table_new(destroy_data, nullptr, compare_ints, destroy_key, hash_int, 1, 1);
     ASSERT_NE(t, nullptr);
     g_data_destroyed.clear();
     g_keys_destroyed.clear();
@@ -531,7 +545,10 @@ TEST(TableTest, ReaderWriterTableEvictsOnCollision)
 }
 
 uint32_t hash_str(void *k) { return ox_hash_string(static_cast<const char *>(k)); }
-int compare_str(void *a, void *b) { return std::strcmp(static_cast<char *>(a), static_cast<char *>(b)); }
+int compare_str(void *a, void *b)
+{
+    return std::strcmp(static_cast<char *>(a), static_cast<char *>(b));
+}
 
 TEST(TableTest, StringHashes)
 {

@@ -55,10 +55,10 @@ int run_as_other_user(const std::function<int()> &body)
     return WEXITSTATUS(status);
 }
 
-#define SKIP_UNLESS_ROOT()                                                              \
-    do {                                                                                \
-        if (geteuid() != 0)                                                             \
-            GTEST_SKIP() << "needs root to run the other user (uid 65534) in a child"; \
+#define SKIP_UNLESS_ROOT()                                                                         \
+    do {                                                                                           \
+        if (geteuid() != 0)                                                                        \
+            GTEST_SKIP() << "needs root to run the other user (uid 65534) in a child";             \
     } while (0)
 
 std::atomic<int> g_fired{0};
@@ -120,7 +120,8 @@ TEST(DebugEventSecurity, ANameTakenFirstIsReportedOnce)
     std::string needle = "cannot watch the debug event ";
     std::size_t at = child.err.find(needle);
     ASSERT_NE(at, std::string::npos) << child.err;
-    EXPECT_EQ(child.err.find(needle, at + 1), std::string::npos) << "told more than once:\n" << child.err;
+    EXPECT_EQ(child.err.find(needle, at + 1), std::string::npos) << "told more than once:\n"
+                                                                 << child.err;
 }
 
 // A control directory anyone may create files in, as a temporary

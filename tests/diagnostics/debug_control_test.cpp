@@ -36,13 +36,27 @@ struct NumberCase {
 TEST(SettingNumbers, SyntaxAsTable)
 {
     const NumberCase cases[] = {
-        {"0", true, 0},           {"42", true, 42},           {"  \t7", true, 7},
-        {"-5", true, -5},         {"0x1F", true, 31},         {"0xff", true, 255},
-        {"0b101", true, 5},       {"0o17", true, 15},         {"12abc", true, 12},
-        {"0b102", true, 2},       {"0o78", true, 7},          {"0x", false, 0},
-        {"0b", false, 0},         {"-", false, 0},            {"abc", false, 0},
-        {"", false, 0},           {"+3", false, 0},           {"0X10", true, 0},
-        {"4294967297", true, 1},  {"-0x5", true, 0},          {"2147483648", true, INT32_MIN},
+        {"0", true, 0},
+        {"42", true, 42},
+        {"  \t7", true, 7},
+        {"-5", true, -5},
+        {"0x1F", true, 31},
+        {"0xff", true, 255},
+        {"0b101", true, 5},
+        {"0o17", true, 15},
+        {"12abc", true, 12},
+        {"0b102", true, 2},
+        {"0o78", true, 7},
+        {"0x", false, 0},
+        {"0b", false, 0},
+        {"-", false, 0},
+        {"abc", false, 0},
+        {"", false, 0},
+        {"+3", false, 0},
+        {"0X10", true, 0},
+        {"4294967297", true, 1},
+        {"-0x5", true, 0},
+        {"2147483648", true, INT32_MIN},
         {"18446744073709551617", true, 1},
     };
     for (const NumberCase &c : cases) {
@@ -66,10 +80,9 @@ struct BitsCase {
 TEST(SettingNumbers, BitListsAsTable)
 {
     const BitsCase cases[] = {
-        {"1,2,5", true, 0x13},  {"0", true, 0},          {"1", true, 1},
-        {"32", true, 0x80000000u}, {"33", true, 1},      {"-4,2", true, 2},
-        {"0x3", true, 4},       {"1, 2", true, 3},       {"1,", false, 0},
-        {",1", false, 0},       {"1,,2", false, 0},      {"x", false, 0},
+        {"1,2,5", true, 0x13}, {"0", true, 0},    {"1", true, 1},     {"32", true, 0x80000000u},
+        {"33", true, 1},       {"-4,2", true, 2}, {"0x3", true, 4},   {"1, 2", true, 3},
+        {"1,", false, 0},      {",1", false, 0},  {"1,,2", false, 0}, {"x", false, 0},
         {"2junk,3", true, 6},
     };
     for (const BitsCase &c : cases) {
@@ -91,7 +104,6 @@ struct KeywordCase {
     int32_t after;
     const char *notice;  // " Changing <label> from <old> to <new>"
 };
-
 
 TEST(SettingLines, KeywordTableAsData)
 {

@@ -152,7 +152,9 @@ TEST(DebugLog, ProcessAndThreadStreamsBothWrittenProcessFirst)
     dfclose_at_thread_level();
     EXPECT_EQ(std::fputs("still open\n", both) >= 0, true) << "a lent stream survives dfclose";
     std::fclose(both);
-    EXPECT_EQ(read_file(shared), "prog: Diagnostic: diag x\nprog: Diagnostic: diag x\nprog: one\nprog: one\nstill open\n");
+    EXPECT_EQ(
+        read_file(shared),
+        "prog: Diagnostic: diag x\nprog: Diagnostic: diag x\nprog: one\nprog: one\nstill open\n");
 }
 
 TEST(DebugLog, DfopenTwiceEmptyNamesAndFailures)
@@ -190,7 +192,8 @@ TEST(DebugLog, DfopenTwiceEmptyNamesAndFailures)
     EXPECT_NE(child.err.find(" dfopen: Unable to open file /nonexistent-dir/x.log for writing.\n"),
               std::string::npos)
         << child.err;
-    EXPECT_NE(child.err.find("dfopen_use_existing_filehndl: fhp is null ... \n"), std::string::npos);
+    EXPECT_NE(child.err.find("dfopen_use_existing_filehndl: fhp is null ... \n"),
+              std::string::npos);
     EXPECT_NE(child.err.find("dfopen_thread_level: filename is null ... \n"), std::string::npos);
 }
 
@@ -248,9 +251,8 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
         printinfo("info %d\n", 5);
     });
     ASSERT_TRUE(child.exited);
-    EXPECT_EQ(child.err,
-              "prog: before\nprog: disk d1 failed\nprog: warning: disk d2 slow\n"
-              "{prog: disk d1 failed\n}");
+    EXPECT_EQ(child.err, "prog: before\nprog: disk d1 failed\nprog: warning: disk d2 slow\n"
+                         "{prog: disk d1 failed\n}");
     EXPECT_EQ(child.out, "prog: info 5\n");
 
     // The program name is part of the format: its "%" is read as a conversion.
@@ -292,10 +294,10 @@ struct PrefCase {
 TEST(Preflen, CasesAsTable)
 {
     const PrefCase cases[] = {
-        {"C:\\dir", "c:", 2},     {"\\dir\\x", "\\dir", 4},  {"\\dirx", "\\dir", 0},
-        {"\\anything", "\\", 1},  {"C:\\dir", "c:\\", 3},    {"C:dir", "c:\\", 0},
-        {"\\DIR", "\\dir", 4},    {"\\di", "\\dir", 0},      {"", "", 0},
-        {"abc", "", 0},           {"\\dir/x", "\\dir", 0},   {"ab", "ab", 2},
+        {"C:\\dir", "c:", 2},    {"\\dir\\x", "\\dir", 4}, {"\\dirx", "\\dir", 0},
+        {"\\anything", "\\", 1}, {"C:\\dir", "c:\\", 3},   {"C:dir", "c:\\", 0},
+        {"\\DIR", "\\dir", 4},   {"\\di", "\\dir", 0},     {"", "", 0},
+        {"abc", "", 0},          {"\\dir/x", "\\dir", 0},  {"ab", "ab", 2},
     };
     for (const PrefCase &c : cases)
         EXPECT_EQ(preflen(c.path, c.prefix), c.expected) << c.path << " / " << c.prefix;

@@ -22,19 +22,30 @@ namespace {
 //  7 long long   8 unsigned long long   9-10 double   11 long double
 //  12-13 strings   14 int 'Z'   15 int 0   16 int 300
 //  17 pointer   18 null pointer
-#define DIFF_ARGS                                                                    \
-    7, -3, 12, 0x1234abcdu, -1234567890123L, 0xfedcba9876543210UL,                    \
-        -123456789012345678LL, 0x8000000000000001ULL, 3.14159, -2.5e10, 1.25L, "hello", \
-        "", 'Z', 0, 300, reinterpret_cast<void *>(0x1234abcdUL), static_cast<void *>(nullptr)
+#define DIFF_ARGS                                                                                  \
+    7, -3, 12, 0x1234abcdu, -1234567890123L, 0xfedcba9876543210UL, -123456789012345678LL,          \
+        0x8000000000000001ULL, 3.14159, -2.5e10, 1.25L, "hello", "", 'Z', 0, 300,                  \
+        reinterpret_cast<void *>(0x1234abcdUL), static_cast<void *>(nullptr)
 
-enum class Type { Int, Unsigned, Long, ULong, LongLong, ULongLong, Double, LongDouble, String, Pointer };
+enum class Type {
+    Int,
+    Unsigned,
+    Long,
+    ULong,
+    LongLong,
+    ULongLong,
+    Double,
+    LongDouble,
+    String,
+    Pointer
+};
 
 constexpr int kPositions = 18;
 const Type kTypes[kPositions + 1] = {
     Type::Int,  // unused slot 0
-    Type::Int, Type::Int, Type::Int, Type::Unsigned, Type::Long, Type::ULong, Type::LongLong,
-    Type::ULongLong, Type::Double, Type::Double, Type::LongDouble, Type::String, Type::String,
-    Type::Int, Type::Int, Type::Int, Type::Pointer, Type::Pointer,
+    Type::Int,      Type::Int,       Type::Int,    Type::Unsigned, Type::Long,       Type::ULong,
+    Type::LongLong, Type::ULongLong, Type::Double, Type::Double,   Type::LongDouble, Type::String,
+    Type::String,   Type::Int,       Type::Int,    Type::Int,      Type::Pointer,    Type::Pointer,
 };
 // int positions that hold a small value usable as a width or precision
 const int kStarPositions[] = {1, 2, 3, 15};
@@ -71,16 +82,26 @@ int library_allocating(char **text, const char *fmt, ...)
 std::string canonical(Type t)
 {
     switch (t) {
-    case Type::Int: return "d";
-    case Type::Unsigned: return "u";
-    case Type::Long: return "ld";
-    case Type::ULong: return "lu";
-    case Type::LongLong: return "lld";
-    case Type::ULongLong: return "llu";
-    case Type::Double: return "g";
-    case Type::LongDouble: return "Lg";
-    case Type::String: return "s";
-    case Type::Pointer: return "p";
+    case Type::Int:
+        return "d";
+    case Type::Unsigned:
+        return "u";
+    case Type::Long:
+        return "ld";
+    case Type::ULong:
+        return "lu";
+    case Type::LongLong:
+        return "lld";
+    case Type::ULongLong:
+        return "llu";
+    case Type::Double:
+        return "g";
+    case Type::LongDouble:
+        return "Lg";
+    case Type::String:
+        return "s";
+    case Type::Pointer:
+        return "p";
     }
     return "d";
 }
@@ -190,16 +211,25 @@ private:
             if (non_negative_int(pos) && chance(2))
                 return std::string(small) + "uoxX"[pick(4)];
             return std::string(small) + "di"[pick(2)];
-        case Type::Unsigned: return std::string(small) + "uoxX"[pick(4)];
+        case Type::Unsigned:
+            return std::string(small) + "uoxX"[pick(4)];
         // z, j and t name types as wide as a long.
-        case Type::Long: return std::string(1, "lzjt"[pick(4)]) + "di"[pick(2)];
-        case Type::ULong: return std::string(1, "lzj"[pick(3)]) + "uoxX"[pick(4)];
-        case Type::LongLong: return std::string("ll") + "di"[pick(2)];
-        case Type::ULongLong: return std::string("ll") + "uoxX"[pick(4)];
-        case Type::Double: return std::string(chance(4) ? "l" : "") + "eEfFgGaA"[pick(8)];
-        case Type::LongDouble: return std::string("L") + "eEfFgGaA"[pick(8)];
-        case Type::String: return "s";
-        case Type::Pointer: return "p";
+        case Type::Long:
+            return std::string(1, "lzjt"[pick(4)]) + "di"[pick(2)];
+        case Type::ULong:
+            return std::string(1, "lzj"[pick(3)]) + "uoxX"[pick(4)];
+        case Type::LongLong:
+            return std::string("ll") + "di"[pick(2)];
+        case Type::ULongLong:
+            return std::string("ll") + "uoxX"[pick(4)];
+        case Type::Double:
+            return std::string(chance(4) ? "l" : "") + "eEfFgGaA"[pick(8)];
+        case Type::LongDouble:
+            return std::string("L") + "eEfFgGaA"[pick(8)];
+        case Type::String:
+            return "s";
+        case Type::Pointer:
+            return "p";
         }
         return "d";
     }
@@ -223,7 +253,8 @@ private:
         if (!precision_star.empty())
             f += std::string(".") + precision_star;
         else if (chance(2))
-            f += std::string(".") + (chance(6) ? std::string() : std::to_string(pick(text ? 8 : 13)));
+            f += std::string(".") +
+                 (chance(6) ? std::string() : std::to_string(pick(text ? 8 : 13)));
         return f + tail;
     }
 
@@ -288,7 +319,8 @@ TEST(FormatDifferential, HandWrittenCornerCases)
     const char *formats[] = {
         "%1$*2$.*3$d|%16$hhd|%16$hd|%4$#o|%4$#x|%5$+ld|%8$#llX",
         "%12$-*1$s|%12$.*3$s|%13$5s|%12$-*2$s|%14$-3c|%9$+.0f|%10$#.0e|%11$12.3Lf",
-        " %1$d %2$d %3$d %4$u %5$ld %6$lu %7$lld %8$llu %9$g %10$g %11$Lg %12$s %13$s %14$c %15$d %16$d",
+        " %1$d %2$d %3$d %4$u %5$ld %6$lu %7$lld %8$llu %9$g %10$g %11$Lg %12$s %13$s %14$c %15$d "
+        "%16$d",
     };
     for (const char *f : formats)
         check_format(complete_positions(f));

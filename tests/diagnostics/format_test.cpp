@@ -74,23 +74,42 @@ void recording_fetch(va_list *, ox_fmt_arg *slot)
 {
     g_fetched.push_back(Kind);
     switch (Kind) {
-    case OX_FMT_STRING: slot->s = "str"; break;
-    case OX_FMT_DOUBLE: slot->d = 2.5; break;
-    case OX_FMT_LONGDOUBLE: slot->ld = 4.5L; break;
-    case OX_FMT_POINTER: slot->p = nullptr; break;
-    case OX_FMT_LONG: slot->p = kEmptyWide; break;  // "%ls" follows it
-    default: slot->ll = 7; break;
+    case OX_FMT_STRING:
+        slot->s = "str";
+        break;
+    case OX_FMT_DOUBLE:
+        slot->d = 2.5;
+        break;
+    case OX_FMT_LONGDOUBLE:
+        slot->ld = 4.5L;
+        break;
+    case OX_FMT_POINTER:
+        slot->p = nullptr;
+        break;
+    case OX_FMT_LONG:
+        slot->p = kEmptyWide;
+        break;  // "%ls" follows it
+    default:
+        slot->ll = 7;
+        break;
     }
 }
 
 const ox_fmt_fetchers kRecording = {{
-    recording_fetch<0>, recording_fetch<1>, recording_fetch<2>, recording_fetch<3>,
-    recording_fetch<4>, recording_fetch<5>, recording_fetch<6>, recording_fetch<7>,
-    recording_fetch<8>, recording_fetch<9>,
+    recording_fetch<0>,
+    recording_fetch<1>,
+    recording_fetch<2>,
+    recording_fetch<3>,
+    recording_fetch<4>,
+    recording_fetch<5>,
+    recording_fetch<6>,
+    recording_fetch<7>,
+    recording_fetch<8>,
+    recording_fetch<9>,
 }};
 
-int map_format(char *buf, size_t size, char **result, const ox_fmt_fetchers *f,
-               const char *format, ...)
+int map_format(char *buf, size_t size, char **result, const ox_fmt_fetchers *f, const char *format,
+               ...)
 {
     va_list ap;
     va_start(ap, format);
@@ -117,21 +136,52 @@ TEST(FormatKinds, KindOfEachConversionAsData)
         std::vector<int> kinds;
     };
     const Case cases[] = {
-        {"%c", {1}}, {"%d", {1}}, {"%i", {1}}, {"%hd", {1}}, {"%hu", {1}}, {"%hhx", {1}},
-        {"%X", {2}}, {"%o", {2}}, {"%u", {2}}, {"%x", {2}},
-        {"%ld", {3}}, {"%lx", {3}}, {"%li", {3}}, {"%ls", {3}}, {"%lc", {3}},
-        {"%lld", {4}}, {"%llu", {4}}, {"%llx", {4}},
-        {"%E", {5}}, {"%G", {5}}, {"%e", {5}}, {"%f", {5}}, {"%g", {5}}, {"%lf", {5}},
-        {"%Lf", {6}}, {"%Lg", {6}},
-        {"%s", {7}}, {"%p", {8}}, {"%lu", {9}},
-        {"%I64d", {0}}, {"%n", {0}},
-        {"%zu", {9}}, {"%zd", {3}}, {"%zx", {3}}, {"%jd", {3}}, {"%ju", {9}}, {"%td", {3}},
+        {"%c", {1}},
+        {"%d", {1}},
+        {"%i", {1}},
+        {"%hd", {1}},
+        {"%hu", {1}},
+        {"%hhx", {1}},
+        {"%X", {2}},
+        {"%o", {2}},
+        {"%u", {2}},
+        {"%x", {2}},
+        {"%ld", {3}},
+        {"%lx", {3}},
+        {"%li", {3}},
+        {"%ls", {3}},
+        {"%lc", {3}},
+        {"%lld", {4}},
+        {"%llu", {4}},
+        {"%llx", {4}},
+        {"%E", {5}},
+        {"%G", {5}},
+        {"%e", {5}},
+        {"%f", {5}},
+        {"%g", {5}},
+        {"%lf", {5}},
+        {"%Lf", {6}},
+        {"%Lg", {6}},
+        {"%s", {7}},
+        {"%p", {8}},
+        {"%lu", {9}},
+        {"%I64d", {0}},
+        {"%n", {0}},
+        {"%zu", {9}},
+        {"%zd", {3}},
+        {"%zx", {3}},
+        {"%jd", {3}},
+        {"%ju", {9}},
+        {"%td", {3}},
         {"%2$zu %1$td", {3, 9}},
-        {"%3$d", {0, 0, 1}},           // positions never mentioned: a word
-        {"%*d", {1, 1}}, {"%-*.*s", {1, 1, 7}},
-        {"%1$*3$.*2$f", {5, 1, 1}},     // stars with their own positions
+        {"%3$d", {0, 0, 1}},  // positions never mentioned: a word
+        {"%*d", {1, 1}},
+        {"%-*.*s", {1, 1, 7}},
+        {"%1$*3$.*2$f", {5, 1, 1}},  // stars with their own positions
         {"%2$s %1$lu", {9, 7}},
-        {"%d%%%s", {1, 7}}, {"100%", {}}, {"%5!d", {}},
+        {"%d%%%s", {1, 7}},
+        {"100%", {}},
+        {"%5!d", {}},
     };
     for (const Case &c : cases)
         EXPECT_EQ(kinds_fetched(c.format), c.kinds) << c.format;
@@ -144,9 +194,12 @@ TEST(FormatKinds, ArgumentCountIsHighestPositionUsed)
         int count;
     };
     const Case cases[] = {
-        {"", 0}, {"plain", 0}, {"%%", 0}, {"%d %s", 2}, {"%3$d", 3}, {"%*d", 2},
-        {"%1$*2$d", 2}, {"%2$s %s", 3}, {"%.*f", 2}, {"%255$d", 255}, {"%256$d", 256},
-        {"%99999999999$d", 2147483646},  // saturated: the count is INT_MAX
+        {"", 0},         {"plain", 0},
+        {"%%", 0},       {"%d %s", 2},
+        {"%3$d", 3},     {"%*d", 2},
+        {"%1$*2$d", 2},  {"%2$s %s", 3},
+        {"%.*f", 2},     {"%255$d", 255},
+        {"%256$d", 256}, {"%99999999999$d", 2147483646},  // saturated: the count is INT_MAX
         {"%5!", 0},
     };
     for (const Case &c : cases)
@@ -191,7 +244,8 @@ TEST(FormatPositions, PositionCountBelow256)
     result = reinterpret_cast<char *>(1);
     EXPECT_EQ(alloc_format(&result, "%1$d %300$d", 1), 0);
     EXPECT_EQ(result, nullptr);
-    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()), "Too many arguments. maxpos(301) must be less than 256.\n");
+    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
+              "Too many arguments. maxpos(301) must be less than 256.\n");
 }
 
 // Long formats (more pieces than the formatter keeps from its scan) are
@@ -205,8 +259,8 @@ TEST(FormatPositions, ManyConversions)
     }
     char *text = nullptr;
     EXPECT_EQ(alloc_format(&text, format.c_str(), 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120,
-                           130, 140, 150, 160, 170, 180, 190, 200, 210, 220, 230, 240, 250, 260, 270,
-                           280, 290, 300, 310, 320, 330, 340, 350, 360, 370, 380, 390, 400),
+                           130, 140, 150, 160, 170, 180, 190, 200, 210, 220, 230, 240, 250, 260,
+                           270, 280, 290, 300, 310, 320, 330, 340, 350, 360, 370, 380, 390, 400),
               static_cast<int>(want.size()));
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(std::string(text), want);
@@ -216,7 +270,8 @@ TEST(FormatPositions, ManyConversions)
 TEST(FormatText, NullStringAndStringPrecisions)
 {
     EXPECT_EQ(fmt("[%s]", static_cast<char *>(nullptr)), "[null]");
-    EXPECT_EQ(fmt("[%6s|%.2s]", static_cast<char *>(nullptr), static_cast<char *>(nullptr)), "[  null|nu]");
+    EXPECT_EQ(fmt("[%6s|%.2s]", static_cast<char *>(nullptr), static_cast<char *>(nullptr)),
+              "[  null|nu]");
     EXPECT_EQ(fmt("[%.0s|%.9s]", "abc", "abc"), "[|abc]");
 }
 
@@ -252,10 +307,7 @@ TEST(FormatText, WideStringsAndCharacters)
 }
 
 // A string conversion never follows a value fetched as an int.
-TEST(FormatText, MismatchedPositionIsNotFollowed)
-{
-    EXPECT_EQ(fmt("%1$s %1$d", 5), "null 5");
-}
+TEST(FormatText, MismatchedPositionIsNotFollowed) { EXPECT_EQ(fmt("%1$s %1$d", 5), "null 5"); }
 
 TEST(FormatText, UnknownAndBrokenSpecifications)
 {
@@ -318,7 +370,8 @@ TEST(FormatNumbers, FloatsAndPointersMatchTheRuntime)
 {
     char want[128];
     std::snprintf(want, sizeof want, "%.3f|%10.2e|%-8g|%G|%a|%Lf|%p|%p", 3.14159, -12345.678, 0.5,
-                  1e-10, 1.0, 1.25L, static_cast<void *>(nullptr), reinterpret_cast<void *>(0x1234));
+                  1e-10, 1.0, 1.25L, static_cast<void *>(nullptr),
+                  reinterpret_cast<void *>(0x1234));
     EXPECT_EQ(fmt("%.3f|%10.2e|%-8g|%G|%a|%Lf|%p|%p", 3.14159, -12345.678, 0.5, 1e-10, 1.0, 1.25L,
                   static_cast<void *>(nullptr), reinterpret_cast<void *>(0x1234)),
               want);
@@ -345,8 +398,10 @@ TEST(FormatFailures, WidthAndPrecisionFailuresAsData)
     const Case cases[] = {
         {"%99999999999d", "i18n_vsnprintf: Failed to format parameter width\n"},
         {"%.99999999999d", "i18n_vsnprintf: Failed to format parameter precision\n"},
-        {std::string("%") + long_flags + "d", "i18n_vsnprintf: Truncation detected during parameter width formatting\n"},
-        {long_precision, "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"},
+        {std::string("%") + long_flags + "d",
+         "i18n_vsnprintf: Truncation detected during parameter width formatting\n"},
+        {long_precision,
+         "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"},
         {"%*d", "i18n_vsnprintf: Failed to format parameter width\n"},
     };
     for (const Case &c : cases) {
@@ -396,7 +451,9 @@ TEST(FormatModes, BoundedCutsAtTheLastByte)
     CaptureFd err(2);
     EXPECT_EQ(vformat(buf, 3, "%s", "abc"), 2);
     EXPECT_EQ(vformat(buf, 4, "%s", "abc"), 3);
-    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()), "i18n_vsnprintf: Truncation detected\n") << "only the cut text reports";
+    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
+              "i18n_vsnprintf: Truncation detected\n")
+        << "only the cut text reports";
 }
 
 TEST(FormatModes, UnboundedAndNeitherBufferNorResult)
@@ -482,7 +539,8 @@ TEST(FormatModes, AllocationFailures)
         return true;
     });
     EXPECT_EQ(needed, 3);
-    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()), "i18n_vsnprintf: Truncation detected - new buffer allocation failure\n");
+    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
+              "i18n_vsnprintf: Truncation detected - new buffer allocation failure\n");
 
     for_each_allocation_failure([] {
         char *text = nullptr;
@@ -582,8 +640,8 @@ TEST(FormatC99, SnprintfFollowsTheRuntimeForText)
         const char *arg;
     };
     const Case cases[] = {
-        {"[%8s]", cjk}, {"[%-8s]", cjk}, {"[%.4s]", cjk}, {"[%s]", none}, {"[%.3s]", none},
-        {"[%.6s]", none}, {"[%8s]", none}, {"[%-9.2s]", none},
+        {"[%8s]", cjk},   {"[%-8s]", cjk},  {"[%.4s]", cjk}, {"[%s]", none},
+        {"[%.3s]", none}, {"[%.6s]", none}, {"[%8s]", none}, {"[%-9.2s]", none},
     };
     for (const Case &c : cases) {
         char want[64], got[64];
@@ -623,18 +681,20 @@ TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
     };
     // Widths: every conversion pads to exactly the width.
     const Case widths[] = {
-        {"%*d", huge, "               "}, {"%-*x", huge, "1              "},
-        {"%*e", huge, "               "}, {"%-*f", huge, "1.000000       "},
-        {"%*g", huge, "               "}, {"%*a", huge, "               "},
+        {"%*d", huge, "               "},  {"%-*x", huge, "1              "},
+        {"%*e", huge, "               "},  {"%-*f", huge, "1.000000       "},
+        {"%*g", huge, "               "},  {"%*a", huge, "               "},
         {"%0*E", huge, "000000000000000"}, {"%*p", huge, "               "},
-        {"%*s", huge, "               "}, {"%*c", huge, "               "},
+        {"%*s", huge, "               "},  {"%*c", huge, "               "},
     };
     for (const Case &c : widths) {
         const char *f = c.format;
         asm volatile("" : "+r"(f));
         int n = -1, bounded = -1;
         switch (f[std::strlen(f) - 1]) {
-        case 'd': case 'x': case 'c':
+        case 'd':
+        case 'x':
+        case 'c':
             n = ox_snprintf(buf, sizeof buf, f, huge, 1);
             bounded = vformat(buf, sizeof buf, f, huge, 1);
             break;
@@ -666,11 +726,14 @@ TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%#.*g", huge, 0.5), huge + 2) << "0. and the digits";
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*a", huge, 1.0), huge + 7);
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*d", huge, 7), huge);
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%.*p"), huge, static_cast<void *>(buf)), huge + 2);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%.*p"), huge, static_cast<void *>(buf)),
+              huge + 2);
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*s", huge, "abc"), 3);
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*f", huge, 1.0 / 0.0), 3) << "inf takes no zeros";
     // Conversions after the buffer is full are counted.
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%*d%*e%*.*f"), huge, 1, huge, 1.0, huge, huge, 2.0), -1)
+    EXPECT_EQ(
+        ox_snprintf(buf, sizeof buf, hidden("%*d%*e%*.*f"), huge, 1, huge, 1.0, huge, huge, 2.0),
+        -1)
         << "three gigabytes pass INT_MAX";
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%*d%.*e|%s", 100, 1, huge / 2, 1.0, "tail"),
               100 + huge / 2 + 6 + 5);
@@ -680,8 +743,8 @@ TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
 // library at sizes it still formats quickly.
 TEST(FormatNumbers, LongPrecisionsMatchTheRuntime)
 {
-    const char *formats[] = {"%.3000e", "%.3000f", "%#.3000g", "%.3000g", "%.3000a", "%-+#3100.2000E",
-                             "%03100.1600f", "%.3000A"};
+    const char *formats[] = {"%.3000e", "%.3000f",        "%#.3000g",     "%.3000g",
+                             "%.3000a", "%-+#3100.2000E", "%03100.1600f", "%.3000A"};
     const double values[] = {1.0, -0.1, 1e300, 5e-324, 123456.789, 1.0 / 0.0};
     std::vector<char> want(8192), got(8192);
     for (const char *f : formats) {

@@ -69,16 +69,13 @@ protected:
             std::fclose(file_);
         std::setlocale(LC_ALL, "C");
     }
-    bool latin1()
-    {
-        return std::setlocale(LC_ALL, "en_US.ISO-8859-1") != nullptr;
-    }
+    bool latin1() { return std::setlocale(LC_ALL, "en_US.ISO-8859-1") != nullptr; }
 
     FILE *file_ = nullptr;
 };
 
-#define REQUIRE_LATIN1() \
-    if (!latin1())       \
+#define REQUIRE_LATIN1()                                                                           \
+    if (!latin1())                                                                                 \
     CAIRN_SKIP_UNLESS_CI("en_US.ISO-8859-1 is not installed (tools/run setup)")
 
 }  // namespace

@@ -51,8 +51,10 @@ TEST(ProcessStats, CensusCountsLiveObjectsAndIsBounded)
 TEST(ProcessStats, RequestsToNobodyFailClearly)
 {
     char answer[64] = "untouched";
-    EXPECT_EQ(ox_debug_request(0, "status", answer, sizeof answer, 100, nullptr, nullptr), OX_EINVAL);
-    EXPECT_EQ(ox_debug_request(999999999, nullptr, answer, sizeof answer, 100, nullptr, nullptr), OX_EINVAL);
+    EXPECT_EQ(ox_debug_request(0, "status", answer, sizeof answer, 100, nullptr, nullptr),
+              OX_EINVAL);
+    EXPECT_EQ(ox_debug_request(999999999, nullptr, answer, sizeof answer, 100, nullptr, nullptr),
+              OX_EINVAL);
     // A process id that no program watches: refused at once.
     EXPECT_EQ(ox_debug_request(999999999, "status", answer, sizeof answer, 100, nullptr, nullptr),
               OX_ECONNREFUSED);

@@ -15,32 +15,33 @@ TEST(DisplayWidth, CharacterWidthByLeadByteAsData)
     };
     const Case cases[] = {
         {"a", 1, 0},
-        {"\x80", 1, 0},                          // below 0xC0: one byte
-        {"\xC3\xA9", 1, 1},                      // two bytes
-        {"\xE2\x82\xAC", 1, 2},                  // U+20AC, lead 0xE2
-        {"\xE3\x80\x80", 2, 2},                  // U+3000
-        {"\xEE\xBF\xBF", 2, 2},                  // U+EFFF
-        {"\xEF\x80\x80", 2, 2},                  // U+F000
-        {"\xEF\xAB\xBF", 2, 2},                  // U+FAFF
-        {"\xEF\xAC\x80", 1, 2},                  // U+FB00
-        {"\xEF\xBC\x81", 2, 2},                  // U+FF01
-        {"\xEF\xBD\x9F", 2, 2},                  // U+FF5F
-        {"\xEF\xBD\xA0", 1, 2},                  // U+FF60
-        {"\xEF\xBE\x80", 1, 2},                  // U+FF80
-        {"\xEF\xBF\x9F", 1, 2},                  // U+FFDF
-        {"\xEF\xBF\xA0", 2, 2},                  // U+FFE0
-        {"\xEF\xBF\xA7", 2, 2},                  // U+FFE7
-        {"\xEF\xBF\xA8", 1, 2},                  // U+FFE8
-        {"\xEF\xBF\xBD", 1, 2},                  // U+FFFD
-        {"\xF0\x9F\x98\x80", 2, 3},              // four bytes
-        {"\xF8\x88\x80\x80\x80", 2, 4},          // five bytes
-        {"\xFC\x84\x80\x80\x80\x80", 2, 5},      // six bytes
-        {"\xE6", 2, 0},                          // cut off: never past the terminator
+        {"\x80", 1, 0},                      // below 0xC0: one byte
+        {"\xC3\xA9", 1, 1},                  // two bytes
+        {"\xE2\x82\xAC", 1, 2},              // U+20AC, lead 0xE2
+        {"\xE3\x80\x80", 2, 2},              // U+3000
+        {"\xEE\xBF\xBF", 2, 2},              // U+EFFF
+        {"\xEF\x80\x80", 2, 2},              // U+F000
+        {"\xEF\xAB\xBF", 2, 2},              // U+FAFF
+        {"\xEF\xAC\x80", 1, 2},              // U+FB00
+        {"\xEF\xBC\x81", 2, 2},              // U+FF01
+        {"\xEF\xBD\x9F", 2, 2},              // U+FF5F
+        {"\xEF\xBD\xA0", 1, 2},              // U+FF60
+        {"\xEF\xBE\x80", 1, 2},              // U+FF80
+        {"\xEF\xBF\x9F", 1, 2},              // U+FFDF
+        {"\xEF\xBF\xA0", 2, 2},              // U+FFE0
+        {"\xEF\xBF\xA7", 2, 2},              // U+FFE7
+        {"\xEF\xBF\xA8", 1, 2},              // U+FFE8
+        {"\xEF\xBF\xBD", 1, 2},              // U+FFFD
+        {"\xF0\x9F\x98\x80", 2, 3},          // four bytes
+        {"\xF8\x88\x80\x80\x80", 2, 4},      // five bytes
+        {"\xFC\x84\x80\x80\x80\x80", 2, 5},  // six bytes
+        {"\xE6", 2, 0},                      // cut off: never past the terminator
         {"\xF0\x9F", 2, 1},
     };
     for (const Case &c : cases) {
         int index = 0;
-        EXPECT_EQ(utf8_ttywidth(c.text, &index), c.width) << testing::PrintToString(std::string(c.text));
+        EXPECT_EQ(utf8_ttywidth(c.text, &index), c.width)
+            << testing::PrintToString(std::string(c.text));
         EXPECT_EQ(index, c.last) << testing::PrintToString(std::string(c.text));
     }
 }
@@ -77,7 +78,8 @@ TEST(DisplayWidth, WholeTextAndFirstCharacters)
         int n;
         int width;
     };
-    for (Case c : {Case{0, 0}, Case{1, 1}, Case{2, 3}, Case{3, 5}, Case{4, 6}, Case{99, 6}, Case{-1, 0}}) {
+    for (Case c :
+         {Case{0, 0}, Case{1, 1}, Case{2, 3}, Case{3, 5}, Case{4, 6}, Case{99, 6}, Case{-1, 0}}) {
         EXPECT_EQ(ox_utf8swidth(text, c.n), c.width) << c.n;
         EXPECT_EQ(ox_mbswidth(text, c.n), c.width) << c.n;
     }

@@ -99,8 +99,8 @@ TEST(Environment, GetenvUlongAbortsOnAMalformedSpec)
     for (const char *spec : {"CAIRN_T_X=5", "=5,1:2", "CAIRN_T_X"}) {
         auto r = cairn::testing::run_in_child([spec] { ox_getenv_ulong(spec, 1); });
         EXPECT_EQ(r.signal, SIGABRT) << spec;
-        EXPECT_NE(r.err.find(std::string("Unable to get the value of environment variable '") + spec +
-                             "': the string is improperly formatted.\n"),
+        EXPECT_NE(r.err.find(std::string("Unable to get the value of environment variable '") +
+                             spec + "': the string is improperly formatted.\n"),
                   std::string::npos)
             << r.err;
     }

@@ -29,14 +29,21 @@ struct TypeRow {
 TEST(Errinfo, BuiltInTypesAsData)
 {
     const TypeRow rows[] = {
-        {1, "SYSTEM", 1, "Unknown error"},     {2, "RPC", 29, nullptr},
-        {3, "RAP", 33, nullptr},               {5, "BXR", 1, "Unknown error"},
-        {8, "MDB", 1, "Unknown error"},        {9, "JOBS", 4, nullptr},
+        {1, "SYSTEM", 1, "Unknown error"},
+        {2, "RPC", 29, nullptr},
+        {3, "RAP", 33, nullptr},
+        {5, "BXR", 1, "Unknown error"},
+        {8, "MDB", 1, "Unknown error"},
+        {9, "JOBS", 4, nullptr},
         {12, "GSS", 18, "The provided name was not a mechanism name"},
-        {13, "SSL", 9, nullptr},               {14, "OpenSSL", 1, "Unknown error"},
-        {15, "BSAFE", 1, "Unknown error"},     {16, "SSNCHNL", 29, nullptr},
-        {18, "SYSTEM", 1, "Unknown error"},    {19, "SYSTEM_VSS", 1, "Unknown error"},
-        {24, "AUTHC", 9, nullptr},             {25, "MSGBUS", 5, "System error"},
+        {13, "SSL", 9, nullptr},
+        {14, "OpenSSL", 1, "Unknown error"},
+        {15, "BSAFE", 1, "Unknown error"},
+        {16, "SSNCHNL", 29, nullptr},
+        {18, "SYSTEM", 1, "Unknown error"},
+        {19, "SYSTEM_VSS", 1, "Unknown error"},
+        {24, "AUTHC", 9, nullptr},
+        {25, "MSGBUS", 5, "System error"},
         {27, "SQLITE", 1, "Unknown error"},
     };
     for (const TypeRow &row : rows) {
@@ -155,7 +162,7 @@ TEST(Errinfo, ComposedNumbersAndTextsAsData)
         {1, 2, 2, 12002, 12002, nullptr},
         {9, 0, 2, 93002, 93002, "Unable to find job record"},
         {25, 0, 0, 251000, 251000, "Success"},
-        {4, 0, 7, 40007, 40007, "Unknown error"},  // unregistered: severity 0
+        {4, 0, 7, 40007, 40007, "Unknown error"},   // unregistered: severity 0
         {2, 0, 30, 20030, 20030, "Unknown error"},  // past the last code
     };
     for (const SevenRow &row : rows) {

@@ -28,7 +28,11 @@ const std::vector<Row> &table()
         {1, 0, {}, {}, {}},
         {2, 0, {}, {}, {}},
         {3, E2BIG, {E2BIG}, {10}, {}},
-        {4, EACCES, {EACCES}, {5, 16, 33, 65, 82, 83, 108, 110, 132, 158, 167, 1307, 1326}, {10013}},
+        {4,
+         EACCES,
+         {EACCES},
+         {5, 16, 33, 65, 82, 83, 108, 110, 132, 158, 167, 1307, 1326},
+         {10013}},
         {5, EADDRINUSE, {EADDRINUSE}, {}, {10048}},
         {6, EADDRNOTAVAIL, {EADDRNOTAVAIL}, {}, {10049}},
         {7, EAFNOSUPPORT, {EAFNOSUPPORT}, {}, {10047}},
@@ -55,7 +59,11 @@ const std::vector<Row> &table()
         {28, EILSEQ, {EILSEQ}, {}, {}},
         {29, EINPROGRESS, {EALREADY, EINPROGRESS}, {}, {10036}},
         {30, EINTR, {EINTR}, {}, {10004}},
-        {31, EINVAL, {EINVAL}, {1, 6, 12, 13, 22, 66, 87, 131, 160, 230, 267, 1004, 1200}, {87, 10022}},
+        {31,
+         EINVAL,
+         {EINVAL},
+         {1, 6, 12, 13, 22, 66, 87, 131, 160, 230, 267, 1004, 1200},
+         {87, 10022}},
         {32, EIO, {EIO}, {26, 27, 29, 30, 31, 88, 1127}, {}},
         {33, EISCONN, {EISCONN}, {}, {10056}},
         {34, EISDIR, {EISDIR}, {}, {}},
@@ -115,8 +123,7 @@ const std::vector<Row> &table()
 }
 
 template <typename T, typename F>
-void check_column(const char *column, T limit, F map,
-                  std::vector<T> Row::*listed)
+void check_column(const char *column, T limit, F map, std::vector<T> Row::*listed)
 {
     std::map<T, int> expected;
     for (const Row &row : table())

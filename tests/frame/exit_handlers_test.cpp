@@ -22,7 +22,11 @@ void handler_a() { note("A"); }
 void handler_b() { note("B"); }
 void handler_c() { note("C"); }
 void handler_executing() { note(ox_atexit_is_executing() ? "[exec=1]" : "[exec=0]"); }
-void handler_registers_more() { note("R"); ox_atexit(handler_a); }
+void handler_registers_more()
+{
+    note("R");
+    ox_atexit(handler_a);
+}
 void handler_tsd_flag() { note(Ox_atexit_ox_threadstorage_destroy ? "[tsd=1]" : "[tsd=0]"); }
 
 class ExitHandlers : public ::testing::Test {

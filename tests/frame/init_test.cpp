@@ -70,8 +70,8 @@ TEST_F(Init, BinDirectoryGivesItsParent)
     ProbeRun r = run("X/bxr/bin/Prog.Tool.exe", "bxr-fr");
     ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
     std::string app = root_ + "/X/bxr";
-    for (const char *d : {"applogs", "bin", "cores", "cst", "debug", "etc", "gls", "index", "lib", "logs", "mm",
-                          "mod", "rap", "res", "tmp"})
+    for (const char *d : {"applogs", "bin", "cores", "cst", "debug", "etc", "gls", "index", "lib",
+                          "logs", "mm", "mod", "rap", "res", "tmp"})
         EXPECT_EQ(r.values[std::string(d) + "dir"], app + "/" + d);
     EXPECT_EQ(r.values["bindir_again"], app + "/bin");
     EXPECT_EQ(r.values["argv0_kept"], "1");
@@ -152,7 +152,8 @@ TEST(InitInProcess, OxinitReturnsTheProductAndIdsAreCaptured)
         get_saved_uids(&ruid, nullptr);
         get_saved_uids(nullptr, &euid);
         get_saved_gids(&rgid, &egid);
-        std::exit(ruid == getuid() && euid == geteuid() && rgid == getgid() && egid == getegid() ? 0 : 2);
+        std::exit(
+            ruid == getuid() && euid == geteuid() && rgid == getgid() && egid == getegid() ? 0 : 2);
     });
     EXPECT_EQ(r.exit_code, 0);
 }
@@ -183,7 +184,8 @@ TEST(Utf8Argv, Utf8ArgumentsPassThroughInCAndUtf8Locales)
         auto r = cairn::testing::run_in_child([locale] {
             if (!std::setlocale(LC_CTYPE, locale))
                 std::exit(3);  // locale missing
-            char a0[] = "prog", a1[] = "caf\xc3\xa9", a2[] = "\xf0\x9f\x98\x80x", a3[] = "\xe9t\xe9";
+            char a0[] = "prog", a1[] = "caf\xc3\xa9", a2[] = "\xf0\x9f\x98\x80x",
+                 a3[] = "\xe9t\xe9";
             char *argv[] = {a0, a1, a2, a3, nullptr};
             char *buffer = nullptr;
             utf8_argv(4, argv, &buffer);

@@ -97,7 +97,8 @@ TEST(LastError, NetworkingErrnoIsRewrittenToWinsock)
 {
     ox_error_set_last(ENODATA, OX_ERRKIND_ERRNO);
     // Kind 4 keeps the system's text as it is, line end included.
-    EXPECT_EQ(message(), "The requested name is valid, but no data of the requested type was found.\r\n");
+    EXPECT_EQ(message(),
+              "The requested name is valid, but no data of the requested type was found.\r\n");
     int kind = 0;
     EXPECT_EQ(ox_error_get_last_native(&kind), 11004u);
     EXPECT_EQ(kind, OX_ERRKIND_WINSOCK);

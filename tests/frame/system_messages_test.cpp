@@ -30,7 +30,8 @@ const Sample kSamples[] = {
     {234, "More data is available.\r\n"},
     {258, "The wait operation timed out.\r\n"},
     {487, "Attempt to access invalid address.\r\n"},
-    {995, "The I/O operation has been aborted because of either a thread exit or an application request.\r\n"},
+    {995, "The I/O operation has been aborted because of either a thread exit or an application "
+          "request.\r\n"},
     {997, "Overlapped I/O operation is in progress.\r\n"},
     {1168, "Element not found.\r\n"},
     {1223, "The operation was canceled by the user.\r\n"},

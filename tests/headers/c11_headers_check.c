@@ -21,8 +21,9 @@ int main(void)
     {
         char path[16];
         struct ox_timeval a = {5, 900000}, b = {7, 100000};
-        if (canon_dirsep("/a/./b/..", path, '/') == NULL || path[0] != '/' || path[1] != 'a' || path[2] != '\0' ||
-            ox_time64_to_32(OX_TIME_FOREVER) != 0x7FFFFFFF || timeval_diff(a, b).tv_usec != 200000) {
+        if (canon_dirsep("/a/./b/..", path, '/') == NULL || path[0] != '/' || path[1] != 'a' ||
+            path[2] != '\0' || ox_time64_to_32(OX_TIME_FOREVER) != 0x7FFFFFFF ||
+            timeval_diff(a, b).tv_usec != 200000) {
             fputs("paths or time failed\n", stderr);
             return 1;
         }

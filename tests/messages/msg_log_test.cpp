@@ -31,7 +31,8 @@ namespace {
 // past 4 KiB, so that some lines are longer than a pipe's atomic write.
 std::string child_text(int c, int i)
 {
-    std::size_t filler = (static_cast<std::size_t>(i) * 977 + static_cast<std::size_t>(c) * 131) % 6000;
+    std::size_t filler =
+        (static_cast<std::size_t>(i) * 977 + static_cast<std::size_t>(c) * 131) % 6000;
     return "c" + std::to_string(c) + " i" + std::to_string(i) + " " +
            std::string(filler, static_cast<char>('a' + (i + c) % 26));
 }
@@ -43,19 +44,21 @@ TEST(MsgLog, LineFieldByFieldAndDestinations)
         ox_set_progname("/opt/Tool.exe");
         if (msg_log_open(dir.path()) != 0)
             std::exit(3);
-        msg_print(1234, 15023, MSG_LOG_MESSAGES, "%s of %s\n", MSG_ARG_TEXT, "copy",
-                  MSG_ARG_TEXT, "disk");
+        msg_print(1234, 15023, MSG_LOG_MESSAGES, "%s of %s\n", MSG_ARG_TEXT, "copy", MSG_ARG_TEXT,
+                  "disk");
         msg_print(-7, 4, 0x10 | 0x20 | 0x40 | 0x200, "two\nlines\r\n", MSG_ARG_TEXT, "");
         // A message made by the caller posts the same way.
         msg_t *made = msg_create(42, 50000, "%s", MSG_ARG_TEXT, "made here");
-        if (msg_post(MSG_LOG_MESSAGES, made) != 0 || msg_post(MSG_LOG_MESSAGES, nullptr) != OX_ENULL)
+        if (msg_post(MSG_LOG_MESSAGES, made) != 0 ||
+            msg_post(MSG_LOG_MESSAGES, nullptr) != OX_ENULL)
             std::exit(4);
         std::printf("%d", getpid());
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.exit_code, 0);
     EXPECT_EQ(child.err, "");
-    std::regex form(R"((\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d[+-]\d{4}) (\S+)\[(\d+)\] (\w+)\((\d+)\) #(-?\d+): (.*))");
+    std::regex form(
+        R"((\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d[+-]\d{4}) (\S+)\[(\d+)\] (\w+)\((\d+)\) #(-?\d+): (.*))");
     std::smatch m;
     auto lines = dir.lines("messages.log");
     ASSERT_EQ(lines.size(), 2u);

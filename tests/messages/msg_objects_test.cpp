@@ -68,7 +68,8 @@ TEST(MsgObjects, RingOfThirtyTwoAndOwnedCopies)
         EXPECT_EQ(wrapped->text, nullptr);
         EXPECT_EQ(wrapped->stext.msgid, MSG_UNUSED_ID);
         msg_free(nullptr);
-    }).join();
+    })
+        .join();
 }
 
 }  // namespace
@@ -86,7 +87,8 @@ std::string dump(const structext *st)
 {
     if (st == nullptr)
         return "NULL";
-    std::string s = std::to_string(static_cast<int32_t>(st->msgid)) + "|" + (st->form ? st->form : "-");
+    std::string s =
+        std::to_string(static_cast<int32_t>(st->msgid)) + "|" + (st->form ? st->form : "-");
     for (int i = 0; i < st->argcount; ++i)
         s += "|" + std::to_string(st->args[i].desc) + ":" + st->args[i].text;
     return s;
@@ -126,7 +128,8 @@ TEST(MsgRings, PoolSizeByEnvironmentAndReuse)
             std::exit(unused && wrapped == first && again == second && first->pooled ? 0 : 3);
         });
         EXPECT_EQ(child.exit_code, 0) << row.size;
-        EXPECT_EQ(child.err, std::string(row.line) + "freeing unused structext with msgid 41\n") << row.size;
+        EXPECT_EQ(child.err, std::string(row.line) + "freeing unused structext with msgid 41\n")
+            << row.size;
     }
 }
 
@@ -143,7 +146,8 @@ TEST(MsgRings, LiteralRingOfTwoHundred)
         std::string big(3070, 'a');
         EXPECT_EQ(std::strlen(msg_lit_create(1, (big + "\xc3\xa9").c_str())), 3070u);
         EXPECT_EQ(std::strlen(msg_lit_create(1, (big + "b\xc3\xa9").c_str())), 3071u);
-        EXPECT_EQ(std::string(msg_mlit_create(123456, big.c_str())), "123456:" + big.substr(0, 3064));
+        EXPECT_EQ(std::string(msg_mlit_create(123456, big.c_str())),
+                  "123456:" + big.substr(0, 3064));
         EXPECT_EQ(msg_mlit_create(1, nullptr), nullptr);
         EXPECT_EQ(msg_lit_create(1, nullptr), nullptr);
     }).join();
@@ -161,7 +165,8 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
 
     structext *own = msg_structext_copy(msg_structext_new(9, "%s", 1, descs, texts));
     EXPECT_FALSE(own->pooled);
-    EXPECT_EQ(msg_structext_populate(own, 3, "%s+%s", MSG_ARG_TEXT, "x", MSG_ARG_LITERAL, "4:y"), own);
+    EXPECT_EQ(msg_structext_populate(own, 3, "%s+%s", MSG_ARG_TEXT, "x", MSG_ARG_LITERAL, "4:y"),
+              own);
     EXPECT_EQ(dump(own), "3|%s+%s|0:x|11:4:y");
     EXPECT_EQ(take(msg_structext_render(own)), "x+y");
     EXPECT_EQ(msg_structext_populate(own, 3, nullptr), nullptr);
@@ -177,10 +182,12 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
     for (const char *bad : {"abc", "x:y", ":y", "99999999999:y"})
         EXPECT_EQ(msg_idlit_to_stbuf(bad), nullptr) << bad;
     EXPECT_EQ(take(msg_string_to_stbuf("hello")), "0 5 hello");
-    EXPECT_EQ(take(msg_string_to_stbuf(std::string(3000, 'z').c_str())), "0 2047 " + std::string(2047, 'z'));
+    EXPECT_EQ(take(msg_string_to_stbuf(std::string(3000, 'z').c_str())),
+              "0 2047 " + std::string(2047, 'z'));
     structext *plain = msg_string_to_structext("50%s done");
     EXPECT_EQ(dump(plain), "0|50%s done");
-    EXPECT_EQ(take(msg_structext_render(plain)), "50%s done") << "a form without its arguments shows as it is";
+    EXPECT_EQ(take(msg_structext_render(plain)), "50%s done")
+        << "a form without its arguments shows as it is";
     msg_structext_free(plain);
     msg_t *m = msg_create_from_mlit(50000, "77:Hi %s");
     ASSERT_NE(m, nullptr);
@@ -196,12 +203,15 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
     const int32_t descs2[] = {MSG_ARG_NUMBER, MSG_ARG_NUMBER};
     for (const char *form : {"%zs|%ls", "%1$ld %1$s", "%1$s %1$*2$d", "%lp %s"})
         EXPECT_EQ(take(msg_structext_render(msg_structext_new(1, form, 2, descs2, texts2))), form);
-    EXPECT_EQ(take(msg_structext_render(msg_structext_new(1, "%1$s %1$p %2$d", 2, descs2, texts2))).substr(0, 2), "1 ");
+    EXPECT_EQ(take(msg_structext_render(msg_structext_new(1, "%1$s %1$p %2$d", 2, descs2, texts2)))
+                  .substr(0, 2),
+              "1 ");
 
     // A hostile width cannot make the text larger than the record allows.
     const char *one = "1";
     int32_t number = MSG_ARG_NUMBER;
-    std::string wide = take(msg_structext_render(msg_structext_new(1, "%100000000d|", 1, &number, &one)));
+    std::string wide =
+        take(msg_structext_render(msg_structext_new(1, "%100000000d|", 1, &number, &one)));
     EXPECT_EQ(wide.size(), 19456u + 12 + 1 - 1);
     EXPECT_EQ(wide.find_first_not_of(' '), std::string::npos) << "cut inside the padding";
 }
@@ -264,7 +274,8 @@ TEST(StructextCalls, NestedRecordsRenderEightLevelsDeep)
         if (level == 8)
             innermost = inner;
         if (level == 0) {
-            EXPECT_EQ(take(msg_structext_render(st)), std::string(9, '<') + innermost + std::string(9, '>'));
+            EXPECT_EQ(take(msg_structext_render(st)),
+                      std::string(9, '<') + innermost + std::string(9, '>'));
         }
         std::free(inner);
         inner = msg_structext_to_stbuf(st);

@@ -79,7 +79,8 @@ TEST(MsgPrint, ArgumentsRenderByDescriptor)
         msg_print(0, 50000, 1, "%2$s-%1$s", MSG_ARG_TEXT, "one", MSG_ARG_TEXT, "two");
         // Nested records render in place, given as text or as an object.
         msg_t *inner = msg_create(5, 50000, "(%s)", MSG_ARG_TEXT, "obj");
-        msg_print(0, 50000, 1, "{%s|%s}", MSG_ARG_NESTED, "3 4 <%s> 1 0 2 in", MSG_ARG_OBJECT, inner);
+        msg_print(0, 50000, 1, "{%s|%s}", MSG_ARG_NESTED, "3 4 <%s> 1 0 2 in", MSG_ARG_OBJECT,
+                  inner);
         std::printf("|%d", msg_print(0, 50000, 1, nullptr));
     });
     ASSERT_TRUE(child.exited);

@@ -65,20 +65,28 @@ TEST(StructextForms, WritersByteForByte)
     const Row rows[] = {
         {{12, "%s and %s", {{0, "a"}, {0, "bcd"}}},
          "12 9 %s and %s 2 0 1 a 0 3 bcd",
-         "<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARGS>  <MSGARG arg=\"a\" argdesc=\"0\"/>  "
+         "<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARGS>  <MSGARG arg=\"a\" "
+         "argdesc=\"0\"/>  "
          "<MSGARG arg=\"bcd\" argdesc=\"0\"/>  </MSGARGS> </MSG>",
          "a and bcd 12 9 %s and %s 2 0 1 a 0 3 bcd"},
-        {{0, "plain", {}}, "0 5 plain", "<MSG id=\"0\" form=\"plain\" argcount=\"0\"> </MSG>", "plain 0 5 plain"},
-        {{7, "<\"&'>", {}}, "7 5 <\"&'>", "<MSG id=\"7\" form=\"&lt;&quot;&amp;&apos;&gt;\" argcount=\"0\"> </MSG>",
+        {{0, "plain", {}},
+         "0 5 plain",
+         "<MSG id=\"0\" form=\"plain\" argcount=\"0\"> </MSG>",
+         "plain 0 5 plain"},
+        {{7, "<\"&'>", {}},
+         "7 5 <\"&'>",
+         "<MSG id=\"7\" form=\"&lt;&quot;&amp;&apos;&gt;\" argcount=\"0\"> </MSG>",
          "<\"&'> 7 5 <\"&'>"},
         {{mc_message_id(0xF000, 3), "%d%%", {{1, "42"}}},
          "-134217725 4 %d%% 1 1 2 42",
-         "<MSG id=\"-134217725\" form=\"%d%%\" argcount=\"1\">  <MSGARGS>  <MSGARG arg=\"42\" argdesc=\"1\"/>  "
+         "<MSG id=\"-134217725\" form=\"%d%%\" argcount=\"1\">  <MSGARGS>  <MSGARG arg=\"42\" "
+         "argdesc=\"1\"/>  "
          "</MSGARGS> </MSG>",
          "42% -134217725 4 %d%% 1 1 2 42"},
         {{5, "%s/%s", {{11, "77:lit"}, {49, "3 4 <%s> 1 0 2 in"}}},
          "5 5 %s/%s 2 11 6 77:lit 49 17 3 4 <%s> 1 0 2 in",
-         "<MSG id=\"5\" form=\"%s/%s\" argcount=\"2\">  <MSGARGS>  <MSGARG arg=\"77:lit\" argdesc=\"11\"/>  "
+         "<MSG id=\"5\" form=\"%s/%s\" argcount=\"2\">  <MSGARGS>  <MSGARG arg=\"77:lit\" "
+         "argdesc=\"11\"/>  "
          "<MSGARG arg=\"3 4 &lt;%s&gt; 1 0 2 in\" argdesc=\"49\"/>  </MSGARGS> </MSG>",
          "lit/<in> 5 5 %s/%s 2 11 6 77:lit 49 17 3 4 <%s> 1 0 2 in"},
     };
@@ -117,22 +125,22 @@ TEST(StructextForms, BufferParserTable)
         {"12 9 %s and %s 2 0 1 a 0 3 bcd trailing", kFull},
         {"12 9 %s and %s 2 0 1 a 0 0 ", kForm + "|0:a|0:"},
         {"12 9 %s and %s 2 -3 1 a 77 3 b d", kForm + "|-3:a|77:b d"},
-        {"12 9 %s and %s", kForm},                      // no arguments
-        {"12 9 %s and %s 3 0 1 a 0 3 bcd", kForm},      // count is not the form's
-        {"12 9 %s and %s x", kForm},                    // count not a number
-        {"12 9 %s and %sX2 0 1 a 0 3 bcd", kForm},      // no blank before the count
+        {"12 9 %s and %s", kForm},                  // no arguments
+        {"12 9 %s and %s 3 0 1 a 0 3 bcd", kForm},  // count is not the form's
+        {"12 9 %s and %s x", kForm},                // count not a number
+        {"12 9 %s and %sX2 0 1 a 0 3 bcd", kForm},  // no blank before the count
         {"0 0 ", "0|"},
         {"-5 1 x", "4294967291|x"},
         {"4294967295 1 x", "4294967295|x"},
-        {"4294967296 1 x", "NULL"},                     // id out of range
-        {"12 9 %s and", "NULL"},                        // form past the end
-        {"12 9 %s and %s 2 0 1 a 0 9 bcd", "NULL"},     // argument past the end
-        {"12 9 %s and %s 2 0 1 a0 3 bcd", "NULL"},      // no blank between arguments
-        {"12 9 %s and %s 2 0 1 a", "NULL"},             // an argument missing
-        {"12 9 %s and %s 2 q 1 a 0 3 bcd", "NULL"},     // descriptor not a number
-        {"12 9 %s and %s 2 0 -1 a 0 3 bcd", "NULL"},    // negative length
-        {"12 9 %s and %s 2 0 1 a 0  3 bcd", "NULL"},    // two blanks
-        {"12 6 %255$s 255 0 0 ", "NULL"},               // more arguments than fit
+        {"4294967296 1 x", "NULL"},                   // id out of range
+        {"12 9 %s and", "NULL"},                      // form past the end
+        {"12 9 %s and %s 2 0 1 a 0 9 bcd", "NULL"},   // argument past the end
+        {"12 9 %s and %s 2 0 1 a0 3 bcd", "NULL"},    // no blank between arguments
+        {"12 9 %s and %s 2 0 1 a", "NULL"},           // an argument missing
+        {"12 9 %s and %s 2 q 1 a 0 3 bcd", "NULL"},   // descriptor not a number
+        {"12 9 %s and %s 2 0 -1 a 0 3 bcd", "NULL"},  // negative length
+        {"12 9 %s and %s 2 0 1 a 0  3 bcd", "NULL"},  // two blanks
+        {"12 6 %255$s 255 0 0 ", "NULL"},             // more arguments than fit
         {"x 9 %s and %s", "NULL"},
         {"12 z %s", "NULL"},
         {"12  9 %s and %s", "NULL"},
@@ -146,8 +154,10 @@ TEST(StructextForms, BufferParserTable)
     EXPECT_EQ(msg_stbuf_to_structext(nullptr), nullptr);
 
     // The rendered-plus-buffer form: the rendered length finds the buffer.
-    EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("a and bcd 12 9 %s and %s 2 0 1 a 0 3 bcd", 9)), kFull);
-    EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("a and bcd 12 9 %s and %s 2 0 1 a 0 3 bcd", 8)), "NULL");
+    EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("a and bcd 12 9 %s and %s 2 0 1 a 0 3 bcd", 9)),
+              kFull);
+    EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("a and bcd 12 9 %s and %s 2 0 1 a 0 3 bcd", 8)),
+              "NULL");
     EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("short", 5)), "NULL");
     EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("short", SIZE_MAX)), "NULL");
     EXPECT_EQ(parsed(msg_stxdrbuf_to_structext(nullptr, 0)), "NULL");
@@ -156,8 +166,9 @@ TEST(StructextForms, BufferParserTable)
 TEST(StructextForms, XmlParserTable)
 {
     const std::string kHead = "<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\"> ";
-    const std::string kArgs = " <MSGARGS>  <MSGARG arg=\"a\" argdesc=\"0\"/>  <MSGARG arg=\"&lt;&quot;x&bogus;&amp;\" "
-                              "argdesc=\"3\"/>  </MSGARGS> </MSG>";
+    const std::string kArgs =
+        " <MSGARGS>  <MSGARG arg=\"a\" argdesc=\"0\"/>  <MSGARG arg=\"&lt;&quot;x&bogus;&amp;\" "
+        "argdesc=\"3\"/>  </MSGARGS> </MSG>";
     struct Row {
         std::string text;
         std::string expect;
@@ -166,9 +177,13 @@ TEST(StructextForms, XmlParserTable)
         {kHead + kArgs, "12|%s and %s|0:a|3:<\"x&bogus;&"},
         {"junk " + kHead + kArgs, "12|%s and %s|0:a|3:<\"x&bogus;&"},
         {"<MSG id=\"1\" form=\"&amp;amp;\" argcount=\"0\"> </MSG>", "1|&amp;"},
-        {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"3\"> " + kArgs, "12|%s and %s"},  // count not the form's
-        {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARG arg=\"a\" argdesc=\"0\"/> </MSG>", "NULL"},
-        {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARG arg=\"a\" argdesc=\"z\"/>", "NULL"},
+        {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"3\"> " + kArgs,
+         "12|%s and %s"},  // count not the form's
+        {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARG arg=\"a\" argdesc=\"0\"/> "
+         "</MSG>",
+         "NULL"},
+        {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARG arg=\"a\" argdesc=\"z\"/>",
+         "NULL"},
         {"<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\">  <MSGARG arg=\"a", "NULL"},
         {"<MSG form=\"x\" argcount=\"0\"> </MSG>", "NULL"},
         {"<MSG id=\"1\" argcount=\"0\"> </MSG>", "NULL"},
@@ -223,7 +238,8 @@ std::vector<std::pair<int, std::string>> random_args(std::mt19937 &rng, int coun
 TEST(StructextForms, ParseOfPrintRoundTrips)
 {
     std::mt19937 rng(20261125);
-    const char *forms[] = {"", "no conversions <&>", "%s", "%s and %s", "%2$s %1$s %3$s", "%d: \"%s\" %%"};
+    const char *forms[] = {"",          "no conversions <&>", "%s",
+                           "%s and %s", "%2$s %1$s %3$s",     "%d: \"%s\" %%"};
     for (int i = 0; i < 400; ++i) {
         const char *form = forms[i % 6];
         int count = get_formatted_args_num(form);
@@ -233,12 +249,14 @@ TEST(StructextForms, ParseOfPrintRoundTrips)
         char *stxdr = msg_structext_to_stxdrbuf(&rec.st, &len);
         EXPECT_EQ(parsed(msg_stxdrbuf_to_structext(stxdr, len)), want);
         std::free(stxdr);
-        EXPECT_EQ(parsed(msg_xmlstr_to_structext(take(msg_structext_to_xmlstr(&rec.st)).c_str())), want);
+        EXPECT_EQ(parsed(msg_xmlstr_to_structext(take(msg_structext_to_xmlstr(&rec.st)).c_str())),
+                  want);
         // The buffer form gives the record back with long texts cut.
         for (int a = 0; a < rec.st.argcount; ++a)
             if (std::strlen(rec.st.args[a].text) > MSG_STBUF_ARG_MAX)
                 rec.st.args[a].text[MSG_STBUF_ARG_MAX] = '\0';
-        EXPECT_EQ(parsed(msg_stbuf_to_structext(take(msg_structext_to_stbuf(&rec.st)).c_str())), dump(&rec.st));
+        EXPECT_EQ(parsed(msg_stbuf_to_structext(take(msg_structext_to_stbuf(&rec.st)).c_str())),
+                  dump(&rec.st));
     }
 }
 

@@ -109,9 +109,15 @@ TEST(Address, LoopbackTests)
         int loopback;
         int any;
     } rows[] = {
-        {"127.0.0.1", 1, 0},       {"127.255.0.1", 1, 0}, {"128.0.0.1", 0, 0},
-        {"::1", 1, 0},             {"::2", 0, 0},         {"::ffff:127.0.0.1", 1, 0},
-        {"::ffff:10.0.0.1", 0, 0}, {"0.0.0.0", 0, 1},     {"::", 0, 1},
+        {"127.0.0.1", 1, 0},
+        {"127.255.0.1", 1, 0},
+        {"128.0.0.1", 0, 0},
+        {"::1", 1, 0},
+        {"::2", 0, 0},
+        {"::ffff:127.0.0.1", 1, 0},
+        {"::ffff:10.0.0.1", 0, 0},
+        {"0.0.0.0", 0, 1},
+        {"::", 0, 1},
     };
     for (const Row &r : rows) {
         sockaddr_storage a = addr(r.text);
@@ -191,10 +197,14 @@ TEST(Address, MasksFromAndToPrefixes)
         unsigned prefix;
         const char *mask;
     } rows[] = {
-        {AF_INET, 0, "0.0.0.0"},         {AF_INET, 24, "255.255.255.0"},
-        {AF_INET, 32, "255.255.255.255"}, {AF_INET, 33, "128.0.0.0"},
-        {AF_INET, 40, "255.0.0.0"},      {AF_INET6, 64, "ffff:ffff:ffff:ffff::"},
-        {AF_INET6, 60, "ffff:ffff:ffff:fff0::"}, {AF_INET6, 128, "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
+        {AF_INET, 0, "0.0.0.0"},
+        {AF_INET, 24, "255.255.255.0"},
+        {AF_INET, 32, "255.255.255.255"},
+        {AF_INET, 33, "128.0.0.0"},
+        {AF_INET, 40, "255.0.0.0"},
+        {AF_INET6, 64, "ffff:ffff:ffff:ffff::"},
+        {AF_INET6, 60, "ffff:ffff:ffff:fff0::"},
+        {AF_INET6, 128, "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
     };
     for (const Row &r : rows) {
         sockaddr_storage m{};
@@ -211,9 +221,13 @@ TEST(Address, MasksFromAndToPrefixes)
         const char *mask;
         int want;
     } counts[] = {
-        {"255.255.255.0", 24}, {"255.255.255.255", 32}, {"0.0.0.0", 0},
-        {"255.255.255.254", 31}, {"127.255.255.255", 32},  // 0x7FFFFFFF counts as a one
-        {"ffff:ffff:ffff:ffff::", 64}, {"ffff:ffff:ffff:fff0::", 36},
+        {"255.255.255.0", 24},
+        {"255.255.255.255", 32},
+        {"0.0.0.0", 0},
+        {"255.255.255.254", 31},
+        {"127.255.255.255", 32},  // 0x7FFFFFFF counts as a one
+        {"ffff:ffff:ffff:ffff::", 64},
+        {"ffff:ffff:ffff:fff0::", 36},
         {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", 128},
     };
     for (const Count &c : counts) {
@@ -262,8 +276,8 @@ TEST(Address, ParsingTexts)
         int ok;
         const char *printed;
     } rows[] = {
-        {"10.1.2.3", 1, "10.1.2.3"}, {"::", 1, "::"}, {"0.0.0.0", 1, "0.0.0.0"},
-        {"2001:db8::1", 1, "2001:db8::1"},  {"1.2.3.4.5", 0, ""}, {"::g", 0, ""},
+        {"10.1.2.3", 1, "10.1.2.3"},       {"::", 1, "::"},      {"0.0.0.0", 1, "0.0.0.0"},
+        {"2001:db8::1", 1, "2001:db8::1"}, {"1.2.3.4.5", 0, ""}, {"::g", 0, ""},
     };
     for (const Row &r : rows) {
         sockaddr_storage a{};
@@ -286,7 +300,7 @@ TEST(Address, ParsingTexts)
         const char *text;
         int len;
     } heads[] = {
-        {"fe80::1:/tmp", 7}, {"fe80::1", 0}, {"fe80::1_rest", 7}, {"::1:C:\\dir", 3},
+        {"fe80::1:/tmp", 7}, {"fe80::1", 0}, {"fe80::1_rest", 7},       {"::1:C:\\dir", 3},
         {"a_b:c", 0},        {"nocolon", 0}, {"2001:db8::5:0_x_y", 13},
     };
     for (const Head &h : heads)
@@ -312,8 +326,8 @@ TEST(Address, InterfaceList)
     sockaddr_storage doc = addr("192.0.2.200"), lo = addr("127.0.0.9");
     EXPECT_EQ(ox_is_myaddress(sa(doc)), 0);
     EXPECT_EQ(ox_inet_islocaladdr(sa(doc)), 0);
-    EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);   // any loopback is local
-    EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);   // now remembered
+    EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);  // any loopback is local
+    EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);  // now remembered
     EXPECT_EQ(ox_inet_islocaladdr(nullptr), 0);
 }
 

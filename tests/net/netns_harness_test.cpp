@@ -49,7 +49,8 @@ TEST(NetnsHarness, DnsServerAnswersAndCountsQueries)
 {
     NetnsOptions o;
     o.dnsmasq = true;
-    o.dns_records = {"--address=/db.harness.test/10.9.9.9", "--host-record=web.harness.test,10.8.8.8"};
+    o.dns_records = {"--address=/db.harness.test/10.9.9.9",
+                     "--host-record=web.harness.test,10.8.8.8"};
     CAIRN_IN_NETNS(o, [](NetNamespace &ns) {
         EXPECT_EQ(ns.dns_queries(), 0);
         EXPECT_EQ(lookup4("db.harness.test"), "10.9.9.9");

@@ -67,12 +67,12 @@ TEST(ResolverKey, ForwardHashAndEquality)
         KeyRecord x, y;
         bool equal;
     } rows[] = {
-        {a, b, true},                                              // case ignored
-        {host_only, fkey("BOX.TEST", ""), true},                   // no service either way
-        {host_only, a, false},                                     // one has a service
-        {fkey("box.test", "ftp", AI_CANONNAME), a, false},         // hints differ
+        {a, b, true},                                       // case ignored
+        {host_only, fkey("BOX.TEST", ""), true},            // no service either way
+        {host_only, a, false},                              // one has a service
+        {fkey("box.test", "ftp", AI_CANONNAME), a, false},  // hints differ
         {fkey("box.test", "ftp", 0, AF_INET), a, false},
-        {service_only, service_only, false},                       // empty host never matches
+        {service_only, service_only, false},  // empty host never matches
         {fkey("", ""), fkey("", ""), false},
     };
     for (Row &r : rows)
@@ -131,7 +131,8 @@ TEST(SimRules, ParsingAndAnswers)
     EXPECT_EQ(sim_rules_count(), 4);
     EXPECT_NE(out.find("ox_inet_rdlr_load_config_file(): non-configuration line ... ignoring "
                        "'dnslu too many words here'\n"),
-              std::string::npos) << out;
+              std::string::npos)
+        << out;
     EXPECT_NE(out.find("ignoring 'other kind line'"), std::string::npos);
     EXPECT_NE(out.find("' exceeds max 2049 characters ... ignoring excess characters\n"),
               std::string::npos);

@@ -214,7 +214,8 @@ TEST(Resolver, ShortcutsNumericHostsAndReverse)
             EXPECT_EQ(reverse(r.addr, r.flags), r.want) << r.addr;
         sockaddr_storage ss{};
         ox_inet_pton("10.1.2.3", reinterpret_cast<sockaddr *>(&ss));
-        EXPECT_EQ(ox_inet_nameinfo_cache_remove(reinterpret_cast<sockaddr *>(&ss), 16, NI_NAMEREQD), 0);
+        EXPECT_EQ(ox_inet_nameinfo_cache_remove(reinterpret_cast<sockaddr *>(&ss), 16, NI_NAMEREQD),
+                  0);
         EXPECT_EQ(ox_inet_isvalidipv6addr("::1", 1), 1);  // names as localhost6
 
         char **aliases = nullptr;
@@ -343,20 +344,23 @@ TEST(Resolver, OperatorPrintsAndFlushes)
         std::string all;
         for (const std::string &m : g_messages)
             all += m;
-        EXPECT_EQ(all,
-                  // ox_inet_pton() and ox_inet_ntop() look up through the cache too.
-                  "DNS (level I) cache:\n"
-                  "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: tcp\n"
-                  "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: udp\n"
-                  "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: unspec\n"
-                  "hostname: box.rt.test, address: 10.1.2.3, ai_flags: 0x0000, family: inet, protocol: tcp\n"
-                  "hostname: box.rt.test, service: , address: 10.1.2.3, ni_flags 0x0008\n"
-                  "hostname: 10.1.2.3, service: , address: 10.1.2.3, ni_flags 0x0001\n"
-                  "DNS (level II) cache:\n"
-                  "Size: 1 hosts:\nbox (box.rt.test)\n"
-                  "Clients cache:\nSize: 1 clients:\nclient1\n"
-                  "Inactive Client's cache: (Clients in Retired or Decommissioned state)\n"
-                  "Size: 1 clients:\nretired1\n");
+        EXPECT_EQ(
+            all,
+            // ox_inet_pton() and ox_inet_ntop() look up through the cache too.
+            "DNS (level I) cache:\n"
+            "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: tcp\n"
+            "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: udp\n"
+            "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: "
+            "unspec\n"
+            "hostname: box.rt.test, address: 10.1.2.3, ai_flags: 0x0000, family: inet, protocol: "
+            "tcp\n"
+            "hostname: box.rt.test, service: , address: 10.1.2.3, ni_flags 0x0008\n"
+            "hostname: 10.1.2.3, service: , address: 10.1.2.3, ni_flags 0x0001\n"
+            "DNS (level II) cache:\n"
+            "Size: 1 hosts:\nbox (box.rt.test)\n"
+            "Clients cache:\nSize: 1 clients:\nclient1\n"
+            "Inactive Client's cache: (Clients in Retired or Decommissioned state)\n"
+            "Size: 1 clients:\nretired1\n");
         EXPECT_EQ(PrintDnsCache, 0);
         EXPECT_EQ(cairn::g_print_inactive_clients, 0);
 

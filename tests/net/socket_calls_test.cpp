@@ -45,16 +45,27 @@ TEST(SocketCalls, FailuresFollowTheErrorRules)
             {"listen on -1", [&] { return long{ox_listen(-1, 5)}; }, 4, 10038, ENOTSOCK},
             {"close -1", [&] { return long{ox_closesocket(-1)}; }, 4, 10038, ENOTSOCK},
             {"close a pipe", [&] { return long{ox_closesocket(pipe_fds[0])}; }, 4, 10038, ENOTSOCK},
-            {"connect refused", [&] { return long{ox_connect(tcp, sa(refused), sizeof(sockaddr_in))}; }, 4, 10061, ECONNREFUSED},
-            {"recv 0x80000000", [&] { return ox_recv(-1, buf, 0x80000000u, 0); }, 1, EINVAL, EINVAL},
-            {"recvfrom 0x80000000", [&] { return ox_recvfrom(-1, buf, 0x80000000u, 0, nullptr, nullptr); }, 1, EINVAL, EINVAL},
-            {"sendto 0x80000000", [&] { return ox_sendto(-1, buf, 0x80000000u, 0, sa(any)); }, 1, EINVAL, EINVAL},
+            {"connect refused",
+             [&] { return long{ox_connect(tcp, sa(refused), sizeof(sockaddr_in))}; }, 4, 10061,
+             ECONNREFUSED},
+            {"recv 0x80000000", [&] { return ox_recv(-1, buf, 0x80000000u, 0); }, 1, EINVAL,
+             EINVAL},
+            {"recvfrom 0x80000000",
+             [&] { return ox_recvfrom(-1, buf, 0x80000000u, 0, nullptr, nullptr); }, 1, EINVAL,
+             EINVAL},
+            {"sendto 0x80000000", [&] { return ox_sendto(-1, buf, 0x80000000u, 0, sa(any)); }, 1,
+             EINVAL, EINVAL},
             {"bind NULL", [&] { return long{ox_bind(tcp, nullptr)}; }, 1, EINVAL, EINVAL},
             {"sendv NULL", [&] { return ox_sendv(tcp, nullptr, 2); }, 1, EINVAL, EINVAL},
-            {"getsockname NULL", [&] { return long{ox_getsockname(tcp, nullptr, &len)}; }, 1, EINVAL, -1},
+            {"getsockname NULL", [&] { return long{ox_getsockname(tcp, nullptr, &len)}; }, 1,
+             EINVAL, -1},
             {"poll count 0", [&] { return long{ox_poll(nullptr, 0, 0)}; }, 1, EINVAL, -1},
-            {"socketpair NULL", [&] { return long{ox_socketpair(AF_INET, SOCK_STREAM, 0, nullptr)}; }, 1, EINVAL, EINVAL},
-            {"keepalive on a pipe", [&] { return long{ox_setsock_keepalive(pipe_fds[0], 10, 1)} - 1; }, 4, 10038, ENOTSOCK},
+            {"socketpair NULL",
+             [&] { return long{ox_socketpair(AF_INET, SOCK_STREAM, 0, nullptr)}; }, 1, EINVAL,
+             EINVAL},
+            {"keepalive on a pipe",
+             [&] { return long{ox_setsock_keepalive(pipe_fds[0], 10, 1)} - 1; }, 4, 10038,
+             ENOTSOCK},
         };
         for (const auto &c : cases) {
             SCOPED_TRACE(c.what);
@@ -134,8 +145,11 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
         ASSERT_NO_FATAL_FAILURE(tcp_pair(pair));
         char a[] = "ab", b[] = "cd", c[] = "ef";
         const struct iovec out[3] = {{a, 2}, {b, 2}, {c, 2}};
-        const struct { int count; ssize_t sent; const char *arrives; } rows[] = {
-            {1, 2, "ab"}, {2, 4, "abcd"}, {3, 2, "ab"}};
+        const struct {
+            int count;
+            ssize_t sent;
+            const char *arrives;
+        } rows[] = {{1, 2, "ab"}, {2, 4, "abcd"}, {3, 2, "ab"}};
         for (const auto &row : rows) {
             SCOPED_TRACE(row.count);
             ASSERT_EQ(ox_sendv(pair[0], out, row.count), row.sent);
@@ -165,8 +179,11 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
             EXPECT_EQ(ox_closesocket(s), 0);
 
         ASSERT_EQ(ox_setsock_keepalive(pair[0], 45, 7), 1);
-        const struct { int level, name, value; } options[] = {
-            {SOL_SOCKET, SO_KEEPALIVE, 1}, {IPPROTO_TCP, TCP_KEEPIDLE, 45}, {IPPROTO_TCP, TCP_KEEPINTVL, 7}};
+        const struct {
+            int level, name, value;
+        } options[] = {{SOL_SOCKET, SO_KEEPALIVE, 1},
+                       {IPPROTO_TCP, TCP_KEEPIDLE, 45},
+                       {IPPROTO_TCP, TCP_KEEPINTVL, 7}};
         for (const auto &o : options) {
             int v = 0;
             socklen_t len = sizeof v;

@@ -48,7 +48,8 @@ TEST(SocketSet, OrderDuplicatesClearAndOverflow)
     EXPECT_EQ(set->fd_count, 4096u);
     EXPECT_EQ(OX_FD_ISSET(5000, set.get()), 0);
     ASSERT_EQ(g_notices.size(), 1u);
-    EXPECT_NE(g_notices[0].find("Number of sockets exceeds set limit. (FD_SETSIZE 4096)."), std::string::npos)
+    EXPECT_NE(g_notices[0].find("Number of sockets exceeds set limit. (FD_SETSIZE 4096)."),
+              std::string::npos)
         << g_notices[0];
     EXPECT_EQ(OX_FD_CLR(0, set.get()), 0);
     EXPECT_EQ(set->fd_array[0], 1);

@@ -33,7 +33,10 @@ inline sockaddr_storage address(const char *text, uint16_t port)
     return a;
 }
 
-inline const sockaddr *sa(const sockaddr_storage &a) { return reinterpret_cast<const sockaddr *>(&a); }
+inline const sockaddr *sa(const sockaddr_storage &a)
+{
+    return reinterpret_cast<const sockaddr *>(&a);
+}
 
 inline uint16_t bound_port(int s)
 {

@@ -30,7 +30,8 @@ struct Pair {
 void await_polling(std::atomic<cairn::ThreadRecord *> &rec)
 {
     auto limit = Clock::now() + std::chrono::seconds(20);
-    while ((rec.load() == nullptr || rec.load()->park.load() != cairn::kParkPolling) && Clock::now() < limit)
+    while ((rec.load() == nullptr || rec.load()->park.load() != cairn::kParkPolling) &&
+           Clock::now() < limit)
         std::this_thread::yield();
     ASSERT_EQ(rec.load()->park.load(), cairn::kParkPolling);
 }

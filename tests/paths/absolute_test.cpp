@@ -60,7 +60,8 @@ TEST(FullCanon, JoiningRulesAsTable)
         {"", "/home", '/', "/home"},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(full(c.name, c.cwd, c.sep), c.expected) << '"' << c.name << "\" in " << c.cwd << " with " << sep_name(c.sep);
+        EXPECT_EQ(full(c.name, c.cwd, c.sep), c.expected)
+            << '"' << c.name << "\" in " << c.cwd << " with " << sep_name(c.sep);
     char out[OX_PATH_MAX];
     EXPECT_EQ(fullcanon("a", out, "C:\\x"), out);
     EXPECT_STREQ(out, "C:\\x\\a");
@@ -114,7 +115,8 @@ TEST(FullCanon, TracesAndMissingCurrentDirectory)
         fullcanon_dirsep("a/./b", out, "/w", '/');
     });
     ASSERT_TRUE(traced.exited);
-    EXPECT_EQ(cairn::testing::without_debug_prefixes(traced.err), "fullcanon(name=a/./b)\n   exit fullcanon(fullname=/w/a/b)\n");
+    EXPECT_EQ(cairn::testing::without_debug_prefixes(traced.err),
+              "fullcanon(name=a/./b)\n   exit fullcanon(fullname=/w/a/b)\n");
 
     auto quiet = run_in_child([] {
         Debug = 4;

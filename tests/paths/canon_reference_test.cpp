@@ -25,7 +25,8 @@ namespace {
 
 std::vector<std::string> generate_paths(int count)
 {
-    const char *parts[] = {"a", "bc", "def", ".", "..", "...", ".hidden", "x.y", "..z", "", "with space", "\xc3\xa9t\xc3\xa9"};
+    const char *parts[] = {"a",       "bc",  "def", ".", "..",         "...",
+                           ".hidden", "x.y", "..z", "",  "with space", "\xc3\xa9t\xc3\xa9"};
     std::mt19937 rng(8601);
     std::vector<std::string> paths;
     for (int i = 0; i < count; ++i) {
@@ -52,10 +53,11 @@ std::vector<std::string> reference_answers(const std::vector<std::string> &paths
         for (const std::string &p : paths)
             in << p << '\n';
     }
-    std::string command = std::string("python3 -c \"import sys, posixpath\n"
-                                      "for line in sys.stdin.buffer.read().split(b'\\\\n')[:-1]:\n"
-                                      "    sys.stdout.buffer.write(posixpath.normpath(line) + b'\\\\n')\" < ") +
-                          in_name;
+    std::string command =
+        std::string("python3 -c \"import sys, posixpath\n"
+                    "for line in sys.stdin.buffer.read().split(b'\\\\n')[:-1]:\n"
+                    "    sys.stdout.buffer.write(posixpath.normpath(line) + b'\\\\n')\" < ") +
+        in_name;
     std::vector<std::string> answers;
     if (FILE *pipe = popen(command.c_str(), "r")) {
         std::string all;
@@ -75,7 +77,8 @@ std::vector<std::string> reference_answers(const std::vector<std::string> &paths
 
 std::string expected_from_reference(std::string answer)
 {
-    if (answer.size() >= 2 && answer[0] == '/' && answer[1] == '/' && (answer.size() == 2 || answer[2] != '/'))
+    if (answer.size() >= 2 && answer[0] == '/' && answer[1] == '/' &&
+        (answer.size() == 2 || answer[2] != '/'))
         answer.erase(0, 1);  // normpath keeps exactly two leading slashes
     return answer;
 }
@@ -89,7 +92,8 @@ TEST(CanonReference, AgreesWithPosixNormpath)
     for (std::size_t i = 0; i < paths.size(); ++i) {
         std::vector<char> out(paths[i].size() + 2);
         ASSERT_NE(canon_dirsep(paths[i].c_str(), out.data(), '/'), nullptr);
-        EXPECT_EQ(std::string(out.data()), expected_from_reference(answers[i])) << '"' << paths[i] << '"';
+        EXPECT_EQ(std::string(out.data()), expected_from_reference(answers[i]))
+            << '"' << paths[i] << '"';
         ++compared;
     }
     EXPECT_EQ(compared, 4000);

@@ -46,8 +46,8 @@ const Case kSlashCases[] = {
     {"/a/.hidden/...", '/', "/a/.hidden/..."},
     {"/a/..b/b../.", '/', "/a/..b/b.."},
     {"/a\\b/..\\c", '/', "/a\\b/..\\c"},  // a backslash is part of a name
-    {"/a/\"", '/', "/a/\""},             // and so is a quote
-    {"C:/x/../y", '/', "C:/y"},          // no drive rules with '/'
+    {"/a/\"", '/', "/a/\""},              // and so is a quote
+    {"C:/x/../y", '/', "C:/y"},           // no drive rules with '/'
     // The long-path prefix and runs before a '?' survive.
     {"//?/a", '/', "//?/a"},
     {"///?/a", '/', "//?/a"},
@@ -116,13 +116,15 @@ const Case kBackslashCases[] = {
 TEST(Canon, SlashRules)
 {
     for (const Case &c : kSlashCases)
-        EXPECT_EQ(canonical(c.in, c.sep), c.expected) << '"' << c.in << "\" with " << sep_name(c.sep);
+        EXPECT_EQ(canonical(c.in, c.sep), c.expected)
+            << '"' << c.in << "\" with " << sep_name(c.sep);
 }
 
 TEST(Canon, BackslashRules)
 {
     for (const Case &c : kBackslashCases)
-        EXPECT_EQ(canonical(c.in, c.sep), c.expected) << '"' << c.in << "\" with " << sep_name(c.sep);
+        EXPECT_EQ(canonical(c.in, c.sep), c.expected)
+            << '"' << c.in << "\" with " << sep_name(c.sep);
 }
 
 TEST(Canon, ShortFormUsesBackslash)
@@ -214,7 +216,8 @@ TEST(Canon, RelativePathsStayRelative)
                 continue;
             std::string once = canonical(path, sep);
             ASSERT_FALSE(once.empty()) << path;
-            EXPECT_EQ(ispathrelative(once.c_str(), sep), 1) << '"' << path << "\" -> \"" << once << '"';
+            EXPECT_EQ(ispathrelative(once.c_str(), sep), 1)
+                << '"' << path << "\" -> \"" << once << '"';
             EXPECT_NE(once[0], sep) << path;
             EXPECT_EQ(canonical(once, sep), once) << path;
         }

@@ -161,7 +161,8 @@ TEST(Children, AsTable)
             continue;
         }
         EXPECT_EQ(r, out) << c.path << " under " << c.parent;
-        EXPECT_STREQ(out, c.child) << c.path << " under " << c.parent << " with " << sep_name(c.sep);
+        EXPECT_STREQ(out, c.child)
+            << c.path << " under " << c.parent << " with " << sep_name(c.sep);
         // One step down and one step up lead back to the parent.
         char up[64];
         ASSERT_NE(getpathparent_dirsep(out, up, sizeof up, c.sep), nullptr) << out;

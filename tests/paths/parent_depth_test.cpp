@@ -80,7 +80,8 @@ TEST(Parent, AllocatedAndInPlace)
         EXPECT_STREQ(allocated, c.parent);
         ox_path_free(allocated);
         auto buf = exact_copy(c.path);
-        EXPECT_EQ(getpathparent_dirsep(buf.get(), buf.get(), std::strlen(c.path) + 1, c.sep), buf.get());
+        EXPECT_EQ(getpathparent_dirsep(buf.get(), buf.get(), std::strlen(c.path) + 1, c.sep),
+                  buf.get());
         EXPECT_STREQ(buf.get(), c.parent) << c.path;
     }
     char out[8];
@@ -155,7 +156,8 @@ TEST(Depth, AsTable)
         {"\\\\.\\pipe\\x\\y", '\\', 1},
     };
     for (const Case &c : cases)
-        EXPECT_EQ(getpathdepth_dirsep(c.path, c.sep), c.depth) << '"' << c.path << "\" with " << sep_name(c.sep);
+        EXPECT_EQ(getpathdepth_dirsep(c.path, c.sep), c.depth)
+            << '"' << c.path << "\" with " << sep_name(c.sep);
     EXPECT_EQ(getpathdepth("C:\\a\\b"), 2);
     EXPECT_EQ(getpathdepth_dirsep(nullptr, '/'), -1);
     EXPECT_EQ(getpathdepth_dirsep("/a", 'x'), -1);
@@ -168,13 +170,15 @@ TEST(Relative, AsTable)
         const char *path;
         int sep, relative;
     } cases[] = {
-        {"/a", '/', 0}, {"/", '/', 0}, {"a", '/', 1}, {"", '/', 1}, {"C:\\x", '/', 1}, {"\\x", '/', 1},
-        {"\\\\s\\h", '\\', 0}, {"//s/h", '\\', 0}, {"/", '\\', 0}, {"\\x", '\\', 0}, {"C:\\x", '\\', 0},
-        {"c:x", '\\', 0}, {"a\\b", '\\', 1}, {"", '\\', 1}, {"/etc", '\\', 1},  // '/' is not the separator here
+        {"/a", '/', 0},    {"/", '/', 0},    {"a", '/', 1},         {"", '/', 1},
+        {"C:\\x", '/', 1}, {"\\x", '/', 1},  {"\\\\s\\h", '\\', 0}, {"//s/h", '\\', 0},
+        {"/", '\\', 0},    {"\\x", '\\', 0}, {"C:\\x", '\\', 0},    {"c:x", '\\', 0},
+        {"a\\b", '\\', 1}, {"", '\\', 1},    {"/etc", '\\', 1},  // '/' is not the separator here
         {"a:b", '\\', 0},
     };
     for (const Case &c : cases)
-        EXPECT_EQ(ispathrelative(c.path, c.sep), c.relative) << '"' << c.path << "\" with " << sep_name(c.sep);
+        EXPECT_EQ(ispathrelative(c.path, c.sep), c.relative)
+            << '"' << c.path << "\" with " << sep_name(c.sep);
     EXPECT_EQ(ispathrelative(nullptr, '/'), 0);
     EXPECT_EQ(ispathrelative("a", 0), 0);
 }

@@ -22,8 +22,9 @@ TEST(AddSeparator, AsTable)
         int sep;
         const char *out;
     } cases[] = {
-        {"/a", '/', "/a/"}, {"/a/", '/', "/a/"}, {"/", '/', "/"}, {"/", '\\', "/"}, {"", '/', "/"},
-        {"C:", '\\', "C:\\"}, {"C:\\", '\\', "C:\\"}, {"a/", '\\', "a/\\"},  // only the given separator counts
+        {"/a", '/', "/a/"},     {"/a/", '/', "/a/"},  {"/", '/', "/"},
+        {"/", '\\', "/"},       {"", '/', "/"},       {"C:", '\\', "C:\\"},
+        {"C:\\", '\\', "C:\\"}, {"a/", '\\', "a/\\"},  // only the given separator counts
     };
     for (const Case &c : cases) {
         auto buf = exact_copy(c.in, 1);
@@ -32,7 +33,9 @@ TEST(AddSeparator, AsTable)
         std::vector<ox_wchar> wide(std::strlen(c.in) + 2, 0);
         std::copy(c.in, c.in + std::strlen(c.in), wide.begin());
         EXPECT_EQ(adddirsepw(wide.data(), c.sep), wide.data());
-        EXPECT_EQ(std::string(wide.begin(), wide.begin() + static_cast<long>(std::strlen(c.out))), c.out) << c.in;
+        EXPECT_EQ(std::string(wide.begin(), wide.begin() + static_cast<long>(std::strlen(c.out))),
+                  c.out)
+            << c.in;
         EXPECT_EQ(wide[std::strlen(c.out)], 0);
     }
 }
@@ -54,9 +57,10 @@ TEST(RemoveSeparators, AsTable)
         int sep, removed;
         const char *out;
     } cases[] = {
-        {"/", '/', 0, "/"}, {"//", '/', 1, "/"}, {"///", '/', 2, "/"}, {"/a/", '/', 1, "/a"},
-        {"/a//", '/', 2, "/a"}, {"a", '/', 0, "a"}, {"", '/', 0, ""}, {"a\\\\", '\\', 2, "a"},
-        {"a/\\", '\\', 1, "a/"}, {"\\", '\\', 0, "\\"},
+        {"/", '/', 0, "/"},    {"//", '/', 1, "/"},     {"///", '/', 2, "/"},
+        {"/a/", '/', 1, "/a"}, {"/a//", '/', 2, "/a"},  {"a", '/', 0, "a"},
+        {"", '/', 0, ""},      {"a\\\\", '\\', 2, "a"}, {"a/\\", '\\', 1, "a/"},
+        {"\\", '\\', 0, "\\"},
     };
     for (const Case &c : cases) {
         auto buf = exact_copy(c.in);
@@ -72,8 +76,10 @@ TEST(SetSeparators, AsTable)
         int count, sep;
         const char *out;
     } cases[] = {
-        {"/", 1, '/', "/"}, {"/", 2, '/', "//"}, {"/a", 2, '/', "/a//"}, {"/a///", 1, '/', "/a/"},
-        {"/a///", 0, '/', "/a"}, {"/a", -5, '/', "/a"}, {"///", 1, '/', "/"}, {"C:\\x\\\\", 1, '\\', "C:\\x\\"},
+        {"/", 1, '/', "/"},      {"/", 2, '/', "//"},
+        {"/a", 2, '/', "/a//"},  {"/a///", 1, '/', "/a/"},
+        {"/a///", 0, '/', "/a"}, {"/a", -5, '/', "/a"},
+        {"///", 1, '/', "/"},    {"C:\\x\\\\", 1, '\\', "C:\\x\\"},
         {"", 2, '/', "//"},
     };
     for (const Case &c : cases) {
@@ -85,7 +91,8 @@ TEST(SetSeparators, AsTable)
     std::vector<char> room(OX_PATH_MAX);
     std::memcpy(room.data(), big.c_str(), big.size() + 1);
     setdirsep(room.data(), 1 << 30, '/');
-    EXPECT_EQ(std::strlen(room.data()), static_cast<size_t>(OX_PATH_MAX - 1)) << "bounded by the path limit";
+    EXPECT_EQ(std::strlen(room.data()), static_cast<size_t>(OX_PATH_MAX - 1))
+        << "bounded by the path limit";
 }
 
 TEST(TrailingSeparators, BadArguments)

@@ -71,7 +71,8 @@ TEST(Unc, ClassificationAsTable)
         } else {
             ASSERT_NE(file, nullptr) << c.path;
             EXPECT_STREQ(file, c.file) << c.path;
-            EXPECT_EQ(file + std::strlen(file), c.path + std::strlen(c.path)) << "a pointer into the path";
+            EXPECT_EQ(file + std::strlen(file), c.path + std::strlen(c.path))
+                << "a pointer into the path";
         }
         std::vector<ox_wchar> wide = widen_ascii(c.path);
         EXPECT_EQ(unc_skip_prefixw(wide.data()), wide.data() + c.prefix) << c.path;
@@ -104,8 +105,9 @@ TEST(DriveCase, AsTable)
         {"\\\\.\\pipe\\x", "\\\\.\\PIPE\\x"},
         {"\\\\\\x", "\\\\\\x"},
         {"\\\\srv\\shr\\\xc3\xa9", "\\\\SRV\\SHR\\\xc3\xa9"},  // the file path part keeps its case
-        {"\\\\s\xff\\h\\x", "\\\\S?\\H\\x"},                    // a byte that is not UTF-8 in the name
-        {"\\\\srv\\shr\\\xff\xf0\x9f\x98\x80", "\\\\SRV\\SHR\\\xff\xf0\x9f\x98\x80"},  // the rest byte for byte
+        {"\\\\s\xff\\h\\x", "\\\\S?\\H\\x"},  // a byte that is not UTF-8 in the name
+        {"\\\\srv\\shr\\\xff\xf0\x9f\x98\x80",
+         "\\\\SRV\\SHR\\\xff\xf0\x9f\x98\x80"},  // the rest byte for byte
     };
     for (const Case &c : cases) {
         auto buf = exact_copy(c.in);
@@ -124,7 +126,8 @@ TEST(DriveCase, WideCaseMappingFollowsTheLocale)
     struct Case {
         const char *in, *out;
     } cases[] = {
-        {"\\\\s\xc3\xa9rver\\share\\x", "\\\\S\xc3\x89RVER\\SHARE\\x"},  // e acute, two bytes both ways
+        {"\\\\s\xc3\xa9rver\\share\\x",
+         "\\\\S\xc3\x89RVER\\SHARE\\x"},  // e acute, two bytes both ways
         // U+0250 (2 bytes) maps to U+2C6F (3 bytes): no room, left alone.
         {"\\\\\xc9\x90\\share\\x", "\\\\\xc9\x90\\share\\x"},
     };

@@ -23,19 +23,20 @@ TEST(WideText, Utf8ToWideAsTable)
     const ToWide rows[] = {
         {"", {}, 0},
         {"abc", {'a', 'b', 'c'}, 0},
-        {"\xc3\x28", {'?', '('}, 1},           // a lead byte without its continuation
-        {"\xc0\x80", {'?', '?'}, 1},           // overlong: each bad byte replaced
-        {"\xf0\x9f\x98\x80", {0xF600}, 0},     // beyond 16 bits: the low 16 bits
+        {"\xc3\x28", {'?', '('}, 1},        // a lead byte without its continuation
+        {"\xc0\x80", {'?', '?'}, 1},        // overlong: each bad byte replaced
+        {"\xf0\x9f\x98\x80", {0xF600}, 0},  // beyond 16 bits: the low 16 bits
         {"\xe2\x82\xac", {0x20AC}, 0},
-        {"\xed\xa0\x80", {0xD800}, 0},         // a surrogate decodes on its own
+        {"\xed\xa0\x80", {0xD800}, 0},  // a surrogate decodes on its own
         {"\xff\xfe", {'?', '?'}, 1},
-        {"a\xe2\x82", {'a', '?', '?'}, 1},     // cut short by the terminator
+        {"a\xe2\x82", {'a', '?', '?'}, 1},          // cut short by the terminator
         {"\xfd\x80\x80\x80\x80\x81", {0x0001}, 0},  // six bytes, value 0x40000001: the low 16 bits
     };
     for (const ToWide &r : rows) {
         std::vector<WideUnit> out(16, 0xAAAA);
         std::size_t count = 99;
-        EXPECT_EQ(cairn::paths::utf8_to_wide(out.data(), r.in, out.size(), &count), r.result) << r.in;
+        EXPECT_EQ(cairn::paths::utf8_to_wide(out.data(), r.in, out.size(), &count), r.result)
+            << r.in;
         ASSERT_EQ(count, r.expected.size()) << r.in;
         for (std::size_t i = 0; i < count; ++i)
             EXPECT_EQ(out[i], r.expected[i]) << r.in << " unit " << i;
@@ -47,7 +48,8 @@ TEST(WideText, BoundsAndArguments)
 {
     WideUnit out[3];
     std::size_t count = 0;
-    EXPECT_EQ(cairn::paths::utf8_to_wide(out, "abcdef", 3, &count), 0);  // running out of room is not reported
+    EXPECT_EQ(cairn::paths::utf8_to_wide(out, "abcdef", 3, &count),
+              0);  // running out of room is not reported
     EXPECT_EQ(count, 2u);
     EXPECT_EQ(out[2], 0);
     EXPECT_EQ(cairn::paths::utf8_to_wide(nullptr, "a", 3, &count), OX_EINVAL);
@@ -57,9 +59,11 @@ TEST(WideText, BoundsAndArguments)
     const WideUnit euro[] = {0x20AC, 'x', 0};
     char bytes[8];
     EXPECT_EQ(cairn::paths::wide_to_utf8(bytes, euro, sizeof bytes, &count), 0);
-    EXPECT_EQ(std::string(bytes), "\xe2\x82\xac" "x");
+    EXPECT_EQ(std::string(bytes), "\xe2\x82\xac"
+                                  "x");
     EXPECT_EQ(count, 4u);
-    EXPECT_EQ(cairn::paths::wide_to_utf8(bytes, euro, 4, &count), OX_ENOBUFS);  // whole characters only
+    EXPECT_EQ(cairn::paths::wide_to_utf8(bytes, euro, 4, &count),
+              OX_ENOBUFS);  // whole characters only
     EXPECT_EQ(std::string(bytes), "\xe2\x82\xac");
     EXPECT_EQ(cairn::paths::wide_to_utf8(bytes, euro, 3, &count), OX_ENOBUFS);
     EXPECT_EQ(std::string(bytes), "");

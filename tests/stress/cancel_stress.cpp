@@ -11,8 +11,19 @@
 namespace cairn::stress {
 namespace {
 
-enum Kind { kMutex, kEvent, kSemaphore, kReadLock, kWriteLock, kCond, kMtx, kJoin, kSleep,
-            kForeachCallback, kKinds };
+enum Kind {
+    kMutex,
+    kEvent,
+    kSemaphore,
+    kReadLock,
+    kWriteLock,
+    kCond,
+    kMtx,
+    kJoin,
+    kSleep,
+    kForeachCallback,
+    kKinds
+};
 
 struct Scene {
     ox_mutex *mutex = ox_mutex_new();

@@ -21,9 +21,7 @@ struct Ledger {
     std::atomic<long> duplicates{0};
     std::atomic<long> bogus{0};
 
-    explicit Ledger(long n) : total(n), seen(new std::atomic<uint8_t>[n + 1]())
-    {
-    }
+    explicit Ledger(long n) : total(n), seen(new std::atomic<uint8_t>[n + 1]()) {}
     void take(void *data)
     {
         long v = as_value(data);
@@ -106,8 +104,7 @@ TEST(StressContainers, TimersPoppingWhileWorkersAppend)
             ASSERT_NE(it, nullptr);
             while (appending.load() > 0) {
                 void *data = nullptr;
-                for (int r = ox_iterator_start(it, &data); r == 0;
-                     r = ox_iterator_next(it, &data))
+                for (int r = ox_iterator_start(it, &data); r == 0; r = ox_iterator_next(it, &data))
                     check_range(data, &ledger);
                 for (int r = ox_iterator_end(it, &data); r == 0;
                      r = ox_iterator_previous(it, &data))
@@ -147,7 +144,10 @@ struct Keyed<ox_list> {
     {
         return ox_list_try_remove_node(c, as_data(k), d);
     }
-    static int remove(ox_list *c, long k, void **d) { return ox_list_remove_node(c, as_data(k), d); }
+    static int remove(ox_list *c, long k, void **d)
+    {
+        return ox_list_remove_node(c, as_data(k), d);
+    }
     static int size(ox_list *c) { return ox_list_size(c); }
     static int each(ox_list *c, ox_foreach_callback f, void *a) { return ox_list_foreach(c, f, a); }
     static int destroy(ox_list *c) { return ox_list_destroy(c); }
@@ -164,9 +164,15 @@ struct Keyed<ox_array> {
     {
         return ox_array_try_remove_node(c, as_data(k), d);
     }
-    static int remove(ox_array *c, long k, void **d) { return ox_array_remove_node(c, as_data(k), d); }
+    static int remove(ox_array *c, long k, void **d)
+    {
+        return ox_array_remove_node(c, as_data(k), d);
+    }
     static int size(ox_array *c) { return ox_array_size(c); }
-    static int each(ox_array *c, ox_foreach_callback f, void *a) { return ox_array_foreach(c, f, a); }
+    static int each(ox_array *c, ox_foreach_callback f, void *a)
+    {
+        return ox_array_foreach(c, f, a);
+    }
     static int destroy(ox_array *c) { return ox_array_destroy(c); }
 };
 

@@ -93,8 +93,8 @@ TEST(QueueStress, ThreadQueueRunsEveryItemOnce)
 {
     Tally tally;
     g_pool_tally = &tally;
-    ox_threadqueue *q = ox_threadqueue_new([](void *it) { g_pool_tally->record(it); }, nullptr, 1,
-                                           kConsumers, 1);
+    ox_threadqueue *q =
+        ox_threadqueue_new([](void *it) { g_pool_tally->record(it); }, nullptr, 1, kConsumers, 1);
     ASSERT_NE(q, nullptr);
     std::vector<std::thread> producers;
     for (int p = 0; p < kProducers; ++p)

@@ -52,8 +52,7 @@ public:
                   std::_Exit(3);
               }
           })
-    {
-    }
+    {}
     ~Watchdog()
     {
         {

@@ -78,7 +78,8 @@ ChildResult run_in_child(const std::function<void()> &body, int timeout_ms)
         result.signal = WTERMSIG(status);
     }
     if (timed_out)
-        ADD_FAILURE() << "the child did not end within " << timeout_ms << " ms\n" << result.out << result.err;
+        ADD_FAILURE() << "the child did not end within " << timeout_ms << " ms\n"
+                      << result.out << result.err;
     else if (result.exited && result.exit_code == kChildAssertionFailed)
         ADD_FAILURE() << "an assertion failed in the child:\n" << result.out << result.err;
     return result;

@@ -8,11 +8,11 @@
 namespace cairn::testing {
 
 struct ChildResult {
-    bool exited = false;      // ended through exit()
-    int exit_code = -1;       // when exited
-    int signal = 0;           // when killed by a signal
-    std::string out;          // everything written to standard output
-    std::string err;          // everything written to standard error
+    bool exited = false;  // ended through exit()
+    int exit_code = -1;   // when exited
+    int signal = 0;       // when killed by a signal
+    std::string out;      // everything written to standard output
+    std::string err;      // everything written to standard error
 };
 
 // The child's exit status when an assertion in `body` failed.

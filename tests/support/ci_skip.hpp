@@ -19,10 +19,10 @@ inline bool running_in_ci()
 }  // namespace cairn::testing
 
 // Skips with `why` (anything streamable), or fails with it in CI.
-#define CAIRN_SKIP_UNLESS_CI(why)                              \
-    do {                                                       \
-        if (::cairn::testing::running_in_ci())                 \
-            GTEST_FAIL() << "missing in CI: " << why;          \
-        else                                                   \
-            GTEST_SKIP() << why;                               \
+#define CAIRN_SKIP_UNLESS_CI(why)                                                                  \
+    do {                                                                                           \
+        if (::cairn::testing::running_in_ci())                                                     \
+            GTEST_FAIL() << "missing in CI: " << why;                                              \
+        else                                                                                       \
+            GTEST_SKIP() << why;                                                                   \
     } while (0)

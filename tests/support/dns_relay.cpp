@@ -37,8 +37,7 @@ int udp_socket(int bind_port, int connect_port)
     sockaddr_in a = loopback(bind_port);
     bool ok = bind_port < 0 || bind(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
     a = loopback(connect_port);
-    ok = ok && (connect_port < 0 ||
-                connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0);
+    ok = ok && (connect_port < 0 || connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0);
     if (!ok) {
         perror("dns relay socket");
         close(fd);
@@ -96,8 +95,8 @@ void DnsRelay::run()
     for (;;) {
         int wait_ms = -1;
         if (!held.empty()) {
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                held.front().due - Clock::now());
+            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(held.front().due -
+                                                                              Clock::now());
             wait_ms = left.count() < 0 ? 0 : static_cast<int>(left.count());
         }
         pollfd fds[3] = {{client_fd_, POLLIN, 0}, {upstream_fd_, POLLIN, 0}, {stop_fd_, POLLIN, 0}};
@@ -107,7 +106,8 @@ void DnsRelay::run()
         if (fds[0].revents & POLLIN) {
             sockaddr_in from{};
             socklen_t len = sizeof from;
-            ssize_t n = recvfrom(client_fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &len);
+            ssize_t n =
+                recvfrom(client_fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&from), &len);
             if (n >= 12) {
                 askers[query_id(buf)] = from;
                 send(upstream_fd_, buf, static_cast<size_t>(n), 0);
@@ -124,8 +124,8 @@ void DnsRelay::run()
         }
         while (!held.empty() && held.front().due <= Clock::now()) {
             HeldAnswer &a = held.front();
-            sendto(client_fd_, a.bytes.data(), a.bytes.size(), 0, reinterpret_cast<sockaddr *>(&a.to),
-                   sizeof a.to);
+            sendto(client_fd_, a.bytes.data(), a.bytes.size(), 0,
+                   reinterpret_cast<sockaddr *>(&a.to), sizeof a.to);
             held.pop_front();
         }
     }

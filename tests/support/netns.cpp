@@ -91,11 +91,19 @@ bool tcp_port_open(int port)
 
 pid_t start_dnsmasq(const NetnsOptions &o, const std::string &dir, int port)
 {
-    std::vector<std::string> args = {
-        "dnsmasq", "--keep-in-foreground", "--no-hosts", "--no-resolv", "--conf-file=/dev/null",
-        "--user=root", "--group=root", "--listen-address=127.0.0.1", "--bind-interfaces",
-        "--port=" + std::to_string(port), "--log-queries", "--log-facility=" + dir + "/dns.log",
-        "--pid-file=" + dir + "/dnsmasq.pid"};
+    std::vector<std::string> args = {"dnsmasq",
+                                     "--keep-in-foreground",
+                                     "--no-hosts",
+                                     "--no-resolv",
+                                     "--conf-file=/dev/null",
+                                     "--user=root",
+                                     "--group=root",
+                                     "--listen-address=127.0.0.1",
+                                     "--bind-interfaces",
+                                     "--port=" + std::to_string(port),
+                                     "--log-queries",
+                                     "--log-facility=" + dir + "/dns.log",
+                                     "--pid-file=" + dir + "/dnsmasq.pid"};
     args.insert(args.end(), o.dns_records.begin(), o.dns_records.end());
     pid_t pid = fork();
     if (pid == 0) {
@@ -194,7 +202,8 @@ int NetNamespace::dns_queries() const
     return n;
 }
 
-ChildResult run_in_netns(const NetnsOptions &options, const std::function<void(NetNamespace &)> &body)
+ChildResult run_in_netns(const NetnsOptions &options,
+                         const std::function<void(NetNamespace &)> &body)
 {
     return run_in_child([&] { run_inside(options, body); }, options.timeout_ms);
 }

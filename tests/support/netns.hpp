@@ -61,17 +61,17 @@ bool netns_required();
 }  // namespace cairn::testing
 
 // Run a body in a hermetic namespace and report its outcome in the test.
-#define CAIRN_IN_NETNS(options, ...)                                              \
-    do {                                                                           \
-        auto cairn_child_ = ::cairn::testing::run_in_netns((options), (__VA_ARGS__)); \
-        if (cairn_child_.exited &&                                                 \
-            cairn_child_.exit_code == ::cairn::testing::kNetnsRefused) {           \
-            if (::cairn::testing::netns_required())                                \
-                FAIL() << "network namespace refused under CI: " << cairn_child_.err; \
-            GTEST_SKIP() << "network namespace refused: " << cairn_child_.err;     \
-        }                                                                          \
-        ASSERT_TRUE(cairn_child_.exited && cairn_child_.exit_code == 0)            \
-            << "child exit " << cairn_child_.exit_code << " signal "               \
-            << cairn_child_.signal << "\n--- stdout\n" << cairn_child_.out         \
-            << "\n--- stderr\n" << cairn_child_.err;                               \
+#define CAIRN_IN_NETNS(options, ...)                                                               \
+    do {                                                                                           \
+        auto cairn_child_ = ::cairn::testing::run_in_netns((options), (__VA_ARGS__));              \
+        if (cairn_child_.exited && cairn_child_.exit_code == ::cairn::testing::kNetnsRefused) {    \
+            if (::cairn::testing::netns_required())                                                \
+                FAIL() << "network namespace refused under CI: " << cairn_child_.err;              \
+            GTEST_SKIP() << "network namespace refused: " << cairn_child_.err;                     \
+        }                                                                                          \
+        ASSERT_TRUE(cairn_child_.exited &&cairn_child_.exit_code == 0)                             \
+            << "child exit " << cairn_child_.exit_code << " signal " << cairn_child_.signal        \
+            << "\n--- stdout\n"                                                                    \
+            << cairn_child_.out << "\n--- stderr\n"                                                \
+            << cairn_child_.err;                                                                   \
     } while (0)

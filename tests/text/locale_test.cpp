@@ -95,7 +95,8 @@ TEST_F(Latin1, Utf8ToMultibyte)
     EXPECT_EQ(c.text, "\xE9t\xE9");
     EXPECT_EQ(c.count, 3u);
     // A character outside Latin-1 and a bad sequence both become '?'.
-    c = run(ox_utf8s_to_mbs, "a\xE6\x97\xA5" "b\xC3(");
+    c = run(ox_utf8s_to_mbs, "a\xE6\x97\xA5"
+                             "b\xC3(");
     EXPECT_EQ(c.result, 1);
     EXPECT_EQ(c.text, "a?b?(");
     // U+F880..U+F8FF carry raw bytes, also from a four-byte sequence whose
@@ -136,18 +137,28 @@ TEST_F(Utf8Locale, MultibyteToUtf8ReplacesBadBytes)
 
 TEST_F(Utf8Locale, Utf8ToMultibyteBoundsWholeCharacters)
 {
-    Converted c = run(ox_utf8s_to_mbs, "a\xE6\x97\xA5" "b", 64);
+    Converted c = run(ox_utf8s_to_mbs,
+                      "a\xE6\x97\xA5"
+                      "b",
+                      64);
     EXPECT_EQ(c.result, 0);
-    EXPECT_EQ(c.text, "a\xE6\x97\xA5" "b");
+    EXPECT_EQ(c.text, "a\xE6\x97\xA5"
+                      "b");
     // The three bytes of U+65E5 do not fit after "a" in 3 bytes: stop there,
     // without reporting.
     for (size_t size : {2u, 3u, 4u}) {
-        c = run(ox_utf8s_to_mbs, "a\xE6\x97\xA5" "b", size);
+        c = run(ox_utf8s_to_mbs,
+                "a\xE6\x97\xA5"
+                "b",
+                size);
         EXPECT_EQ(c.result, 0) << size;
         EXPECT_EQ(c.text, "a") << size;
         EXPECT_EQ(c.count, 1u);
     }
-    c = run(ox_utf8s_to_mbs, "a\xE6\x97\xA5" "b", 5);
+    c = run(ox_utf8s_to_mbs,
+            "a\xE6\x97\xA5"
+            "b",
+            5);
     EXPECT_EQ(c.text, "a\xE6\x97\xA5");
     // Surrogate values cannot be written in the locale's encoding.
     c = run(ox_utf8s_to_mbs, "\xED\xA0\x80z");
@@ -208,7 +219,8 @@ namespace {
 // as another, valid, character.
 TEST_F(Utf8Locale, CharactersAboveTheBasicPlaneKeepTheirValue)
 {
-    const char *in = "a\xf0\x9f\x98\x80" "b\xf4\x8f\xbf\xbf";  // U+1F600, U+10FFFF
+    const char *in = "a\xf0\x9f\x98\x80"
+                     "b\xf4\x8f\xbf\xbf";  // U+1F600, U+10FFFF
     char out[32];
     size_t count = 0;
     EXPECT_EQ(ox_mbs_to_utf8s(out, in, sizeof out, &count), 0);

@@ -57,19 +57,16 @@ TEST(BoundedCopy, StrlcatResultsAndBounds)
         const char *want;
     };
     const Case cases[] = {
-        {"ab", "cde", 10, 5, "abcde"},
-        {"ab", "cde", 5, 5, "abcd"},
-        {"ab", "cde", 3, 5, "ab"},
+        {"ab", "cde", 10, 5, "abcde"}, {"ab", "cde", 5, 5, "abcd"}, {"ab", "cde", 3, 5, "ab"},
         {"abcd", "xy", 4, 6, "abcd"},  // no terminator within size: size + strlen(src)
-        {"abcd", "xy", 2, 4, "abcd"},
-        {"", "xy", 1, 2, ""},
-        {"ab", "", 3, 2, "ab"},
+        {"abcd", "xy", 2, 4, "abcd"},  {"", "xy", 1, 2, ""},        {"ab", "", 3, 2, "ab"},
     };
     for (const Case &c : cases) {
         char buf[16];
         std::memset(buf, '#', sizeof buf);
         std::strcpy(buf, c.dst);
-        EXPECT_EQ(ox_strlcat(buf, c.src, c.size), c.result) << c.dst << "+" << c.src << "@" << c.size;
+        EXPECT_EQ(ox_strlcat(buf, c.src, c.size), c.result)
+            << c.dst << "+" << c.src << "@" << c.size;
         EXPECT_STREQ(buf, c.want);
     }
     char buf[8] = "ab";
@@ -106,13 +103,22 @@ TEST(Compare, StraicmpOrderAsData)
         int sign;
     };
     const Case cases[] = {
-        {"abc", "ABC", 0}, {"a_b", "aZb", 1}, {"A_B", "azb", 1}, {"_", "z", 1},
-        {"abc", "abd", -1}, {"ab", "abc", -1}, {"\xC3\xA9", "\xC3\x89", 1},
-        {"", "", 0}, {nullptr, "", 0}, {"a", nullptr, 1}, {"[", "a", 1},
+        {"abc", "ABC", 0},
+        {"a_b", "aZb", 1},
+        {"A_B", "azb", 1},
+        {"_", "z", 1},
+        {"abc", "abd", -1},
+        {"ab", "abc", -1},
+        {"\xC3\xA9", "\xC3\x89", 1},
+        {"", "", 0},
+        {nullptr, "", 0},
+        {"a", nullptr, 1},
+        {"[", "a", 1},
     };
     auto sign = [](int v) { return (v > 0) - (v < 0); };
     for (const Case &c : cases)
-        EXPECT_EQ(sign(ox_straicmp(c.a, c.b)), c.sign) << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
+        EXPECT_EQ(sign(ox_straicmp(c.a, c.b)), c.sign)
+            << (c.a ? c.a : "(null)") << " vs " << (c.b ? c.b : "(null)");
     EXPECT_EQ(ox_straicmp("a_", "aA"), '_' - 'A');
     const char *same = "x";
     EXPECT_EQ(ox_straicmp(same, same), 0);
@@ -172,7 +178,8 @@ std::ptrdiff_t naive_find(const std::basic_string<Unit> &h, const std::basic_str
 // Random text over a few units, with the letters' neighbours that must not
 // fold ('@', '[', '`', '{') and units beyond ASCII.
 template <typename Unit>
-std::basic_string<Unit> random_text(std::mt19937 &rng, std::size_t max_len, const std::vector<Unit> &units)
+std::basic_string<Unit> random_text(std::mt19937 &rng, std::size_t max_len,
+                                    const std::vector<Unit> &units)
 {
     std::basic_string<Unit> s(rng() % (max_len + 1), Unit{'a'});
     for (Unit &u : s)
@@ -193,8 +200,10 @@ std::ptrdiff_t offset(const Unit *hit, const Unit *base)
 TEST(Search, LinearSearchesMatchTheReference)
 {
     std::mt19937 rng(424242);
-    const std::vector<char> narrow_units = {'a', 'A', 'b', 'B', '@', '[', '`', '{', '\xC3', '\xA9', 'z', 'Z'};
-    const std::vector<ox_wchar> wide_units = {'a', 'A', 'b', 'B', '`', '{', 0x0161, 0x0160, 0xFF41, 'z'};
+    const std::vector<char> narrow_units = {'a', 'A', 'b',    'B',    '@', '[',
+                                            '`', '{', '\xC3', '\xA9', 'z', 'Z'};
+    const std::vector<ox_wchar> wide_units = {'a', 'A',    'b',    'B',    '`',
+                                              '{', 0x0161, 0x0160, 0xFF41, 'z'};
     for (int round = 0; round < 20000; ++round) {
         // Small alphabets make periodic needles and near misses common.
         std::size_t alphabet = 2 + rng() % 5;
@@ -213,7 +222,8 @@ TEST(Search, LinearSearchesMatchTheReference)
         std::vector<ox_wchar> wu(wide_units.begin(), wide_units.begin() + alphabet);
         auto wh = random_text(rng, 40, wu);
         auto wn = random_text(rng, 5, wu);
-        ASSERT_EQ(offset<ox_wchar>(ox_wcsistr(wh.c_str(), wn.c_str()), wh.c_str()), naive_find(wh, wn, true));
+        ASSERT_EQ(offset<ox_wchar>(ox_wcsistr(wh.c_str(), wn.c_str()), wh.c_str()),
+                  naive_find(wh, wn, true));
     }
 }
 
@@ -224,7 +234,8 @@ TEST(Search, LongWorstCasesFinish)
     std::string h(mib, 'a');
     std::string n = std::string(64 * 1024, 'A') + "b";
     EXPECT_EQ(ox_stristr(h.c_str(), n.c_str()), nullptr);
-    EXPECT_EQ(ox_strnstr(h.c_str(), std::string(64 * 1024, 'a').append("b").c_str(), h.size()), nullptr);
+    EXPECT_EQ(ox_strnstr(h.c_str(), std::string(64 * 1024, 'a').append("b").c_str(), h.size()),
+              nullptr);
     h.back() = 'B';
     std::string tail = std::string(64 * 1024, 'a') + "b";
     EXPECT_EQ(ox_stristr(h.c_str(), tail.c_str()), h.c_str() + mib - tail.size());

@@ -135,16 +135,16 @@ TEST(Utf8Codec, DecoderStressVectors)
         SCOPED_TRACE(testing::PrintToString(std::string(v.bytes)));
         const auto *bytes = reinterpret_cast<const unsigned char *>(v.bytes);
         const size_t avail = std::strlen(v.bytes);
-        for (auto *decoder : {&decode_by_table, +[](const unsigned char *b, size_t n, uint32_t *out) {
-                                  return decode(b, n, out);
-                              }}) {
+        for (auto *decoder : {&decode_by_table, +[](const unsigned char *b, size_t n,
+                                                    uint32_t *out) { return decode(b, n, out); }}) {
             uint32_t value = 0xDEAD;
             ASSERT_EQ(decoder(bytes, avail, &value), v.length);
             if (v.length == kInvalid)
                 continue;
             EXPECT_EQ(value, v.value);
             if (v.length > 1) {
-                EXPECT_EQ(decoder(bytes, static_cast<size_t>(v.length) - 1, &value), kInvalid) << "cut off";
+                EXPECT_EQ(decoder(bytes, static_cast<size_t>(v.length) - 1, &value), kInvalid)
+                    << "cut off";
             }
             ++compared;
         }
@@ -169,19 +169,19 @@ TEST(Utf8Chars, DecodeOneCharacterResults)
     const Case cases[] = {
         {"A", 1, 0, 'A', 1},
         {"\xC3\xA9", 2, 0, 0xE9, 2},
-        {"\xC3\xA9", 1, 1, 0x7777, -1},            // cut off by the bytes available
+        {"\xC3\xA9", 1, 1, 0x7777, -1},  // cut off by the bytes available
         {"\xE6\x97\xA5", 3, 0, 0x65E5, 3},
-        {"\xE6\x97", 3, 1, 0x7777, -1},            // cut off by the terminator
-        {"\xF0\x9F\x98\x80", 4, 0, 0xF600, 4},     // U+1F600 keeps its low 16 bits
-        {"\xED\xA0\x80", 3, 0, 0xD800, 3},         // a surrogate value decodes as such
-        {"\xC0\x80", 2, 1, 0x7777, -1},            // overlong NUL
-        {"\xE0\x80\xAF", 3, 1, 0x7777, -1},        // overlong '/'
-        {"\x80", 1, 1, 0x7777, -1},                // stray continuation byte
+        {"\xE6\x97", 3, 1, 0x7777, -1},         // cut off by the terminator
+        {"\xF0\x9F\x98\x80", 4, 0, 0xF600, 4},  // U+1F600 keeps its low 16 bits
+        {"\xED\xA0\x80", 3, 0, 0xD800, 3},      // a surrogate value decodes as such
+        {"\xC0\x80", 2, 1, 0x7777, -1},         // overlong NUL
+        {"\xE0\x80\xAF", 3, 1, 0x7777, -1},     // overlong '/'
+        {"\x80", 1, 1, 0x7777, -1},             // stray continuation byte
         {"\xFF", 1, 1, 0x7777, -1},
         {"\xFC\x84\x80\x80\x80\x80", 6, 0, 0x0000, 6},  // U+4000000, six bytes
         {"\xC3\x28", 2, 1, 0x7777, -1},
-        {"", 5, 31, 0, 0},                          // empty: stores 0 and length 0
-        {"A", 0, 31, 0x7777, -1},                   // no bytes available
+        {"", 5, 31, 0, 0},         // empty: stores 0 and length 0
+        {"A", 0, 31, 0x7777, -1},  // no bytes available
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::PrintToString(std::string(c.bytes)));
@@ -202,9 +202,15 @@ TEST(Utf8Chars, EncodeOneCharacter)
         ox_wchar wc;
         const char *bytes;
     };
-    const Case cases[] = {{0, "\0"}, {'A', "A"}, {0x7F, "\x7F"}, {0x80, "\xC2\x80"},
-                          {0x7FF, "\xDF\xBF"}, {0x800, "\xE0\xA0\x80"}, {0xD800, "\xED\xA0\x80"},
-                          {0xF8A9, "\xEF\xA2\xA9"}, {0xFFFF, "\xEF\xBF\xBF"}};
+    const Case cases[] = {{0, "\0"},
+                          {'A', "A"},
+                          {0x7F, "\x7F"},
+                          {0x80, "\xC2\x80"},
+                          {0x7FF, "\xDF\xBF"},
+                          {0x800, "\xE0\xA0\x80"},
+                          {0xD800, "\xED\xA0\x80"},
+                          {0xF8A9, "\xEF\xA2\xA9"},
+                          {0xFFFF, "\xEF\xBF\xBF"}};
     for (const Case &c : cases) {
         char out[4] = {'x', 'x', 'x', 'x'};
         int len = -5;
@@ -252,10 +258,17 @@ TEST(Utf8Chars, NextCharacterByteCountByShape)
         int n;
     };
     const Case cases[] = {
-        {nullptr, 0}, {"", 0}, {"a", 1}, {"\xC3", 1}, {"\x80\x80", 1}, {"ab", 1},
-        {"\xC3\xA9", 2}, {"\xC3\xA9\xA9\xA9", 4},             // the class is not consulted
-        {"\xFF\x80\x80\x80\x80\x80\x80\x80", 6},               // capped at six
-        {"\xE6\x97\xA5", 3}, {"\xE6x", 1},
+        {nullptr, 0},
+        {"", 0},
+        {"a", 1},
+        {"\xC3", 1},
+        {"\x80\x80", 1},
+        {"ab", 1},
+        {"\xC3\xA9", 2},
+        {"\xC3\xA9\xA9\xA9", 4},                  // the class is not consulted
+        {"\xFF\x80\x80\x80\x80\x80\x80\x80", 6},  // capped at six
+        {"\xE6\x97\xA5", 3},
+        {"\xE6x", 1},
     };
     for (const Case &c : cases)
         EXPECT_EQ(utf8_num_bytes_in_next_utf8_char(c.s), c.n) << (c.s ? c.s : "(null)");
@@ -332,7 +345,8 @@ TEST(Utf8ToWide, BoundsAndFastPathAgreeWithStepwiseReference)
                 ASSERT_TRUE(r == 0 || r == 1);
                 size_t want = std::min(full.size(), size - 1);
                 ASSERT_EQ(count, want) << "at " << at << " size " << size;
-                ASSERT_TRUE(std::equal(full.begin(), full.begin() + static_cast<long>(want), out.begin()));
+                ASSERT_TRUE(
+                    std::equal(full.begin(), full.begin() + static_cast<long>(want), out.begin()));
                 ASSERT_EQ(out[want], 0);
                 ASSERT_EQ(out[size], 0xBEEF) << "wrote past the size";
             }
@@ -441,13 +455,15 @@ TEST(Truncate, DebugLines)
         DebugScope verbose(7, 0);
         CaptureFd err(2);
         utf8_truncate_to_char_boundary("abcde\xC3\xA9xyz", out, 7);
-        EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()), "byte #6 = a9\nbyte #5 = c3\ninput truncated to strlen(abcde)=5\n");
+        EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
+                  "byte #6 = a9\nbyte #5 = c3\ninput truncated to strlen(abcde)=5\n");
     }
     {
         DebugScope trace_only(0, 4);
         CaptureFd err(2);
         utf8_truncate_to_char_boundary("a\x80\x80\x80\x80\x80\x80\x80\x80", out, 8);
-        EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()), "No lead UTF-8 byte found for truncation\n");
+        EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
+                  "No lead UTF-8 byte found for truncation\n");
     }
     {
         DebugScope byte_trace(0, 64);

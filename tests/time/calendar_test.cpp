@@ -35,7 +35,8 @@ bool same_fields(const std::tm &a, const std::tm &b)
            a.tm_mday == b.tm_mday && a.tm_mon == b.tm_mon && a.tm_year == b.tm_year &&
            a.tm_wday == b.tm_wday && a.tm_yday == b.tm_yday && a.tm_isdst == b.tm_isdst &&
            a.tm_gmtoff == b.tm_gmtoff &&
-           (a.tm_zone == b.tm_zone || (a.tm_zone && b.tm_zone && std::strcmp(a.tm_zone, b.tm_zone) == 0));
+           (a.tm_zone == b.tm_zone ||
+            (a.tm_zone && b.tm_zone && std::strcmp(a.tm_zone, b.tm_zone) == 0));
 }
 
 TEST(MakeTime, ThirtyTwoBitRange)
@@ -48,7 +49,7 @@ TEST(MakeTime, ThirtyTwoBitRange)
         {fields(1970, 1, 1, 0, 0, 0), 0},
         {fields(2021, 6, 21, 10, 0, 0), 1624269600},
         {fields(2038, 1, 19, 3, 14, 7), 0x7FFFFFFF},
-        {fields(2038, 1, 19, 3, 14, 8), -1},  // past the 32-bit clock
+        {fields(2038, 1, 19, 3, 14, 8), -1},     // past the 32-bit clock
         {fields(1969, 12, 31, 23, 59, 59), -1},  // before it
         {fields(2200, 1, 1, 0, 0, 0), -1},
         {fields(2021, 13, 1, 0, 0, 0), 1640995200},  // normalised

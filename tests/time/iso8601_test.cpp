@@ -43,13 +43,14 @@ TEST(Iso8601Parse, AcceptedFormsInUtc)
         {"2021-06-21T10:00:00", kJune21At10Utc},
         {"2021-06-21T10:00:00+0000", kJune21At10Utc},
         {"2021-06-21T10:00:00-0000", kJune21At10Utc},
-        {"2021-6-21T10:0:0Z", kJune21At10Utc},   // %02d takes one digit as well
+        {"2021-6-21T10:0:0Z", kJune21At10Utc},      // %02d takes one digit as well
         {" 2021-06-21T10:00:00Z", kJune21At10Utc},  // blanks before a number
         {"2021-06-21T10:00:00+0130", kJune21At10Utc + 5400},
         {"2021-06-21T10:00:00+130", kJune21At10Utc + 5400},
-        {"2021-06-21T10:00:00-0500", kJune21At10Utc - 18000},  // the defined sign, not the textbook one
+        {"2021-06-21T10:00:00-0500",
+         kJune21At10Utc - 18000},  // the defined sign, not the textbook one
         {"2021-06-21T10:00:00+0199", kJune21At10Utc + 159 * 60},  // hhmm - hh * 40 minutes
-        {"2021-06-21T10:00:00+-0500", kJune21At10Utc - 18000},  // a signed zone number
+        {"2021-06-21T10:00:00+-0500", kJune21At10Utc - 18000},    // a signed zone number
         {"2021-13-01T00:00:00Z", 1640995200},  // fields are normalised, not checked
         {"2021-06-21T10:00:60Z", kJune21At10Utc + 60},
         {"1970-01-01T00:00:00Z", 0},
@@ -95,14 +96,27 @@ TEST(Iso8601Parse, RejectedTextGivesZero)
 {
     ZoneGuard zone("UTC");
     const char *rejected[] = {
-        "2021/06/21", "", " ", "2021-06-21", "2021-06-21T10:00", "2021-06-21 10:00:00Z",
-        "2021-06-21t10:00:00Z", "2021-06-21T10:00:00z", "2021-06-21T10:00:00Zjunk", "2021-06-21T10:00:00Z ",
-        "20210621T1000Z", "20210621T100000ZZ", "2021-06-21T10:00:00+", "2021-06-21T10:00:00-",
-        "2021-06-21T10:00:00+05:00",  // a colon in the zone is not a form
-        "99999999999-06-21T10:00:00+0000",  // a number beyond int
+        "2021/06/21",
+        "",
+        " ",
+        "2021-06-21",
+        "2021-06-21T10:00",
+        "2021-06-21 10:00:00Z",
+        "2021-06-21t10:00:00Z",
+        "2021-06-21T10:00:00z",
+        "2021-06-21T10:00:00Zjunk",
+        "2021-06-21T10:00:00Z ",
+        "20210621T1000Z",
+        "20210621T100000ZZ",
+        "2021-06-21T10:00:00+",
+        "2021-06-21T10:00:00-",
+        "2021-06-21T10:00:00+05:00",                 // a colon in the zone is not a form
+        "99999999999-06-21T10:00:00+0000",           // a number beyond int
         "2021-06-21T10:00:00+99999999999999999999",  // a zone beyond long
-        "2021-06-21T10:00:00+9223372036854775807",  // zone seconds overflow
-        "T::", "----T::-", "abc",
+        "2021-06-21T10:00:00+9223372036854775807",   // zone seconds overflow
+        "T::",
+        "----T::-",
+        "abc",
     };
     for (const char *text : rejected)
         EXPECT_EQ(ox_8601ptime(text), 0) << '"' << text << '"';
@@ -147,8 +161,10 @@ TEST(Iso8601Parse, DaylightDatesInNewYork)
 {
     ZoneGuard zone("America/New_York");
     // A summer date written in winter carries the winter zone.
-    EXPECT_EQ(cairn::parse_8601_at("2021-06-21T10:00:00-0500", kJanuaryNow), kJune21At10Utc + 4 * 3600);
-    EXPECT_EQ(cairn::parse_8601_at("2021-06-21T10:00:00-0400", kJulyNow), kJune21At10Utc + 4 * 3600);
+    EXPECT_EQ(cairn::parse_8601_at("2021-06-21T10:00:00-0500", kJanuaryNow),
+              kJune21At10Utc + 4 * 3600);
+    EXPECT_EQ(cairn::parse_8601_at("2021-06-21T10:00:00-0400", kJulyNow),
+              kJune21At10Utc + 4 * 3600);
     // A winter date: no daylight shift.
     EXPECT_EQ(cairn::parse_8601_at("2021-01-15T07:00:00-0500", kJanuaryNow), kJanuaryNow);
 }
@@ -205,7 +221,8 @@ TEST(Iso8601Write, PlainAndUtcForms)
     };
     for (const Row &r : rows) {
         char buf[64];
-        EXPECT_EQ(r.write(buf, sizeof buf, r.t, r.compact), static_cast<int>(std::strlen(r.expected)));
+        EXPECT_EQ(r.write(buf, sizeof buf, r.t, r.compact),
+                  static_cast<int>(std::strlen(r.expected)));
         EXPECT_STREQ(buf, r.expected);
     }
 }
@@ -257,7 +274,8 @@ TEST(Iso8601Threads, ConcurrentWritersAndReadersAgreeWithOneThread)
             for (int n = 0; n < kPerThread; ++n) {
                 int k = i * kPerThread + n;
                 char buf[64];
-                if (ox_str8601_time(buf, sizeof buf, sample(k)) == 0 || ox_8601ptime(buf) != expected[k])
+                if (ox_str8601_time(buf, sizeof buf, sample(k)) == 0 ||
+                    ox_8601ptime(buf) != expected[k])
                     mismatches.fetch_add(1);
             }
         });
@@ -274,9 +292,11 @@ class Iso8601RoundTrip : public ::testing::TestWithParam<const char *> {};
 TEST_P(Iso8601RoundTrip, ZonedTextReadsBack)
 {
     ZoneGuard zone(GetParam());
-    std::vector<ox_time64_t> times = {86400 * 366, 1000000000, kJune21At10Utc, 0x7FFFFFFE, 4102444800 /* 2100 */};
+    std::vector<ox_time64_t> times = {86400 * 366, 1000000000, kJune21At10Utc, 0x7FFFFFFE,
+                                      4102444800 /* 2100 */};
     for (int month = 0; month < 12; ++month)
-        times.push_back(1609502400 + month * 30LL * 86400 + 1234);  // mid-month 2021, away from switches
+        times.push_back(1609502400 + month * 30LL * 86400 +
+                        1234);  // mid-month 2021, away from switches
     for (ox_time64_t t : times) {
         for (std::time_t now : {kJanuaryNow, kJulyNow}) {
             std::string text = zoned_text(t, now);
@@ -302,6 +322,7 @@ TEST_P(Iso8601RoundTrip, PlainLocalTextReadsBackShiftedByThePresentZone)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Zones, Iso8601RoundTrip, ::testing::ValuesIn(cairn::testing::kTestZones), cairn::testing::zone_test_name);
+INSTANTIATE_TEST_SUITE_P(Zones, Iso8601RoundTrip, ::testing::ValuesIn(cairn::testing::kTestZones),
+                         cairn::testing::zone_test_name);
 
 }  // namespace

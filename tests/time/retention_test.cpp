@@ -51,7 +51,8 @@ class RoundUp : public ::testing::TestWithParam<const char *> {};
 TEST_P(RoundUp, MovesToTheLastSecondOfTheLocalDay)
 {
     ZoneGuard zone(GetParam());
-    for (ox_time64_t t : {kJune21At10Utc, kJune21At10Utc + 7 * 3600 + 17, ox_time64_t{1610712000}, ox_time64_t{86400 * 400}}) {
+    for (ox_time64_t t : {kJune21At10Utc, kJune21At10Utc + 7 * 3600 + 17, ox_time64_t{1610712000},
+                          ox_time64_t{86400 * 400}}) {
         ox_time64_t r = ox_time_roundup(t);
         std::tm before = local_fields(t), after = local_fields(r);
         EXPECT_GE(r, t);
@@ -78,7 +79,8 @@ TEST_P(RoundUp, RetentionWithinADayIsLeftAlone)
     EXPECT_EQ(rounded.tm_yday, local_fields(later).tm_yday);
 }
 
-INSTANTIATE_TEST_SUITE_P(Zones, RoundUp, ::testing::ValuesIn(cairn::testing::kTestZones), cairn::testing::zone_test_name);
+INSTANTIATE_TEST_SUITE_P(Zones, RoundUp, ::testing::ValuesIn(cairn::testing::kTestZones),
+                         cairn::testing::zone_test_name);
 
 TEST(RoundUpValues, ExactResultsInFixedZones)
 {

@@ -44,7 +44,7 @@ TEST(ScanForm, MatchesAsTable)
         {"9223372036854775808", "%ld", -1, {}},
         {"99999999999999999999999", "%ld", -1, {}},
         {"0000000000000000000000012", "%d", 1, {12}},  // leading zeros do not overflow
-        {"1", "%x", -1, {}},  // unknown conversions never match
+        {"1", "%x", -1, {}},                           // unknown conversions never match
         {"1", "%0d", -1, {}},
         {"1", "%", -1, {}},
     };

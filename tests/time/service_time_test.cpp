@@ -84,14 +84,18 @@ TEST(ServiceTime, CleanupClearsAndLaterCallsStartAfresh)
         cairn::service_time_exit_cleanup();
         cairn::service_time_exit_cleanup();  // a second run finds nothing to free
         ox_time64_t again = svc_time();
-        std::printf("first=%lld again=%lld frozen=%d\n", static_cast<long long>(first), static_cast<long long>(again),
-                    svc_time() == again);
+        std::printf("first=%lld again=%lld frozen=%d\n", static_cast<long long>(first),
+                    static_cast<long long>(again), svc_time() == again);
     });
-    ASSERT_TRUE(child.exited) << "signal " << child.signal;  // the registered clean-up ran at exit too
+    ASSERT_TRUE(child.exited) << "signal "
+                              << child.signal;  // the registered clean-up ran at exit too
     EXPECT_EQ(child.exit_code, 0);
     long long first = 0, again = 0;
     int frozen = 0;
-    ASSERT_EQ(std::sscanf(child.out.c_str(), "first=%lld again=%lld frozen=%d", &first, &again, &frozen), 3) << child.out;
+    ASSERT_EQ(
+        std::sscanf(child.out.c_str(), "first=%lld again=%lld frozen=%d", &first, &again, &frozen),
+        3)
+        << child.out;
     EXPECT_GT(first, 0);
     EXPECT_GT(again, first);
     EXPECT_EQ(frozen, 1);

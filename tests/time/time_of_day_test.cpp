@@ -29,7 +29,8 @@ TEST(TimeOfDay, DifferenceBorrowsASecond)
     };
     for (const Row &r : rows) {
         ox_timeval d = timeval_diff(r.a, r.b);
-        EXPECT_EQ(d.tv_sec, r.expected.tv_sec) << r.a.tv_sec << "." << r.a.tv_usec << " -> " << r.b.tv_sec << "." << r.b.tv_usec;
+        EXPECT_EQ(d.tv_sec, r.expected.tv_sec)
+            << r.a.tv_sec << "." << r.a.tv_usec << " -> " << r.b.tv_sec << "." << r.b.tv_usec;
         EXPECT_EQ(d.tv_usec, r.expected.tv_usec);
     }
 }
@@ -44,7 +45,9 @@ TEST(TimeOfDay, DifferenceInMicroseconds)
         {{7, 100000}, {5, 900000}, -1200000},
         {{0, 0}, {0, 0}, 0},
         {{0, 0}, {2147, 483647}, INT32_MAX},
-        {{0, 0}, {5000, 0}, static_cast<int32_t>(5000000000LL - 4294967296LL)},  // wrapped to 32 bits
+        {{0, 0},
+         {5000, 0},
+         static_cast<int32_t>(5000000000LL - 4294967296LL)},  // wrapped to 32 bits
         {{INT32_MIN, 0}, {INT32_MAX, 999999}, 999999 - 1000000},
     };
     for (const Row &r : rows)
@@ -106,8 +109,9 @@ TEST(Clocks, DebugLinesAtLevelThirteenOrTraceBit)
             ox_gettimeofday_current_time(&tv);
         });
         ASSERT_TRUE(child.exited);
-        bool has_counter = child.err.find("perf_counter.QuadPart=") != std::string::npos &&
-                           child.err.find(", Count_per_sec.QuadPart=1000000000, seconds=") != std::string::npos;
+        bool has_counter =
+            child.err.find("perf_counter.QuadPart=") != std::string::npos &&
+            child.err.find(", Count_per_sec.QuadPart=1000000000, seconds=") != std::string::npos;
         bool has_wall = child.err.find("tv_sec=") != std::string::npos &&
                         child.err.find(", remaining_100nanosec=") != std::string::npos;
         EXPECT_EQ(has_counter, r.expect_lines) << child.err;

@@ -28,7 +28,8 @@ TEST(TimeValues, ForeverAndIndefinitePredicates)
     struct Row {
         ox_time64_t t;
         int forever;
-    } rows[] = {{kForever32, 1}, {kForever64, 1}, {0x7FFFFFFE, 0}, {0x80000000LL, 0}, {0, 0}, {-1, 0}, {INT64_MIN, 0}, {kIndefinite, 0}};
+    } rows[] = {{kForever32, 1}, {kForever64, 1}, {0x7FFFFFFE, 0}, {0x80000000LL, 0},
+                {0, 0},          {-1, 0},         {INT64_MIN, 0},  {kIndefinite, 0}};
     for (const Row &r : rows)
         EXPECT_EQ(ox_is_forever_time(r.t), r.forever) << r.t;
 
@@ -47,9 +48,17 @@ TEST(TimeValues, CompareTreatsBothForeversAlike)
         ox_time64_t a, b;
         int expected;
     } rows[] = {
-        {kForever32, kForever64, 0}, {kForever64, kForever32, 0}, {kForever32, kForever32, 0},
-        {0x7FFFFFFE, kForever32, -1}, {kForever32, 0x80000000LL, 1},  // 32-bit forever is above every real time
-        {1, 2, -1}, {2, 1, 1}, {5, 5, 0}, {-1, 0, -1}, {INT64_MIN, kForever64, -1}, {kIndefinite, kForever32, -1},
+        {kForever32, kForever64, 0},
+        {kForever64, kForever32, 0},
+        {kForever32, kForever32, 0},
+        {0x7FFFFFFE, kForever32, -1},
+        {kForever32, 0x80000000LL, 1},  // 32-bit forever is above every real time
+        {1, 2, -1},
+        {2, 1, 1},
+        {5, 5, 0},
+        {-1, 0, -1},
+        {INT64_MIN, kForever64, -1},
+        {kIndefinite, kForever32, -1},
     };
     for (const Row &r : rows)
         EXPECT_EQ(ox_time_cmp(r.a, r.b), r.expected) << r.a << " vs " << r.b;
@@ -94,7 +103,7 @@ TEST(TimeValues, TimeToOffset)
         {0x100000064LL, 0, 100},  // only the low half of t counts
         {0x7FFFFFFE, 0, 0x7FFFFFFE},
         {0x80000000LL, 0, INT32_MIN},  // 32-bit wrap
-        {0, 0x100000000LL, 0},  // only the low half of the base counts
+        {0, 0x100000000LL, 0},         // only the low half of the base counts
     };
     for (const Row &r : rows)
         EXPECT_EQ(ox_time64_to_offset(r.t, r.base), r.expected) << r.t << " from " << r.base;
@@ -116,12 +125,13 @@ TEST(TimeValues, OffsetToTime)
         {0, 1000, 1000},
         {100, 1000, 1100},
         {-4, 0x100000000LL, 0x100000000LL + 0xFFFFFFFCLL},  // offsets are unsigned here
-        {2, 0x7FFFFFFD, 0x7FFFFFFE},  // a sum of exactly the 32-bit forever
+        {2, 0x7FFFFFFD, 0x7FFFFFFE},                        // a sum of exactly the 32-bit forever
         {0x7FFFFFFF - 100, 100, 0x7FFFFFFE},
         {3, 0x7FFFFFFD, 0x80000000LL},  // one past it is a real time
     };
     for (const Row &r : rows)
-        EXPECT_EQ(ox_timeoffset_to_64(r.offset, r.base), r.expected) << r.offset << " from " << r.base;
+        EXPECT_EQ(ox_timeoffset_to_64(r.offset, r.base), r.expected)
+            << r.offset << " from " << r.base;
 }
 
 TEST(TimeValues, OffsetRoundTripForRealTimes)

@@ -39,7 +39,8 @@ TEST_P(StandardTime, AgreesWithMktime)
             std::time_t expected = mktime(&expected_tm);
             std::time_t value = 0;
             std::tm converted{};
-            ASSERT_TRUE(cairn::standard_local_to_utc(fields, cairn::fields_as_utc(fields), value, converted));
+            ASSERT_TRUE(cairn::standard_local_to_utc(fields, cairn::fields_as_utc(fields), value,
+                                                     converted));
             ASSERT_EQ(value, expected) << GetParam() << " wall " << wall;
             ASSERT_EQ(converted.tm_isdst, expected_tm.tm_isdst) << wall;
             ASSERT_EQ(converted.tm_gmtoff, expected_tm.tm_gmtoff) << wall;
@@ -49,15 +50,17 @@ TEST_P(StandardTime, AgreesWithMktime)
     EXPECT_GT(compared, 28000);
 }
 
-INSTANTIATE_TEST_SUITE_P(Zones, StandardTime, ::testing::ValuesIn(cairn::testing::kTestZones), cairn::testing::zone_test_name);
+INSTANTIATE_TEST_SUITE_P(Zones, StandardTime, ::testing::ValuesIn(cairn::testing::kTestZones),
+                         cairn::testing::zone_test_name);
 
 TEST(FieldsAsUtc, MatchesTimegmAndNormalises)
 {
     struct Row {
         int year, month0, day, hour, min, sec;
-    } rows[] = {{1970, 0, 1, 0, 0, 0}, {2021, 5, 21, 10, 0, 0}, {2000, 1, 29, 23, 59, 59}, {1900, 0, 1, 0, 0, 0},
-                {1600, 11, 31, 12, 0, 0}, {2021, 12, 1, 0, 0, 0}, {2021, -1, 1, 0, 0, 0}, {2021, 0, 0, -1, 61, 3600},
-                {9999, 11, 31, 23, 59, 60}, {-200, 3, 15, 1, 2, 3}};
+    } rows[] = {{1970, 0, 1, 0, 0, 0},  {2021, 5, 21, 10, 0, 0},    {2000, 1, 29, 23, 59, 59},
+                {1900, 0, 1, 0, 0, 0},  {1600, 11, 31, 12, 0, 0},   {2021, 12, 1, 0, 0, 0},
+                {2021, -1, 1, 0, 0, 0}, {2021, 0, 0, -1, 61, 3600}, {9999, 11, 31, 23, 59, 60},
+                {-200, 3, 15, 1, 2, 3}};
     for (const Row &r : rows) {
         std::tm f{};
         f.tm_year = r.year - 1900;
@@ -67,7 +70,8 @@ TEST(FieldsAsUtc, MatchesTimegmAndNormalises)
         f.tm_min = r.min;
         f.tm_sec = r.sec;
         std::tm copy = f;
-        EXPECT_EQ(cairn::fields_as_utc(f), timegm(&copy)) << r.year << "-" << r.month0 << "-" << r.day;
+        EXPECT_EQ(cairn::fields_as_utc(f), timegm(&copy))
+            << r.year << "-" << r.month0 << "-" << r.day;
     }
 }
 

@@ -43,7 +43,8 @@ inline long east_offset_at(std::time_t when)
 
 // The zones the time tests run under: no offset, whole-hour daylight time,
 // a half-hour offset without daylight time, and a half-hour daylight shift.
-inline const char *const kTestZones[] = {"UTC", "America/New_York", "Asia/Kolkata", "Australia/Lord_Howe"};
+inline const char *const kTestZones[] = {"UTC", "America/New_York", "Asia/Kolkata",
+                                         "Australia/Lord_Howe"};
 
 // Test name suffix for a zone parameter: "America/New_York" -> "America_New_York".
 inline std::string zone_test_name(const ::testing::TestParamInfo<const char *> &param_info)

@@ -14,9 +14,9 @@ enum cairn_exit {
 };
 
 struct cairn_ctx {
-    int json;             /* --json: one JSON object on standard output */
-    const char *command;  /* the subcommand's name, for messages */
-    int members;          /* JSON members written at the current level */
+    int json;            /* --json: one JSON object on standard output */
+    const char *command; /* the subcommand's name, for messages */
+    int members;         /* JSON members written at the current level */
 };
 
 /* One row of the subcommand table: adding a subcommand is one row and the
@@ -69,9 +69,9 @@ int take_options(struct cairn_ctx *ctx, int *argc, char **argv, const struct cai
 /* Reaching a running program of the library (target.c). */
 struct cairn_target {
     int pid;
-    char control[4096];   /* its debug-control file */
+    char control[4096]; /* its debug-control file */
     unsigned notices, invalid, refused;
-    char status[8192];    /* its whole status answer */
+    char status[8192]; /* its whole status answer */
 };
 /* Parse PID, check the process exists, may be reached, and is a program
  * of the library (it answers on its debug channel).  Returns an exit code. */

@@ -142,7 +142,7 @@ int cmd_debug(struct cairn_ctx *ctx, int argc, char **argv)
         if (rc > worst)
             worst = rc;
         if (rc == CAIRN_EXIT_NO_TARGET)
-            break;  /* the program is gone */
+            break; /* the program is gone */
     }
     out_close(ctx, 1);
     if (ctx->json)

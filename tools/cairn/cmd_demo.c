@@ -153,8 +153,7 @@ int cmd_demo(struct cairn_ctx *ctx, int argc, char **argv)
 {
     const char *duration = "3";
     long long ms;
-    const struct cairn_option opts[] = {{"--duration", 1, &duration, NULL},
-                                        {NULL, 0, NULL, NULL}};
+    const struct cairn_option opts[] = {{"--duration", 1, &duration, NULL}, {NULL, 0, NULL, NULL}};
     if (take_options(ctx, &argc, argv, opts) != 0)
         return CAIRN_EXIT_USAGE;
     if (argc != 0)

@@ -75,8 +75,11 @@ int cmd_error(struct cairn_ctx *ctx, int argc, char **argv)
         return usage(ctx, "expected one CODE");
     if (as_errno + as_win32 + as_winsock + as_eai > 1)
         return usage(ctx, "give at most one of --errno, --win32, --winsock, --eai");
-    kind = as_errno ? OX_ERRKIND_ERRNO : as_win32 ? OX_ERRKIND_WIN32
-         : as_winsock ? OX_ERRKIND_WINSOCK : as_eai ? OX_ERRKIND_RESOLVER : 0;
+    kind = as_errno     ? OX_ERRKIND_ERRNO
+           : as_win32   ? OX_ERRKIND_WIN32
+           : as_winsock ? OX_ERRKIND_WINSOCK
+           : as_eai     ? OX_ERRKIND_RESOLVER
+                        : 0;
     if (kind == 0) {
         code = portable_code(argv[0]);
         if (code < 0)
@@ -97,7 +100,7 @@ int cmd_error(struct cairn_ctx *ctx, int argc, char **argv)
     }
     code = ox_error_set_last(native, kind);
     ox_error_get_message(text, (int)sizeof text);
-    native = ox_error_get_last_native(&kind);  /* the text may come from another kind */
+    native = ox_error_get_last_native(&kind); /* the text may come from another kind */
     text[strcspn(text, "\r\n")] = '\0';
     return show(ctx, code, kind, native, text);
 }

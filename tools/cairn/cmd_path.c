@@ -47,8 +47,7 @@ static int allocated_path(struct cairn_ctx *ctx, const char *op, const char *pat
     char *out = strcmp(op, "full") == 0 ? fullpath(path, NULL, 0, sep)
                                         : getpathparent_dirsep(path, NULL, 0, sep);
     int rc;
-    if (out == NULL && strcmp(op, "parent") == 0 &&
-        ox_error_get_last() != OX_ENOMEM)
+    if (out == NULL && strcmp(op, "parent") == 0 && ox_error_get_last() != OX_ENOMEM)
         return fail(ctx, CAIRN_EXIT_FAILED, "'%s' has no parent", path);
     if (out == NULL)
         return last_error_failure(ctx, op, path);

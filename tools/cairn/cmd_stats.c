@@ -113,7 +113,9 @@ static int ask(struct cairn_ctx *ctx, struct cairn_target *t, const char *file, 
     rc = ox_debug_request(t->pid, request, answer, sizeof answer, 10000, progress_line, what);
     if (rc != 0 || strncmp(answer, "ok", 2) != 0) {
         rc = fail(ctx, CAIRN_EXIT_FAILED, "process %d: %s", t->pid,
-                  rc == OX_ETIMEDOUT ? "no answer within 10 s" : rc != 0 ? "request failed" : answer);
+                  rc == OX_ETIMEDOUT ? "no answer within 10 s"
+                  : rc != 0          ? "request failed"
+                                     : answer);
     } else if (file == NULL) {
         out_begin(ctx);
         out_int(ctx, "pid", t->pid);

@@ -17,12 +17,10 @@ static const struct cairn_command commands[] = {
      "what a running program holds: objects, threads, timers, settings", cmd_stats},
     {"error", "CODE [--errno|--win32|--winsock|--eai]",
      "a portable error code, its native pair and its text", cmd_error},
-    {"path", "canon|full|parent|depth PATH [--sep /|\\\\]", "path rules of the library",
-     cmd_path},
+    {"path", "canon|full|parent|depth PATH [--sep /|\\\\]", "path rules of the library", cmd_path},
     {"time", "now | iso8601 SECONDS | parse TEXT", "the library's clock and ISO 8601 text",
      cmd_time},
-    {"demo", "[--duration SECONDS]", "a short self-running demonstration of the library",
-     cmd_demo},
+    {"demo", "[--duration SECONDS]", "a short self-running demonstration of the library", cmd_demo},
 };
 #define COMMAND_COUNT (sizeof commands / sizeof commands[0])
 

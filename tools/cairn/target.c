@@ -49,7 +49,8 @@ int target_refresh(struct cairn_ctx *ctx, struct cairn_target *t)
     if (rc == OX_ETIMEDOUT)
         return fail(ctx, CAIRN_EXIT_FAILED,
                     "process %d did not answer within %d s (its debug event is held by another"
-                    " process, or its event thread is blocked)", t->pid, ANSWER_WAIT_MS / 1000);
+                    " process, or its event thread is blocked)",
+                    t->pid, ANSWER_WAIT_MS / 1000);
     if (rc != 0)
         return fail(ctx, CAIRN_EXIT_FAILED, "cannot reach process %d: %s", t->pid,
                     strerror(ox_error_to_errno(rc)));
@@ -73,8 +74,8 @@ int target_open(struct cairn_ctx *ctx, const char *pid_text, struct cairn_target
         if (errno == ESRCH)
             return fail(ctx, CAIRN_EXIT_NO_TARGET, "no such process: %d", t->pid);
         if (errno == EPERM)
-            return fail(ctx, CAIRN_EXIT_DENIED,
-                        "not permitted: process %d belongs to another user", t->pid);
+            return fail(ctx, CAIRN_EXIT_DENIED, "not permitted: process %d belongs to another user",
+                        t->pid);
         return fail(ctx, CAIRN_EXIT_FAILED, "process %d: %s", t->pid, strerror(errno));
     }
     return target_refresh(ctx, t);

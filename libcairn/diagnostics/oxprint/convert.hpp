@@ -10,12 +10,12 @@ namespace cairn::oxprint {
 // A specification with its width and precision resolved to numbers.
 struct Resolved {
     unsigned flags = 0;
-    int width = 0;          // 0 when none
-    int precision = -1;     // -1 when none
+    int width = 0;       // 0 when none
+    int precision = -1;  // -1 when none
     Length length = Length::none;
     char conversion = 0;
-    int fetched_kind = 0;   // the kind the argument's position was fetched as
-    bool plain = false;     // plain mode: "%s" widths and precisions count bytes
+    int fetched_kind = 0;  // the kind the argument's position was fetched as
+    bool plain = false;    // plain mode: "%s" widths and precisions count bytes
 };
 
 // d i u o x X

@@ -76,9 +76,12 @@ void rebuild(const Resolved &r, int precision, bool long_double, char *spec)
 {
     char *p = spec;
     *p++ = '%';
-    if (r.flags & kFlagPlus) *p++ = '+';
-    if (r.flags & kFlagSpace) *p++ = ' ';
-    if (r.flags & kFlagHash) *p++ = '#';
+    if (r.flags & kFlagPlus)
+        *p++ = '+';
+    if (r.flags & kFlagSpace)
+        *p++ = ' ';
+    if (r.flags & kFlagHash)
+        *p++ = '#';
     if (precision >= 0) {
         *p++ = '.';
         p = put_decimal(p, precision);
@@ -105,11 +108,22 @@ std::size_t exponent_at(const char *s, std::size_t n, char conversion)
 {
     char mark = 0;
     switch (conversion) {
-    case 'e': case 'g': mark = 'e'; break;
-    case 'E': case 'G': mark = 'E'; break;
-    case 'a': mark = 'p'; break;
-    case 'A': mark = 'P'; break;
-    default: return n;
+    case 'e':
+    case 'g':
+        mark = 'e';
+        break;
+    case 'E':
+    case 'G':
+        mark = 'E';
+        break;
+    case 'a':
+        mark = 'p';
+        break;
+    case 'A':
+        mark = 'P';
+        break;
+    default:
+        return n;
     }
     const void *at = std::memchr(s, mark, n);
     return at ? static_cast<std::size_t>(static_cast<const char *>(at) - s) : n;
@@ -123,7 +137,8 @@ void convert_value(Sink &out, const Resolved &r, T value, int exact)
     int precision = r.precision > exact ? exact : r.precision;
     // %g drops trailing zeros unless '#' keeps them.
     bool keeps_zeros = finite && !((c == 'g' || c == 'G') && !(r.flags & kFlagHash));
-    std::size_t extra = r.precision > exact && keeps_zeros ? static_cast<std::size_t>(r.precision - exact) : 0;
+    std::size_t extra =
+        r.precision > exact && keeps_zeros ? static_cast<std::size_t>(r.precision - exact) : 0;
 
     char spec[32];
     rebuild(r, precision, sizeof(T) > sizeof(double), spec);

@@ -13,11 +13,21 @@ Integer signed_value(const Resolved &r, const ox_fmt_arg &arg)
 {
     long long v;
     switch (r.length) {
-    case Length::hh: v = static_cast<signed char>(slot_as<int>(arg)); break;
-    case Length::h: v = static_cast<short>(slot_as<int>(arg)); break;
-    case Length::none: v = slot_as<int>(arg); break;
-    case Length::l: v = slot_as<long>(arg); break;
-    default: v = slot_as<long long>(arg); break;
+    case Length::hh:
+        v = static_cast<signed char>(slot_as<int>(arg));
+        break;
+    case Length::h:
+        v = static_cast<short>(slot_as<int>(arg));
+        break;
+    case Length::none:
+        v = slot_as<int>(arg);
+        break;
+    case Length::l:
+        v = slot_as<long>(arg);
+        break;
+    default:
+        v = slot_as<long long>(arg);
+        break;
     }
     if (v < 0)
         return {0ull - static_cast<unsigned long long>(v), true};
@@ -27,11 +37,16 @@ Integer signed_value(const Resolved &r, const ox_fmt_arg &arg)
 unsigned long long unsigned_value(const Resolved &r, const ox_fmt_arg &arg)
 {
     switch (r.length) {
-    case Length::hh: return static_cast<unsigned char>(slot_as<unsigned>(arg));
-    case Length::h: return static_cast<unsigned short>(slot_as<unsigned>(arg));
-    case Length::none: return slot_as<unsigned>(arg);
-    case Length::l: return slot_as<unsigned long>(arg);
-    default: return slot_as<unsigned long long>(arg);
+    case Length::hh:
+        return static_cast<unsigned char>(slot_as<unsigned>(arg));
+    case Length::h:
+        return static_cast<unsigned short>(slot_as<unsigned>(arg));
+    case Length::none:
+        return slot_as<unsigned>(arg);
+    case Length::l:
+        return slot_as<unsigned long>(arg);
+    default:
+        return slot_as<unsigned long long>(arg);
     }
 }
 
@@ -74,10 +89,14 @@ char *power_of_two_digits(unsigned long long v, unsigned bits, bool upper, char 
 char *digits(unsigned long long v, char conversion, char *end)
 {
     switch (conversion) {
-    case 'o': return power_of_two_digits(v, 3, false, end);
-    case 'x': return power_of_two_digits(v, 4, false, end);
-    case 'X': return power_of_two_digits(v, 4, true, end);
-    default: return decimal_digits(v, end);
+    case 'o':
+        return power_of_two_digits(v, 3, false, end);
+    case 'x':
+        return power_of_two_digits(v, 4, false, end);
+    case 'X':
+        return power_of_two_digits(v, 4, true, end);
+    default:
+        return decimal_digits(v, end);
     }
 }
 

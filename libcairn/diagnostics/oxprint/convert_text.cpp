@@ -87,7 +87,8 @@ void convert_text(Sink &out, const Resolved &r, const ox_fmt_arg &arg)
     if (r.conversion == 'c') {
         if (wide) {
             unsigned char enc[4];
-            auto k = static_cast<std::size_t>(utf8::encode(static_cast<ox_wchar>(slot_as<unsigned>(arg)), enc));
+            auto k = static_cast<std::size_t>(
+                utf8::encode(static_cast<ox_wchar>(slot_as<unsigned>(arg)), enc));
             put_padded(out, r, reinterpret_cast<char *>(enc), k);
         } else {
             pad_before(out, r, 1);

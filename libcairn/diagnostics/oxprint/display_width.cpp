@@ -11,11 +11,16 @@ namespace {
 // Bytes of the sequence a lead byte announces (up to six).
 int announced_length(unsigned char b)
 {
-    if (b < 0xC0) return 1;
-    if (b < 0xE0) return 2;
-    if (b < 0xF0) return 3;
-    if (b < 0xF8) return 4;
-    if (b < 0xFC) return 5;
+    if (b < 0xC0)
+        return 1;
+    if (b < 0xE0)
+        return 2;
+    if (b < 0xF0)
+        return 3;
+    if (b < 0xF8)
+        return 4;
+    if (b < 0xFC)
+        return 5;
     return 6;
 }
 

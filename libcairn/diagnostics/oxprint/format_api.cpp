@@ -146,9 +146,6 @@ int ox_snprintf(char *buf, size_t size, const char *fmt, ...)
     return static_cast<int>(out.total());
 }
 
-int get_formatted_args_num(const char *fmt)
-{
-    return fmt ? position_count(fmt) - 1 : 0;
-}
+int get_formatted_args_num(const char *fmt) { return fmt ? position_count(fmt) - 1 : 0; }
 
 }  // extern "C"

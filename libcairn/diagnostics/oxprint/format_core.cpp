@@ -48,7 +48,8 @@ void mark(ArgTable &t, int pos, int kind)
         // Positions between the old count and this one are never mentioned.
         int last = pos < OX_FMT_MAX_POSITIONS ? pos : OX_FMT_MAX_POSITIONS - 1;
         if (last >= t.count)
-            std::memset(t.kinds + t.count, OX_FMT_WORD, static_cast<std::size_t>(last + 1 - t.count));
+            std::memset(t.kinds + t.count, OX_FMT_WORD,
+                        static_cast<std::size_t>(last + 1 - t.count));
         t.count = pos < INT_MAX ? pos + 1 : INT_MAX;
     }
     if (pos < OX_FMT_MAX_POSITIONS)
@@ -74,7 +75,8 @@ void scan(const char *fmt, ArgTable &t)
         if (!takes_argument(step.spec))
             continue;
         if (step.spec.kind == OX_FMT_WORD)
-            CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n", step.spec.conversion);
+            CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n",
+                        step.spec.conversion);
         mark(t, step.pos.width, OX_FMT_INT);
         mark(t, step.pos.precision, OX_FMT_INT);
         mark(t, step.pos.value, step.spec.kind);
@@ -84,16 +86,36 @@ void scan(const char *fmt, ArgTable &t)
 void fetch_library(int kind, va_list *ap, ox_fmt_arg *slot)
 {
     switch (kind) {
-    case OX_FMT_INT: slot->i = va_arg(*ap, int); break;
-    case OX_FMT_UNSIGNED: slot->u = va_arg(*ap, unsigned); break;
-    case OX_FMT_LONG: slot->l = va_arg(*ap, long); break;
-    case OX_FMT_LONGLONG: slot->ll = va_arg(*ap, long long); break;
-    case OX_FMT_DOUBLE: slot->d = va_arg(*ap, double); break;
-    case OX_FMT_LONGDOUBLE: slot->ld = va_arg(*ap, long double); break;
-    case OX_FMT_STRING: slot->s = va_arg(*ap, const char *); break;
-    case OX_FMT_POINTER: slot->p = va_arg(*ap, const void *); break;
-    case OX_FMT_ULONG: slot->ul = va_arg(*ap, unsigned long); break;
-    default: slot->u = va_arg(*ap, unsigned); break;
+    case OX_FMT_INT:
+        slot->i = va_arg(*ap, int);
+        break;
+    case OX_FMT_UNSIGNED:
+        slot->u = va_arg(*ap, unsigned);
+        break;
+    case OX_FMT_LONG:
+        slot->l = va_arg(*ap, long);
+        break;
+    case OX_FMT_LONGLONG:
+        slot->ll = va_arg(*ap, long long);
+        break;
+    case OX_FMT_DOUBLE:
+        slot->d = va_arg(*ap, double);
+        break;
+    case OX_FMT_LONGDOUBLE:
+        slot->ld = va_arg(*ap, long double);
+        break;
+    case OX_FMT_STRING:
+        slot->s = va_arg(*ap, const char *);
+        break;
+    case OX_FMT_POINTER:
+        slot->p = va_arg(*ap, const void *);
+        break;
+    case OX_FMT_ULONG:
+        slot->ul = va_arg(*ap, unsigned long);
+        break;
+    default:
+        slot->u = va_arg(*ap, unsigned);
+        break;
     }
 }
 
@@ -174,8 +196,8 @@ bool resolve(const ConvSpec &spec, const StepArgs &args, unsigned mode, Resolved
         precision_chars = 1 + decimal_chars(v);
     }
     int letters = spec.length == Length::hh || spec.length == Length::ll ? 3
-                  : spec.length == Length::none                         ? 1
-                                                                        : 2;
+                  : spec.length == Length::none                          ? 1
+                                                                         : 2;
     if (r->plain)
         return true;
     long long used = 1LL + spec.flag_chars + width_chars;
@@ -183,22 +205,36 @@ bool resolve(const ConvSpec &spec, const StepArgs &args, unsigned mode, Resolved
         return fail("i18n_vsnprintf: Truncation detected during parameter width formatting\n");
     used += precision_chars + letters;
     if (used > kSpecRoom)
-        return fail(spec.precision != Amount::none
-                        ? "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"
-                        : "i18n_vsnprintf: Truncation detected during parameter width formatting\n");
+        return fail(
+            spec.precision != Amount::none
+                ? "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"
+                : "i18n_vsnprintf: Truncation detected during parameter width formatting\n");
     return true;
 }
 
 void convert(Sink &out, const ConvSpec &spec, const Resolved &r, const ox_fmt_arg &arg)
 {
     switch (spec.conversion) {
-    case 'd': case 'i': case 'u': case 'o': case 'x': case 'X':
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
         convert_integer(out, r, arg);
         break;
-    case 'c': case 's':
+    case 'c':
+    case 's':
         convert_text(out, r, arg);
         break;
-    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'F':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
         convert_floating(out, r, arg);
         break;
     case 'p':
@@ -277,7 +313,8 @@ Streamed format_streaming(Sink &out, const char *fmt, va_list ap, unsigned mode)
                 break;
             }
             if (step.spec.kind == OX_FMT_WORD)
-                CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n", step.spec.conversion);
+                CAIRN_DEBUG(2, 2, "Failed to identify '%%%c' string formatting symbol\n",
+                            step.spec.conversion);
             if (step.pos.width != 0)
                 step_args.star_width = va_arg(args, int);
             if (step.pos.precision != 0)
@@ -312,8 +349,9 @@ bool format_into(Sink &out, const char *fmt, va_list ap, const ox_fmt_fetchers *
     ArgTable t;
     scan(fmt, t);
     if (t.count >= OX_FMT_MAX_POSITIONS) {
-        CAIRN_DEBUG(kFailLevel, kFailTrace, "Too many arguments. maxpos(%d) must be less than %lu.\n",
-                    t.count, static_cast<unsigned long>(OX_FMT_MAX_POSITIONS));
+        CAIRN_DEBUG(kFailLevel, kFailTrace,
+                    "Too many arguments. maxpos(%d) must be less than %lu.\n", t.count,
+                    static_cast<unsigned long>(OX_FMT_MAX_POSITIONS));
         return false;
     }
     fetch_all(t, ap, fetchers);

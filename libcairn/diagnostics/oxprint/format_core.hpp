@@ -15,11 +15,11 @@ int position_count(const char *fmt);
 
 // How format_into() works; flags that combine.
 enum FormatMode : unsigned {
-    kCountAll = 0,      // the sink also counts the text past a cut
-    kStopWhenCut = 1,   // the work ends once the sink cannot take more
-    kPlainText = 2,     // the C library's rules: "%s" widths and precisions
-                        // count bytes, a null string prints "(null)", and no
-                        // conversion is limited by the rebuilt-specification room
+    kCountAll = 0,     // the sink also counts the text past a cut
+    kStopWhenCut = 1,  // the work ends once the sink cannot take more
+    kPlainText = 2,    // the C library's rules: "%s" widths and precisions
+                       // count bytes, a null string prints "(null)", and no
+                       // conversion is limited by the rebuilt-specification room
 };
 
 // Format `fmt` with the arguments of `ap` into `out`.  Returns false, after

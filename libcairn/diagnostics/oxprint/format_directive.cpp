@@ -47,13 +47,20 @@ const char *read_star_position(const char *p, int *position)
 unsigned flag_bit(char c)
 {
     switch (c) {
-    case '-': return kFlagMinus;
-    case '+': return kFlagPlus;
-    case ' ': return kFlagSpace;
-    case '#': return kFlagHash;
-    case '0': return kFlagZero;
-    case '\'': return 0;  // digit grouping: accepted and ignored
-    default: return ~0u;
+    case '-':
+        return kFlagMinus;
+    case '+':
+        return kFlagPlus;
+    case ' ':
+        return kFlagSpace;
+    case '#':
+        return kFlagHash;
+    case '0':
+        return kFlagZero;
+    case '\'':
+        return 0;  // digit grouping: accepted and ignored
+    default:
+        return ~0u;
     }
 }
 
@@ -65,17 +72,28 @@ static_assert(sizeof(size_t) == sizeof(long) && sizeof(intmax_t) == sizeof(long)
 Length wide_integer_length(char c)
 {
     switch (c) {
-    case 'z': return Length::z;
-    case 'j': return Length::j;
-    case 't': return Length::t;
-    default: return Length::none;
+    case 'z':
+        return Length::z;
+    case 'j':
+        return Length::j;
+    case 't':
+        return Length::t;
+    default:
+        return Length::none;
     }
 }
 
 bool is_floating(char c)
 {
     switch (c) {
-    case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'F':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
         return true;
     default:
         return false;
@@ -164,7 +182,6 @@ void parse_spec(const char *percent, ConvSpec *spec)
     spec->end = p;
     spec->kind = kind_of(*spec);
 }
-
 
 int kind_of(const ConvSpec &spec)
 {

@@ -28,25 +28,25 @@ inline constexpr int kNumberLimit = INT32_MAX;
 // Plain data without default initialisers, so that the formatter's table
 // of kept steps costs nothing until used; parse_spec() sets every field.
 struct ConvSpec {
-    const char *start;      // the '%'
-    const char *end;        // one past the conversion
-    int position;           // n of "%n$", 0 when absent
+    const char *start;  // the '%'
+    const char *end;    // one past the conversion
+    int position;       // n of "%n$", 0 when absent
     unsigned flags;
-    int flag_chars;         // flags as written, repeats included
+    int flag_chars;  // flags as written, repeats included
     Amount width;
     Amount precision;
-    int width_value;        // literal value
+    int width_value;  // literal value
     int precision_value;
-    bool width_overflow;    // the literal value is beyond the int range
+    bool width_overflow;  // the literal value is beyond the int range
     bool precision_overflow;
-    int width_position;     // m of "*m$", 0 when absent
+    int width_position;  // m of "*m$", 0 when absent
     int precision_position;
-    int width_chars;        // digits as written
+    int width_chars;  // digits as written
     int precision_chars;
     Length length;
-    char conversion;        // the letter or '%'; 0 when malformed
-    char after_l;           // the letter after a single 'l'
-    int kind;               // ox_fmt_kind of the argument
+    char conversion;  // the letter or '%'; 0 when malformed
+    char after_l;     // the letter after a single 'l'
+    int kind;         // ox_fmt_kind of the argument
 };
 
 // Parse the conversion whose '%' is at `percent`.  A specification

@@ -153,7 +153,10 @@ bool is_console(int fd)
 
 FILE *message_log_stream() { return g_message_log.load(std::memory_order_acquire); }
 
-void set_message_log_stream(FILE *stream) { g_message_log.store(stream, std::memory_order_release); }
+void set_message_log_stream(FILE *stream)
+{
+    g_message_log.store(stream, std::memory_order_release);
+}
 
 }  // namespace cairn::oxprint
 
