@@ -100,12 +100,12 @@ CAIRN_API int ox_inet_parseipv6addr(const char *text);
 
 /** One interface address of the host. */
 typedef struct ox_ifaddress {
-    struct ox_ifaddress *next;
-    const char *name;         /**< interface name */
-    unsigned int index;       /**< interface index (scope of link-local) */
-    unsigned int flags;       /**< the system's IFF_ flags */
-    struct sockaddr *addr;    /**< AF_INET or AF_INET6 */
-    struct sockaddr *netmask; /**< same family, or NULL */
+    struct ox_ifaddress *next; /**< the next address, or NULL */
+    const char *name;          /**< interface name */
+    unsigned int index;        /**< interface index (scope of link-local) */
+    unsigned int flags;        /**< the system's IFF_ flags */
+    struct sockaddr *addr;     /**< AF_INET or AF_INET6 */
+    struct sockaddr *netmask;  /**< same family, or NULL */
 } ox_ifaddress;
 
 /** The host's AF_INET and AF_INET6 interface addresses in the system's
@@ -193,8 +193,8 @@ struct protoent;
 /** The library's socket set for ox_select(): members in insertion order,
  *  without duplicates.  Empty it with OX_FD_ZERO(). */
 typedef struct ox_fd_set {
-    uint32_t fd_count;
-    int fd_array[OX_FD_SETSIZE];
+    uint32_t fd_count;           /**< members in use */
+    int fd_array[OX_FD_SETSIZE]; /**< the members, in insertion order */
 } ox_fd_set;
 
 #define OX_FD_ZERO(set) ((void)((set)->fd_count = 0))
