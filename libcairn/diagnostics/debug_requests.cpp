@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "cairn/diagnostics.h"
+#include "cairn/net.h"
 #include "diagnostics/debug_control.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "diagnostics/process_stats.hpp"
@@ -118,6 +120,14 @@ void answer_debug_request(const char *request, uid_t uid, char *answer, std::siz
         } else {
             answer_stats_to_file(rest, uid, answer, size);
         }
+    } else if (request_is(request, "dns", &rest) && (std::strcmp(rest, "flush") == 0 || std::strcmp(rest, "print") == 0)) {
+        // The resolver's operator variables, carried out at once.
+        if (rest[0] == 'f')
+            FlushDnsCache = 1;
+        else
+            PrintDnsCache = 1;
+        dns_check_dbg_op();
+        std::snprintf(answer, size, "ok dns %s", rest);
     } else {
         std::snprintf(answer, size, "error unknown request");
     }

@@ -88,6 +88,18 @@ TEST(CairnCommand, SubcommandsAsATable)
         {{"stats", "0"}, 2, nullptr},
         {{"stats", "1", "--file"}, 2, nullptr},
         {{"demo", "--duration", "0"}, 2, nullptr},
+        {{"addr", "cmp", "10.0.0.1", "::ffff:10.0.0.1"}, 0, "same\n"},
+        {{"addr", "cmp", "10.0.0.1", "10.0.0.2"}, 0, "different\n"},
+        {{"addr", "mask", "10.1.2.3", "24"}, 0, "netmask: 255.255.255.0"},
+        {{"addr", "mask", "::1", "60"}, 0, "prefix: "},
+        {{"addr", "mask", "10.1.2.3", "129"}, 2, nullptr},
+        {{"addr", "hex", "10.0.0.1"}, 0, "a000001"},
+        {{"addr", "hex", "not-an-address"}, 2, nullptr},
+        {{"addr", "cmp", "10.0.0.1"}, 2, nullptr},
+        {{"resolve", "0.0.0.0"}, 0, "0.0.0.0"},
+        {{"resolve", ""}, 2, nullptr},
+        {{"dns", "1", "purge"}, 2, nullptr},
+        {{"dns", "abc", "flush"}, 2, nullptr},
     };
     for (const Case &c : cases) {
         ChildResult r = cairn_cmd(c.args);
@@ -228,6 +240,10 @@ TEST(CairnCommand, StatsCountsTheObjectsAChildHolds)
     r = cairn_cmd({"stats", t.pid(), "--log"});
     EXPECT_EQ(r.exit_code, 0) << r.err;
     EXPECT_NE(t.err().find("end of stats"), std::string::npos);
+    // The resolver's controls reach the program through the same channel.
+    r = cairn_cmd({"--json", "dns", t.pid(), "flush"});
+    EXPECT_EQ(r.exit_code, 0) << r.err;
+    EXPECT_NE(r.out.find("\"done\":\"caches flushed\""), std::string::npos) << r.out;
 }
 
 }  // namespace

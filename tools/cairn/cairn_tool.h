@@ -87,5 +87,8 @@ int cmd_path(struct cairn_ctx *ctx, int argc, char **argv);
 int cmd_time(struct cairn_ctx *ctx, int argc, char **argv);
 int cmd_stats(struct cairn_ctx *ctx, int argc, char **argv);
 int cmd_demo(struct cairn_ctx *ctx, int argc, char **argv);
+int cmd_dns(struct cairn_ctx *ctx, int argc, char **argv);
+int cmd_addr(struct cairn_ctx *ctx, int argc, char **argv);
+int cmd_resolve(struct cairn_ctx *ctx, int argc, char **argv);
 
 #endif

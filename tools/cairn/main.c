@@ -20,6 +20,12 @@ static const struct cairn_command commands[] = {
     {"path", "canon|full|parent|depth PATH [--sep /|\\\\]", "path rules of the library", cmd_path},
     {"time", "now | iso8601 SECONDS | parse TEXT", "the library's clock and ISO 8601 text",
      cmd_time},
+    {"dns", "PID flush|print", "a running program's name caches: empty them, or have them printed",
+     cmd_dns},
+    {"addr", "cmp A B | mask ADDR PREFIX | hex ADDR", "the library's rules for numeric addresses",
+     cmd_addr},
+    {"resolve", "NAME", "look NAME up twice through the library's cache, with both times",
+     cmd_resolve},
     {"demo", "[--duration SECONDS]", "a short self-running demonstration of the library", cmd_demo},
 };
 #define COMMAND_COUNT (sizeof commands / sizeof commands[0])
