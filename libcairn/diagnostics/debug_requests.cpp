@@ -120,7 +120,8 @@ void answer_debug_request(const char *request, uid_t uid, char *answer, std::siz
         } else {
             answer_stats_to_file(rest, uid, answer, size);
         }
-    } else if (request_is(request, "dns", &rest) && (std::strcmp(rest, "flush") == 0 || std::strcmp(rest, "print") == 0)) {
+    } else if (request_is(request, "dns", &rest) &&
+               (std::strcmp(rest, "flush") == 0 || std::strcmp(rest, "print") == 0)) {
         // The resolver's operator variables, carried out at once.
         if (rest[0] == 'f')
             FlushDnsCache = 1;

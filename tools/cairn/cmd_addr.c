@@ -21,7 +21,8 @@ static int compare(struct cairn_ctx *ctx, const char *a_text, const char *b_text
         return CAIRN_EXIT_USAGE;
     out_begin(ctx);
     out_result(ctx, "result",
-               ox_inet_addrcmp((struct sockaddr *)&a, (struct sockaddr *)&b) == 0 ? "same" : "different");
+               ox_inet_addrcmp((struct sockaddr *)&a, (struct sockaddr *)&b) == 0 ? "same"
+                                                                                  : "different");
     out_end(ctx);
     return CAIRN_EXIT_OK;
 }
@@ -36,7 +37,8 @@ static int mask(struct cairn_ctx *ctx, const char *text, const char *prefix_text
     if (parse_long(prefix_text, 0, 128, &prefix) != 0)
         return usage(ctx, "PREFIX takes 0 to 128");
     memset(&netmask, 0, sizeof netmask);
-    if (ox_inet_netmask_from_prefix(addr.ss_family, (unsigned)prefix, (struct sockaddr *)&netmask) != 0)
+    if (ox_inet_netmask_from_prefix(addr.ss_family, (unsigned)prefix,
+                                    (struct sockaddr *)&netmask) != 0)
         return fail(ctx, CAIRN_EXIT_FAILED, "no mask of %lld bits", prefix);
     if (ox_inet_ntop((struct sockaddr *)&netmask, shown, (int)sizeof shown) == NULL)
         return fail(ctx, CAIRN_EXIT_FAILED, "the mask cannot be written");
@@ -63,11 +65,11 @@ static int hex(struct cairn_ctx *ctx, const char *text)
 
 int cmd_addr(struct cairn_ctx *ctx, int argc, char **argv)
 {
-    if (argc == 4 && strcmp(argv[1], "cmp") == 0)
-        return compare(ctx, argv[2], argv[3]);
-    if (argc == 4 && strcmp(argv[1], "mask") == 0)
-        return mask(ctx, argv[2], argv[3]);
-    if (argc == 3 && strcmp(argv[1], "hex") == 0)
-        return hex(ctx, argv[2]);
+    if (argc == 3 && strcmp(argv[0], "cmp") == 0)
+        return compare(ctx, argv[1], argv[2]);
+    if (argc == 3 && strcmp(argv[0], "mask") == 0)
+        return mask(ctx, argv[1], argv[2]);
+    if (argc == 2 && strcmp(argv[0], "hex") == 0)
+        return hex(ctx, argv[1]);
     return usage(ctx, "expected cmp A B, mask ADDR PREFIX or hex ADDR");
 }

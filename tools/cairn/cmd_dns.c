@@ -13,14 +13,14 @@ int cmd_dns(struct cairn_ctx *ctx, int argc, char **argv)
     struct cairn_target t;
     char request[32], answer[256], what[64];
     int rc;
-    if (argc != 3)
+    if (argc != 2)
         return usage(ctx, "expected PID and flush or print");
-    if (strcmp(argv[2], "flush") != 0 && strcmp(argv[2], "print") != 0)
-        return usage(ctx, "'%s' is neither flush nor print", argv[2]);
-    rc = target_open(ctx, argv[1], &t);
+    if (strcmp(argv[1], "flush") != 0 && strcmp(argv[1], "print") != 0)
+        return usage(ctx, "'%s' is neither flush nor print", argv[1]);
+    rc = target_open(ctx, argv[0], &t);
     if (rc != CAIRN_EXIT_OK)
         return rc;
-    snprintf(request, sizeof request, "dns %s", argv[2]);
+    snprintf(request, sizeof request, "dns %s", argv[1]);
     snprintf(what, sizeof what, "process %d", t.pid);
     rc = ox_debug_request(t.pid, request, answer, sizeof answer, 10000, progress_line, what);
     if (rc != 0 || strncmp(answer, "ok", 2) != 0)
@@ -30,7 +30,8 @@ int cmd_dns(struct cairn_ctx *ctx, int argc, char **argv)
                                        : answer);
     out_begin(ctx);
     out_int(ctx, "pid", t.pid);
-    out_str(ctx, "done", strcmp(argv[2], "flush") == 0 ? "caches flushed" : "caches printed by the program");
+    out_str(ctx, "done",
+            strcmp(argv[1], "flush") == 0 ? "caches flushed" : "caches printed by the program");
     out_end(ctx);
     return CAIRN_EXIT_OK;
 }

@@ -1,6 +1,7 @@
 /* cairn resolve NAME: a forward lookup through the library's cache, twice,
  * with the time of each: the first may ask the system resolver, the second
  * is answered from the cache. */
+#include <netdb.h>
 #include <stdio.h>
 #include <string.h>
 #include <time.h>
@@ -34,14 +35,14 @@ int cmd_resolve(struct cairn_ctx *ctx, int argc, char **argv)
     double first_us = 0, second_us = 0;
     char shown[64];
     int rc;
-    if (argc != 2 || argv[1][0] == '\0')
+    if (argc != 1 || argv[0][0] == '\0')
         return usage(ctx, "expected one NAME");
-    rc = lookup(argv[1], &first, &first_us);
+    rc = lookup(argv[0], &first, &first_us);
     if (rc != 0)
-        return fail(ctx, CAIRN_EXIT_FAILED, "'%s' does not resolve: %s", argv[1], gai_strerror(rc));
-    lookup(argv[1], &second, &second_us);
+        return fail(ctx, CAIRN_EXIT_FAILED, "'%s' does not resolve: %s", argv[0], gai_strerror(rc));
+    lookup(argv[0], &second, &second_us);
     out_begin(ctx);
-    out_str(ctx, "name", argv[1]);
+    out_str(ctx, "name", argv[0]);
     out_open(ctx, "addresses", 1);
     for (node = first; node != NULL; node = node->ai_next)
         if (ox_inet_ntop(node->ai_addr, shown, (int)sizeof shown) == NULL)
