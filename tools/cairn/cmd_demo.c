@@ -1,8 +1,11 @@
 /* cairn demo [--duration SECONDS]: a short self-running job that shows the
- * library at work: a thread pool, a timer, a table whose entries expire,
+ * library at work: a structured message in its text forms, the resolver
+ * cache answering a second lookup, a thread pool, a timer, a table whose
+ * entries expire,
  * and its debug level changed live from outside, by `cairn debug` run as
  * another process against this one, halfway through. */
 #include <errno.h>
+#include <netdb.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -82,6 +85,42 @@ struct demo {
     ox_table *table;
 };
 
+/* A structured message: made once, shown rendered and in the two text
+ * forms in which it travels between processes and into logs. */
+static void show_message(void)
+{
+    msg_t *m = msg_create((int32_t)mc_message_id(7, 1), 50000, "%s backed up %s files",
+                          MSG_ARG_TEXT, "client-a", MSG_ARG_NUMBER, "42");
+    char *stbuf = m ? msg_structext_to_stbuf(&m->stext) : NULL;
+    char *xml = m ? msg_structext_to_xmlstr(&m->stext) : NULL;
+    if (m != NULL)
+        printf("message %d: %s\n  buffer form: %s\n  XML form: %s\n", m->err.number, m->text,
+               stbuf ? stbuf : "?", xml ? xml : "?");
+    free(stbuf);
+    free(xml);
+}
+
+/* The resolver cache: the same name twice, the second from the cache. */
+static void show_resolver(void)
+{
+    struct addrinfo *chain = NULL;
+    int round;
+    for (round = 1; round <= 2; ++round) {
+        struct ox_timeval before, after;
+        long long took;
+        int rc;
+        ox_gettimeofday(&before, NULL);
+        rc = ox_getaddrinfo("localhost", NULL, NULL, &chain);
+        ox_gettimeofday(&after, NULL);
+        took =
+            ((long long)after.tv_sec - before.tv_sec) * 1000000 + (after.tv_usec - before.tv_usec);
+        printf("resolve localhost (%s): %s in %lld us\n", round == 1 ? "first" : "cached",
+               rc == 0 ? "found" : "failed", took);
+        ox_freeaddrinfo(chain);
+        chain = NULL;
+    }
+}
+
 static int demo_start(struct demo *d)
 {
     int i;
@@ -99,8 +138,8 @@ static int demo_start(struct demo *d)
     ox_table_add_with_ttl(d->table, "session-a", "a", 1, 0);
     ox_table_add_with_ttl(d->table, "session-b", "b", 1, 0);
     ox_table_add_with_ttl(d->table, "config", "c", OX_TTL_NEVER, 0);
-    /* Hook: structured messages (the message catalog) are shown here. */
-    /* Hook: the resolver cache is shown here. */
+    show_message();
+    show_resolver();
     return 0;
 }
 
