@@ -114,18 +114,25 @@ TEST(MsgRings, PoolSizeByEnvironmentAndReuse)
                 setenv("MSG_STRUCTURED_TEXT_POOL_SIZE", row.value, 1);
             Debug = 9;
             set_timestamps_dprintf(0);
-            const char *form = "%s";
-            const char *text = "t";
-            int32_t desc = 0;
-            structext *first = msg_structext_new(41, form, 1, &desc, &text);
-            structext *second = msg_structext_new(42, form, 1, &desc, &text);
-            msg_structext_free(second);  // back in the pool: reused without a line
-            bool unused = second->msgid == MSG_UNUSED_ID;
-            for (int i = 2; i < row.size; ++i)
-                msg_structext_new(43, form, 1, &desc, &text);
-            structext *wrapped = msg_structext_new(44, "x", 0, nullptr, nullptr);
-            structext *again = msg_structext_new(45, "y", 0, nullptr, nullptr);
-            std::exit(unused && wrapped == first && again == second && first->pooled ? 0 : 3);
+            // A new thread reads the variable when its state is made: the
+            // forked main thread may have made its pool before.
+            int result = 3;
+            std::thread fresh([&row, &result] {
+                const char *form = "%s";
+                const char *text = "t";
+                int32_t desc = 0;
+                structext *first = msg_structext_new(41, form, 1, &desc, &text);
+                structext *second = msg_structext_new(42, form, 1, &desc, &text);
+                msg_structext_free(second);  // back in the pool: reused without a line
+                bool unused = second->msgid == MSG_UNUSED_ID;
+                for (int i = 2; i < row.size; ++i)
+                    msg_structext_new(43, form, 1, &desc, &text);
+                structext *wrapped = msg_structext_new(44, "x", 0, nullptr, nullptr);
+                structext *again = msg_structext_new(45, "y", 0, nullptr, nullptr);
+                result = unused && wrapped == first && again == second && first->pooled ? 0 : 3;
+            });
+            fresh.join();
+            std::exit(result);
         });
         EXPECT_EQ(child.exit_code, 0) << row.size;
         EXPECT_EQ(child.err, std::string(row.line) + "freeing unused structext with msgid 41\n")
