@@ -106,7 +106,7 @@ void put_broken(Out &out, const char *text, int width)
             out.put("\n", 1);
             cells = 0;
         }
-        out.put(text + start, static_cast<size_t>(i - start + 1));
+        out.put(text + start, static_cast<size_t>(i - start) + 1);
         cells += w;
     }
 }

@@ -3,6 +3,7 @@
 // values can be destroyed when it ends.
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 
 #include "concurrency/wait_results.hpp"
 #include "concurrency/object_registry.hpp"
@@ -44,8 +45,10 @@ CriticalSection &list_lock()
 {
     ox_once(&g_list_once, create_list_lock);
     CriticalSection *lock = g_list_lock.load(std::memory_order_acquire);
-    if (lock == nullptr)
+    if (lock == nullptr) {
         raise(SIGTERM);
+        std::abort();  // a handled SIGTERM comes back here; keys still cannot work
+    }
     return *lock;
 }
 

@@ -363,7 +363,7 @@ int ox_array_destroy(ox_array *array)
 {
     bool last = false;
     int rc = container_release(array ? &array->h : nullptr, &last);
-    if (!last)
+    if (!last || array == nullptr)
         return rc;
     for (int32_t i = 0; i < array->capacity; ++i) {
         ArraySlot &s = array->slots[i];

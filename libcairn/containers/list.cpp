@@ -229,7 +229,7 @@ int ox_list_destroy(ox_list *list)
 {
     bool last = false;
     int rc = container_release(list ? &list->h : nullptr, &last);
-    if (!last)
+    if (!last || list == nullptr)
         return rc;
     for (ox_node *n = list->first, *next; n; n = next) {
         next = n->next;

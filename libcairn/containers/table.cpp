@@ -205,7 +205,7 @@ int table_destroy(ox_table *t)
 {
     bool last = false;
     int rc = container_release(t ? &t->h : nullptr, &last);
-    if (!last)
+    if (!last || t == nullptr)
         return rc;
     destroy_records(t);  // the last reference: nobody else can reach it
     if (t->rw != nullptr)

@@ -93,14 +93,11 @@ void put_line(const DebugTarget &t, const oxprint::FormattedText &line, std::siz
         text::locale_passes_utf8() || (!t.console && oxprint::is_utf8_descriptor(fileno(t.stream)));
     if (oxprint::writer_hook_installed() || t.stream == oxprint::message_log_stream()) {
         // fall through to the pieces
-    } else if (unchanged) {
-        write_whole(t.stream, data, line.size());
-        return;
-    } else if (how == DebugText::converted) {
+    } else if (how == DebugText::converted && !unchanged) {
         oxprint::LocaleText converted(data, line.size());
         write_whole(t.stream, converted.data(), std::strlen(converted.data()));
         return;
-    } else if (is_ascii(data, prefix_len)) {  // raw text after a prefix no locale changes
+    } else if (unchanged || is_ascii(data, prefix_len)) {  // raw text after a prefix no locale changes
         write_whole(t.stream, data, line.size());
         return;
     }
@@ -189,8 +186,11 @@ __attribute__((noinline)) void write_stamped_line(const char *fmt, va_list ap)
     char stamp[kDebugStampSize + 1];
     bool stamped = g_dprintf_timestamps != 0;
     if (stamped) {
+        // The stamp fills at most kDebugStampSize bytes: room for the blank.
         debug_stamp(stamp, kDebugStampSize);
-        std::strcat(stamp, " ");
+        size_t n = std::strlen(stamp);
+        stamp[n] = ' ';
+        stamp[n + 1] = '\0';
     }
     DebugTarget targets[2];
     current_targets(targets);

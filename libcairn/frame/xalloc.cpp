@@ -16,13 +16,8 @@ namespace {
 
 [[noreturn]] void out_of_memory(const char *caller, size_t size)
 {
-    char number[OX_INTTOSTR_SIZE + 8];
-    char line[128] = "";
-    std::snprintf(number, sizeof number, "%zu", size);
-    std::strncat(line, caller, 32);
-    std::strcat(line, ": out of memory (");
-    std::strcat(line, number);
-    std::strcat(line, " bytes)\n");
+    char line[128];
+    std::snprintf(line, sizeof line, "%.32s: out of memory (%zu bytes)\n", caller, size);
     std::fflush(nullptr);
     ssize_t ignored = write(STDERR_FILENO, line, std::strlen(line));
     (void)ignored;

@@ -27,6 +27,7 @@ struct Cursor {
 Cursor &cursor_of(va_list *ap)
 {
     va_list peek;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): *ap is the caller's started list
     va_copy(peek, *ap);
     auto *c = va_arg(peek, Cursor *);
     va_end(peek);

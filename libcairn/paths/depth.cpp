@@ -13,9 +13,7 @@ int count_levels(const char *s, char sep)
 {
     int depth = 0;
     for (; *s != '\0'; ++s) {
-        if (*s == sep && s[1] != '\0')
-            ++depth;
-        else if (sep == '\\' && *s == ':' && s[1] != sep)
+        if ((*s == sep && s[1] != '\0') || (sep == '\\' && *s == ':' && s[1] != sep))
             ++depth;
     }
     return depth;

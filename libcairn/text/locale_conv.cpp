@@ -42,6 +42,7 @@ std::size_t read_multibyte(const char *p, std::size_t left, uint32_t *unit, std:
         *st = std::mbstate_t{};
         return 0;
     }
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): a wide character, not a char
     *unit = static_cast<uint32_t>(wc);
     return k;
 }

@@ -61,6 +61,8 @@ bool match_unzoned(const char *text, Match &m)
     } else {
         bool has_extended =
             cairn::scan_prefix(text, kExtendedStem, extended, extended_end) == kStemFields;
+        // Preference: a 'Z' ending (compact form first), then the text's end.
+        // NOLINTNEXTLINE(bugprone-branch-clone): the order is the rule
         if (has_extended && ends_with_z(extended_end))
             chosen = extended;
         else if (has_compact && *compact_end == '\0')

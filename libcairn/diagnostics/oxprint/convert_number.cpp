@@ -14,6 +14,7 @@ Integer signed_value(const Resolved &r, const ox_fmt_arg &arg)
     long long v;
     switch (r.length) {
     case Length::hh:
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): %hhd is a signed char
         v = static_cast<signed char>(slot_as<int>(arg));
         break;
     case Length::h:

@@ -214,30 +214,19 @@ bool resolve(const ConvSpec &spec, const StepArgs &args, unsigned mode, Resolved
 
 void convert(Sink &out, const ConvSpec &spec, const Resolved &r, const ox_fmt_arg &arg)
 {
-    switch (spec.conversion) {
-    case 'd':
-    case 'i':
-    case 'u':
-    case 'o':
-    case 'x':
-    case 'X':
+    if (spec.conversion == 'c' || spec.conversion == 's') {
+        convert_text(out, r, arg);
+        return;
+    }
+    switch (plain_kind(spec.conversion)) {
+    case OX_FMT_INT:
+    case OX_FMT_UNSIGNED:
         convert_integer(out, r, arg);
         break;
-    case 'c':
-    case 's':
-        convert_text(out, r, arg);
-        break;
-    case 'e':
-    case 'E':
-    case 'f':
-    case 'F':
-    case 'g':
-    case 'G':
-    case 'a':
-    case 'A':
+    case OX_FMT_DOUBLE:
         convert_floating(out, r, arg);
         break;
-    case 'p':
+    case OX_FMT_POINTER:
         convert_pointer(out, r, arg);
         break;
     default:  // a letter the formatter does not know prints as written

@@ -83,23 +83,6 @@ Length wide_integer_length(char c)
     }
 }
 
-bool is_floating(char c)
-{
-    switch (c) {
-    case 'e':
-    case 'E':
-    case 'f':
-    case 'F':
-    case 'g':
-    case 'G':
-    case 'a':
-    case 'A':
-        return true;
-    default:
-        return false;
-    }
-}
-
 // The kind of each conversion letter without a length letter.
 constexpr std::array<uint8_t, 256> make_plain_kinds()
 {
@@ -119,12 +102,17 @@ constexpr std::array<uint8_t, 256> kPlainKinds = make_plain_kinds();
 
 }  // namespace
 
+int plain_kind(char conversion)
+{
+    return kPlainKinds[static_cast<unsigned char>(conversion)];
+}
+
 void parse_spec(const char *percent, ConvSpec *spec)
 {
     *spec = ConvSpec{};
     spec->start = percent;
     const char *p = percent + 1;
-    if (uint8_t kind = kPlainKinds[static_cast<unsigned char>(*p)]; kind != OX_FMT_WORD) {
+    if (int kind = plain_kind(*p); kind != OX_FMT_WORD) {
         // The common bare conversion ("%s", "%d"): nothing else to read.
         spec->conversion = *p;
         spec->end = p + 1;
@@ -204,11 +192,11 @@ int kind_of(const ConvSpec &spec)
         // apart from the integers: it must be fetched as a double.
         if (spec.after_l == 'u')
             return OX_FMT_ULONG;
-        return is_floating(spec.after_l) ? OX_FMT_DOUBLE : OX_FMT_LONG;
+        return plain_kind(spec.after_l) == OX_FMT_DOUBLE ? OX_FMT_DOUBLE : OX_FMT_LONG;
     case Length::none:
         break;
     }
-    return kPlainKinds[static_cast<unsigned char>(spec.conversion)];
+    return plain_kind(spec.conversion);
 }
 
 int SpecWalker::take_current()

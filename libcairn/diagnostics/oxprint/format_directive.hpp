@@ -58,6 +58,10 @@ void parse_spec(const char *percent, ConvSpec *spec);
 // formatter does not know, and for '%' and broken ones, which take none).
 int kind_of(const ConvSpec &spec);
 
+// The argument kind of a conversion letter without a length letter
+// (OX_FMT_WORD for letters the formatter does not know).
+int plain_kind(char conversion);
+
 // Whether a conversion takes an argument at all.
 inline bool takes_argument(const ConvSpec &spec)
 {
