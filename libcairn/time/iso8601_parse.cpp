@@ -61,14 +61,15 @@ bool match_unzoned(const char *text, Match &m)
     } else {
         bool has_extended =
             cairn::scan_prefix(text, kExtendedStem, extended, extended_end) == kStemFields;
-        // Preference: a 'Z' ending (compact form first), then the text's end.
-        // NOLINTNEXTLINE(bugprone-branch-clone): the order is the rule
-        if (has_extended && ends_with_z(extended_end))
+        // Preference: a 'Z' ending (compact form first), then the text's end
+        // (compact form first).
+        bool extended_z = has_extended && ends_with_z(extended_end);
+        bool compact_ends = has_compact && *compact_end == '\0';
+        bool extended_ends = has_extended && *extended_end == '\0';
+        if (extended_z || (!compact_ends && extended_ends))
             chosen = extended;
-        else if (has_compact && *compact_end == '\0')
+        else if (compact_ends)
             chosen = compact;
-        else if (has_extended && *extended_end == '\0')
-            chosen = extended;
     }
     if (chosen == nullptr)
         return false;

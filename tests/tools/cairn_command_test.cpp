@@ -162,8 +162,19 @@ public:
     }
     ~Target()
     {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
+        // Asked to end, the target exits as a program does; a target that
+        // does not within five seconds is killed.
+        kill(pid_, SIGTERM);
+        bool reaped = false;
+        for (int i = 0; i < 100 && !reaped; ++i) {
+            reaped = waitpid(pid_, nullptr, WNOHANG) == pid_;
+            if (!reaped)
+                usleep(50000);
+        }
+        if (!reaped) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
         std::system(("rm -rf " + dir_).c_str());
     }
     std::string pid() const { return std::to_string(pid_); }
