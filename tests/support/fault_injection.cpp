@@ -86,8 +86,10 @@ int for_each_allocation_failure(const std::function<bool()> &attempt, int limit)
 }
 
 int for_each_fatal_allocation_failure(const std::function<bool()> &attempt, FailMode mode,
-                                      int limit)
+                                      bool *recovered, int limit)
 {
+    if (recovered != nullptr)
+        *recovered = false;
     AllocFaultGuard guard;
     if (!warm_up(attempt))
         return -1;
@@ -110,6 +112,8 @@ int for_each_fatal_allocation_failure(const std::function<bool()> &attempt, Fail
         bool stopped = child.exited && child.exit_code == 1 &&
                        child.err.find(": out of memory (") != std::string::npos;
         bool documented = child.exited && child.exit_code == kDocumentedFailure;
+        if (documented && recovered != nullptr)
+            *recovered = true;
         if (!stopped && !documented) {
             ADD_FAILURE() << "allocation " << n << " failing " << mode_name(mode)
                           << ": neither success nor a failing stop (exit "

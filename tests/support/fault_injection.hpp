@@ -33,9 +33,11 @@ int for_each_allocation_failure(const std::function<bool()> &attempt, int limit 
 // failing-stop allocators): each step runs in a forked child, which must
 // succeed, return a failure that `attempt` checked itself (false), or end
 // with status 1 and the out-of-memory line; never crash.  Returns the
-// allocations needed.
+// allocations needed.  `*recovered` (when given) tells whether some step
+// returned instead of stopping: only then can failing forever differ from
+// failing once, since a stop at allocation n leaves no later allocation.
 int for_each_fatal_allocation_failure(const std::function<bool()> &attempt, FailMode mode,
-                                      int limit = 64);
+                                      bool *recovered = nullptr, int limit = 64);
 
 // RAII guard that turns failure injection and tracking off again.
 struct AllocFaultGuard {
