@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -34,6 +35,7 @@
 #include "concurrency/thread_object.hpp"
 #include "debug_scope.hpp"
 #include "debug_text.hpp"
+#include "frame/environment.hpp"
 #include "fault_injection.hpp"
 #include "platform/alloc.hpp"
 #include "platform/thread_record.hpp"
@@ -578,6 +580,14 @@ TEST(AllocationSweep, ResolverAndInterfaces)
              return emptied(resolver_result(rc) && std::strcmp(host, "127.0.0.1") == 0 &&
                             std::strcmp(serv, "80") == 0);
          }, {}, 0},
+        {"ox_getaliasinfo", [] {
+             char **aliases = reinterpret_cast<char **>(1);
+             int n = ox_getaliasinfo("localhost", &aliases);
+             if (n < 0)
+                 return false;
+             ox_strvfree(aliases);
+             return true;
+         }},
         {"ox_get_ifaddresses", [] {
              ox_ifaddress *list = reinterpret_cast<ox_ifaddress *>(1);
              if (ox_get_ifaddresses(&list) != 0)
@@ -585,6 +595,63 @@ TEST(AllocationSweep, ResolverAndInterfaces)
              ox_free_ifaddresses(list);
              return true;
          }},
+    });
+}
+
+void exit_handler() {}
+
+// The process's own records: environment values (cached for the life of
+// the process), the program's path, exit handlers and error types.  What a
+// whole call keeps on purpose is measured by the sweep and allowed.
+TEST(AllocationSweep, EnvironmentIdentityAndRegistrations)
+{
+    int fresh = 0;
+    std::string name;
+    const char *texts[] = {"Fine", "Worse", nullptr};
+    ASSERT_EQ(err_settype(30, 1, "SWEPT", texts, nullptr), 0);
+    std::string put_value;
+    auto put_intact = [&put_value] {
+        char kept[32] = "";
+        EXPECT_TRUE(cairn::environment_snapshot_find("CAIRN_SWEEP_PUT", kept, sizeof kept));
+        EXPECT_EQ("CAIRN_SWEEP_PUT=" + put_value, kept);
+        const char *now = getenv("CAIRN_SWEEP_PUT");
+        EXPECT_EQ(put_value, now ? now : "");
+    };
+    auto type_intact = [] { EXPECT_STREQ(err_type_name(30), "SWEPT"); };
+    sweep({
+        {"ox_getenv", [&] {
+             // A name never read before, so that its value is cached now.
+             name = "CAIRN_SWEEP_" + std::to_string(++fresh);
+             setenv(name.c_str(), "value", 1);
+             const char *v = ox_getenv(name.c_str());
+             unsetenv(name.c_str());
+             return v != nullptr && std::strcmp(v, "value") == 0;
+         }},
+        // All or nothing: a failed call leaves the environment and its
+        // snapshot at the value set before; a whole call changes both.
+        {"ox_putenv", [&] {
+             std::string value = std::to_string(++fresh);
+             if (ox_putenv(("CAIRN_SWEEP_PUT=" + value).c_str()) != 0) {
+                 EXPECT_EQ(errno, ENOMEM);
+                 return false;
+             }
+             put_value = value;
+             return put_intact(), true;
+         }, put_intact},
+        {"ox_set_argv0", [] {
+             ox_set_argv0("/opt/tool/bin/swept");
+             const char *kept = ox_get_argv0();
+             return kept != nullptr && std::strcmp(kept, "/opt/tool/bin/swept") == 0;
+         }, {}, 0},
+        {"ox_atexit", [] { return coded(ox_atexit(exit_handler)) && ox_unatexit(exit_handler) == 0; }},
+        {"err_settype", [&] {
+             int rc = err_settype(30, 1, "SWEPT", texts, nullptr);
+             if (rc != 0) {
+                 EXPECT_EQ(rc, OX_ENOMEM);
+                 return false;
+             }
+             return true;
+         }, type_intact},
     });
 }
 
@@ -596,6 +663,24 @@ bool attributes(attr_t *l) { attrlist_free(l); return true; }
 bool record(structext *r) { msg_structext_free(r); return r != nullptr; }
 bool object(msg_t *m) { msg_free(m); return m != nullptr; }
 bool owned_text(char *t) { std::free(t); return t != nullptr; }
+
+structext *vcreated(uint32_t id, const char *form, ...)
+{
+    va_list ap;
+    va_start(ap, form);
+    structext *r = msg_vstructext_create(id, form, ap);
+    va_end(ap);
+    return r;
+}
+
+structext *vpopulated(structext *st, uint32_t id, const char *form, ...)
+{
+    va_list ap;
+    va_start(ap, form);
+    structext *r = msg_vstructext_populate(st, id, form, ap);
+    va_end(ap);
+    return r;
+}
 
 }  // namespace
 
@@ -746,6 +831,12 @@ TEST(AllocationSweep, MessagesAndErrorRecordsStopCleanly)
         {"msg_structext_populate", [&] {
              structext *r = msg_structext_copy(st);
              msg_structext_populate(r, 9, "%s", MSG_ARG_TEXT, "nine");
+             return record(r);
+         }},
+        {"msg_vstructext_create", [&] { return vcreated(9, "%s", MSG_ARG_TEXT, "nine") != nullptr; }},
+        {"msg_vstructext_populate", [&] {
+             structext *r = msg_structext_copy(st);
+             vpopulated(r, 9, "%s", MSG_ARG_TEXT, "nine");
              return record(r);
          }},
         {"msg_structext_copy", [&] { return record(msg_structext_copy(st)); }},

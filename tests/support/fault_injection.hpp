@@ -20,12 +20,14 @@ struct FailureSweep {
     int limit = 64;
 };
 
-// Calls `attempt` once normally (to create lazily made process-wide state),
-// then with allocation n failing, for n = 1, 2, ... until it
-// reports success.  `attempt` returns true on success (and then releases
-// what it made itself).  Each failed attempt must leave the last error as
-// `sweep.last_error` and nothing allocated.  Returns the number of
-// allocations the successful attempt needed.
+// Calls `attempt` twice normally (the first creates lazily made
+// process-wide state; the second measures what a whole call keeps on
+// purpose, such as a cache entry), then with allocation n failing, for
+// n = 1, 2, ... until it reports success.  `attempt` returns true on
+// success (and then releases what it made itself).  Each failed attempt
+// must leave the last error as `sweep.last_error` and nothing allocated;
+// the successful one must keep what the clean call kept.  Returns the
+// number of allocations the successful attempt needed.
 int for_each_allocation_failure(const std::function<bool()> &attempt, const FailureSweep &sweep);
 int for_each_allocation_failure(const std::function<bool()> &attempt, int limit = 64);
 
