@@ -33,11 +33,13 @@
 #include "capture_fd.hpp"
 #include "ci_skip.hpp"
 #include "concurrency/thread_object.hpp"
+#include "containers/container.hpp"
 #include "debug_scope.hpp"
 #include "debug_text.hpp"
 #include "frame/environment.hpp"
 #include "fault_injection.hpp"
 #include "platform/alloc.hpp"
+#include "platform/clocks.hpp"
 #include "platform/thread_record.hpp"
 
 using cairn::testing::FailMode;
@@ -50,6 +52,7 @@ struct Row {
     std::function<bool()> call;  // true on success, having released what it made
     std::function<void()> intact = {};  // the object that existed before, still whole
     int last_error = OX_ENOMEM;
+    std::function<void()> before_each = {};  // puts back what a success used up
 };
 
 void sweep(const std::vector<Row> &rows)
@@ -61,6 +64,7 @@ void sweep(const std::vector<Row> &rows)
             how.mode = mode;
             how.last_error = row.last_error;
             how.after_failure = row.intact;
+            how.before_each = row.before_each;
             cairn::testing::for_each_allocation_failure(row.call, how);
         }
 }
@@ -125,6 +129,17 @@ void list_intact(ox_list *l, const std::vector<intptr_t> &want)
     EXPECT_EQ(ox_list_remove_node(l, ptr(99), nullptr), 0);
 }
 
+// Freezes the tables' clock for a test, at the second given.
+struct FrozenClock {
+    FrozenClock() { cairn::testing::clock_seconds32_freeze(true); }
+    ~FrozenClock()
+    {
+        cairn::testing::clock_seconds32_offset(0);
+        cairn::testing::clock_seconds32_freeze(false);
+    }
+    void to(int32_t s) { cairn::testing::clock_seconds32_offset(s); }
+};
+
 // Functions of both table kinds, so that one set of rows serves both.
 template <typename T>
 struct TableFns {
@@ -155,11 +170,24 @@ void sweep_table(const char *kind, const TableFns<T> &f)
     ASSERT_NE(t, nullptr);
     ASSERT_EQ(f.add(t, ptr(1), ptr(10)), 0);
     ASSERT_EQ(f.add(t, ptr(2), ptr(20)), 0);
+    // Key 6 expired at second 1 of the frozen clock: an add over it must
+    // leave it in place when it fails.
+    FrozenClock clock;
+    auto add_expired = [&] {
+        void *data = nullptr;
+        if (f.size(t) == 3)
+            return;
+        clock.to(0);
+        ASSERT_EQ(f.add_with_ttl(t, ptr(6), ptr(60), 0, 0), 0);
+        clock.to(1);
+        EXPECT_EQ(f.find(t, ptr(1), &data), 0);
+    };
+    add_expired();
     auto intact = [&] {
         std::vector<intptr_t> seen;
         EXPECT_EQ(f.foreach(t, collect, &seen), 0);
         std::sort(seen.begin(), seen.end());
-        EXPECT_EQ(seen, (std::vector<intptr_t>{10, 20}));
+        EXPECT_EQ(seen, (std::vector<intptr_t>{10, 20, 60}));
         void *data = nullptr;
         EXPECT_EQ(f.find(t, ptr(2), &data), 0);
         EXPECT_EQ(data, ptr(20));
@@ -170,12 +198,20 @@ void sweep_table(const char *kind, const TableFns<T> &f)
     // Keys 1 to 5 fall in buckets of their own, so that the reader-writer
     // table evicts nobody.
     auto added = [&](int rc, intptr_t key) { return coded(rc) && f.remove(t, ptr(key), nullptr) == 0; };
-    sweep({
+    std::vector<Row> rows{
         {"table_new", [&] { return made(f.make(nullptr, nullptr, compare_ints, nullptr, hash_int, 491, 1), f.destroy); }},
         {"table_add", [&] { return added(f.add(t, ptr(3), ptr(30)), 3); }, intact},
         {"table_add_with_ttl", [&] { return added(f.add_with_ttl(t, ptr(3), ptr(30), 5, 0), 3); }, intact},
+        {"table_add_with_ttl over an expired entry", [&] {
+             if (!coded(f.add_with_ttl(t, ptr(6), ptr(61), 5, 0)))
+                 return false;
+             return f.remove(t, ptr(6), nullptr) == 0;
+         }, intact},
         {"table_replace", [&] { return added(f.replace(t, ptr(4), nullptr, ptr(40), nullptr), 4); }, intact},
-    });
+    };
+    for (Row &row : rows)
+        row.before_each = add_expired;
+    sweep(rows);
     f.destroy(t);
 }
 
@@ -206,7 +242,15 @@ TEST(AllocationSweep, ListsArraysAndIterators)
         EXPECT_EQ(data, ptr(200));
     };
     sweep({
-        {"ox_node_new", [] { return made(ox_node_new(ptr(1), ptr(2)), cairn::mem_free); }},
+        {"ox_node_new", [] {
+             ox_node *node = ox_node_new(ptr(1), ptr(2));
+             if (node == nullptr)
+                 return false;
+             bool right = node->data == ptr(1) && node->key == ptr(2) &&
+                          node->expiry == OX_TTL_NEVER && node->refs == 0 && node->next == nullptr;
+             cairn::mem_free(node);
+             return right;
+         }},
         {"ox_list_new", [] { return made(ox_list_new(nullptr, nullptr, compare_ints, nullptr, 0), ox_list_destroy); }},
         {"ox_array_new", [] { return made(ox_array_new(nullptr, nullptr, compare_ints, nullptr, 0), ox_array_destroy); }},
         {"ox_iterator_new", [l] { return made(ox_iterator_new(l), ox_iterator_destroy); }, intact},
@@ -392,6 +436,7 @@ TEST(AllocationSweep, StringsAndFormatting)
     char usr[] = "usr", empty[] = "", bin[] = "bin";
     char *words[] = {usr, empty, bin, nullptr};
     const std::string long_arg(30000, 'y');
+    val_t *vals = vallist_build("b", "a", "c", nullptr);
     sweep({
         {"ox_strreplace", [] {
              char s[32] = "x-y-z";
@@ -431,6 +476,19 @@ TEST(AllocationSweep, StringsAndFormatting)
              return s != nullptr && formatted(static_cast<int>(std::strlen(s)), s, "usr,,bin");
          }},
         {"regex_cmp", [] { return made(regex_cmp("a+"), regex_done); }},
+        {"vallist_to_argv", [&] {
+             int count = 7;
+             char **vec = reinterpret_cast<char **>(&count);
+             if (vallist_to_argv(vals, &count, &vec) != 0) {
+                 EXPECT_EQ(count, 0);
+                 EXPECT_EQ(vec, nullptr);
+                 return false;
+             }
+             for (int i = 0; i < count; ++i)
+                 cairn::mem_free(vec[i]);
+             cairn::mem_free(vec);
+             return count == 3;
+         }},
         {"i18n_vsprintf", [] {
              char *text = reinterpret_cast<char *>(1);
              int n = alloc_format(&text, "%s %d", "short", 1);
@@ -467,6 +525,7 @@ TEST(AllocationSweep, StringsAndFormatting)
     EXPECT_EQ(needed, 3);
     EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
               "i18n_vsnprintf: Truncation detected - new buffer allocation failure\n");
+    vallist_free(vals);
 }
 
 TEST(AllocationSweep, ConvertedStreamReads)
@@ -737,19 +796,6 @@ TEST(AllocationSweep, ValuesAndAttributesStopCleanly)
         {"vallist_new_from_csv", [&] { return values(vallist_new_from_csv("a,\"b,c\",d")); }},
         {"vallist_to_csv", [&] { char *s = vallist_to_csv(vals, 0); std::free(s); return s != nullptr; }},
         {"vallist_from_file", [&] { val_t *l = nullptr; EXPECT_EQ(vallist_from_file(&l, path), nullptr); return values(l); }},
-        {"vallist_to_argv", [&] {
-             int count = 7;
-             char **vec = reinterpret_cast<char **>(&count);
-             if (vallist_to_argv(vals, &count, &vec) != 0) {
-                 EXPECT_EQ(count, 0);
-                 EXPECT_EQ(vec, nullptr);
-                 return false;
-             }
-             for (int i = 0; i < count; ++i)
-                 std::free(vec[i]);
-             std::free(vec);
-             return count == 3;
-         }},
         {"attr_new", [&] { attr_t *a = attr_new("n", "v"); attr_elem_free(a); return a != nullptr; }},
         {"attr_dup", [&] { attr_t *a = attr_dup(attrs); attr_elem_free(a); return a != nullptr; }},
         {"attr_extract_val", [&] {

@@ -50,8 +50,14 @@ const char *mode_name(FailMode mode) { return mode == FailMode::once ? "once" : 
 int for_each_allocation_failure(const std::function<bool()> &attempt, const FailureSweep &sweep)
 {
     AllocFaultGuard guard;
+    auto prepare = [&sweep] {
+        if (sweep.before_each)
+            sweep.before_each();
+    };
+    prepare();
     if (!warm_up(attempt))
         return -1;
+    prepare();
     // What a whole call keeps on purpose (a cache entry, a retired copy
     // whose pointers stay valid): a second clean run tells.
     alloc_tracking_start();
@@ -61,6 +67,7 @@ int for_each_allocation_failure(const std::function<bool()> &attempt, const Fail
     for (int n = 1; n <= sweep.limit; ++n) {
         SCOPED_TRACE(::testing::Message() << "allocation " << n << " failing "
                                           << mode_name(sweep.mode));
+        prepare();
         // Clear the last error first: that also makes the thread's record,
         // which must not be the allocation that fails.
         ox_error_set_last(0, OX_ERRKIND_ERRNO);

@@ -17,6 +17,9 @@ struct FailureSweep {
     // Runs after each failed attempt, with injection off: checks that an
     // object which existed before the call is still whole and usable.
     std::function<void()> after_failure;
+    // Runs before each attempt, with injection off: puts back state that a
+    // successful attempt used up.
+    std::function<void()> before_each;
     int limit = 64;
 };
 
