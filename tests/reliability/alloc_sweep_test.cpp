@@ -49,7 +49,7 @@ namespace {
 
 struct Row {
     const char *name;
-    std::function<bool()> call;  // true on success, having released what it made
+    std::function<bool()> call;         // true on success, having released what it made
     std::function<void()> intact = {};  // the object that existed before, still whole
     int last_error = OX_ENOMEM;
     std::function<void()> before_each = {};  // puts back what a success used up
@@ -158,9 +158,9 @@ const TableFns<ox_table> kTable{ox_table_new,          ox_table_destroy, ox_tabl
                                 ox_table_add_with_ttl, ox_table_replace, ox_table_remove,
                                 ox_table_find,         ox_table_foreach, ox_table_size};
 const TableFns<ox_rw_table> kRwTable{
-    ox_rw_table_new,    ox_rw_table_destroy, ox_rw_table_add,     ox_rw_table_add_with_ttl,
-    ox_rw_table_replace, ox_rw_table_remove, ox_rw_table_find,    ox_rw_table_foreach,
-    ox_rw_table_size};
+    ox_rw_table_new,          ox_rw_table_destroy, ox_rw_table_add,
+    ox_rw_table_add_with_ttl, ox_rw_table_replace, ox_rw_table_remove,
+    ox_rw_table_find,         ox_rw_table_foreach, ox_rw_table_size};
 
 template <typename T>
 void sweep_table(const char *kind, const TableFns<T> &f)
@@ -185,7 +185,7 @@ void sweep_table(const char *kind, const TableFns<T> &f)
     add_expired();
     auto intact = [&] {
         std::vector<intptr_t> seen;
-        EXPECT_EQ(f.foreach(t, collect, &seen), 0);
+        EXPECT_EQ(f.foreach (t, collect, &seen), 0);
         std::sort(seen.begin(), seen.end());
         EXPECT_EQ(seen, (std::vector<intptr_t>{10, 20, 60}));
         void *data = nullptr;
@@ -197,17 +197,27 @@ void sweep_table(const char *kind, const TableFns<T> &f)
     // A successful insertion is taken out again, so every row starts alike.
     // Keys 1 to 5 fall in buckets of their own, so that the reader-writer
     // table evicts nobody.
-    auto added = [&](int rc, intptr_t key) { return coded(rc) && f.remove(t, ptr(key), nullptr) == 0; };
+    auto added = [&](int rc, intptr_t key) {
+        return coded(rc) && f.remove(t, ptr(key), nullptr) == 0;
+    };
     std::vector<Row> rows{
-        {"table_new", [&] { return made(f.make(nullptr, nullptr, compare_ints, nullptr, hash_int, 491, 1), f.destroy); }},
+        {"table_new",
+         [&] {
+             return made(f.make(nullptr, nullptr, compare_ints, nullptr, hash_int, 491, 1),
+                         f.destroy);
+         }},
         {"table_add", [&] { return added(f.add(t, ptr(3), ptr(30)), 3); }, intact},
-        {"table_add_with_ttl", [&] { return added(f.add_with_ttl(t, ptr(3), ptr(30), 5, 0), 3); }, intact},
-        {"table_add_with_ttl over an expired entry", [&] {
+        {"table_add_with_ttl", [&] { return added(f.add_with_ttl(t, ptr(3), ptr(30), 5, 0), 3); },
+         intact},
+        {"table_add_with_ttl over an expired entry",
+         [&] {
              if (!coded(f.add_with_ttl(t, ptr(6), ptr(61), 5, 0)))
                  return false;
              return f.remove(t, ptr(6), nullptr) == 0;
-         }, intact},
-        {"table_replace", [&] { return added(f.replace(t, ptr(4), nullptr, ptr(40), nullptr), 4); }, intact},
+         },
+         intact},
+        {"table_replace", [&] { return added(f.replace(t, ptr(4), nullptr, ptr(40), nullptr), 4); },
+         intact},
     };
     for (Row &row : rows)
         row.before_each = add_expired;
@@ -242,7 +252,8 @@ TEST(AllocationSweep, ListsArraysAndIterators)
         EXPECT_EQ(data, ptr(200));
     };
     sweep({
-        {"ox_node_new", [] {
+        {"ox_node_new",
+         [] {
              ox_node *node = ox_node_new(ptr(1), ptr(2));
              if (node == nullptr)
                  return false;
@@ -251,24 +262,37 @@ TEST(AllocationSweep, ListsArraysAndIterators)
              cairn::mem_free(node);
              return right;
          }},
-        {"ox_list_new", [] { return made(ox_list_new(nullptr, nullptr, compare_ints, nullptr, 0), ox_list_destroy); }},
-        {"ox_array_new", [] { return made(ox_array_new(nullptr, nullptr, compare_ints, nullptr, 0), ox_array_destroy); }},
+        {"ox_list_new",
+         [] {
+             return made(ox_list_new(nullptr, nullptr, compare_ints, nullptr, 0), ox_list_destroy);
+         }},
+        {"ox_array_new",
+         [] {
+             return made(ox_array_new(nullptr, nullptr, compare_ints, nullptr, 0),
+                         ox_array_destroy);
+         }},
         {"ox_iterator_new", [l] { return made(ox_iterator_new(l), ox_iterator_destroy); }, intact},
         {"ox_list_append", [&] { return added(ox_list_append(l, ptr(7), ptr(7))); }, intact},
-        {"ox_list_append_with_ttl", [&] { return added(ox_list_append_with_ttl(l, ptr(7), ptr(7), 60)); }, intact},
+        {"ox_list_append_with_ttl",
+         [&] { return added(ox_list_append_with_ttl(l, ptr(7), ptr(7), 60)); }, intact},
         {"ox_list_prepend", [&] { return added(ox_list_prepend(l, ptr(7), ptr(7))); }, intact},
         {"ox_list_insert", [&] { return added(ox_list_insert(l, ptr(7), ptr(7), 2)); }, intact},
-        {"ox_list_replace", [&] { return added(ox_list_replace(l, ptr(7), nullptr, ptr(7), nullptr)); }, intact},
-        {"ox_list_push", [l] {
+        {"ox_list_replace",
+         [&] { return added(ox_list_replace(l, ptr(7), nullptr, ptr(7), nullptr)); }, intact},
+        {"ox_list_push",
+         [l] {
              if (!coded(ox_list_push(l, ptr(7))))
                  return false;
              void *out = nullptr;
              return ox_list_pop(l, &out) == 0 && out == ptr(7);
-         }, intact},
-        {"ox_array_add", [a] {
+         },
+         intact},
+        {"ox_array_add",
+         [a] {
              return coded(ox_array_add(a, ptr(300), ptr(300))) &&
                     ox_array_remove_node(a, ptr(300), nullptr) == 0;
-         }, array_intact},
+         },
+         array_intact},
     });
     ox_array_destroy(a);
     ox_list_destroy(l);
@@ -302,7 +326,8 @@ TEST(AllocationSweep, LocksThreadsQueuesAndTimers)
     ox_threadstorage *key = ox_threadstorage_new(nullptr);
     ASSERT_NE(key, nullptr);
     sweep({
-        {"ox_atomic_new", [] {
+        {"ox_atomic_new",
+         [] {
              ox_atomic *a = ox_atomic_new(3);
              return a != nullptr && ox_atomic_get(a) == 3 && ox_atomic_destroy(a) == 0;
          }},
@@ -310,7 +335,8 @@ TEST(AllocationSweep, LocksThreadsQueuesAndTimers)
         {"ox_event_new", [] { return made(ox_event_new(), ox_event_destroy); }},
         {"ox_rwlock_new", [] { return made(ox_rwlock_new(), ox_rwlock_destroy); }},
         {"ox_semaphore_new", [] { return made(ox_semaphore_new(3), ox_semaphore_destroy); }},
-        {"ox_mtx_create", [] {
+        {"ox_mtx_create",
+         [] {
              ox_mtx *m = reinterpret_cast<ox_mtx *>(1);
              if (ox_mtx_create(&m) == 0) {
                  EXPECT_EQ(m, nullptr) << "no half-made handle handed out";
@@ -318,19 +344,28 @@ TEST(AllocationSweep, LocksThreadsQueuesAndTimers)
              }
              return ox_mtx_destroy(m) == 1;
          }},
-        {"ox_cond_create", [] {
+        {"ox_cond_create",
+         [] {
              ox_cond *c = nullptr;
              return ox_cond_create(&c) != 0 && ox_cond_destroy(c) == 1;
          }},
-        {"ox_thread_new", [] { return made(ox_thread_new([](void *) -> uint32_t { return 0; }, nullptr), ox_thread_destroy); }},
-        {"ox_threadstorage_new", [] { return made(ox_threadstorage_new(ignore_item), ox_threadstorage_destroy); }},
-        {"ox_threadstorage_set", [key] {
+        {"ox_thread_new",
+         [] {
+             return made(ox_thread_new([](void *) -> uint32_t { return 0; }, nullptr),
+                         ox_thread_destroy);
+         }},
+        {"ox_threadstorage_new",
+         [] { return made(ox_threadstorage_new(ignore_item), ox_threadstorage_destroy); }},
+        {"ox_threadstorage_set",
+         [key] {
              if (!coded(ox_threadstorage_set(key, ptr(5))))
                  return ox_threadstorage_get(key) == nullptr;
              return ox_threadstorage_get(key) == ptr(5) && ox_threadstorage_set(key, nullptr) == 0;
          }},
-        {"ox_timer_new", [] { return made(ox_timer_new(10, 0, tick, nullptr, nullptr), ox_timer_destroy); }},
-        {"ox_circularqueue_new", [] {
+        {"ox_timer_new",
+         [] { return made(ox_timer_new(10, 0, tick, nullptr, nullptr), ox_timer_destroy); }},
+        {"ox_circularqueue_new",
+         [] {
              ox_circularqueue *c = ox_circularqueue_new(nullptr, 2, 0);
              if (c == nullptr) {
                  EXPECT_EQ(ox_error_get_last(), OX_ENOMEM);
@@ -342,17 +377,25 @@ TEST(AllocationSweep, LocksThreadsQueuesAndTimers)
                           ox_circularqueue_trypush(c, ptr(2)) == 0;
              ox_circularqueue_destroy(c);
              return whole;
-         }, {}, 0},
-        {"ox_eventqueue_new", [] { return made(ox_eventqueue_new(nullptr), ox_eventqueue_destroy); }},
-        {"ox_eventqueue_push", [q] {
+         },
+         {},
+         0},
+        {"ox_eventqueue_new",
+         [] { return made(ox_eventqueue_new(nullptr), ox_eventqueue_destroy); }},
+        {"ox_eventqueue_push",
+         [q] {
              if (!coded(ox_eventqueue_push(q, ptr(2))))
                  return false;
              void *item = nullptr;
              return ox_eventqueue_trypop(q, &item) == 0 && item == ptr(1) &&
                     ox_eventqueue_trypop(q, &item) == 0 && item == ptr(2) &&
                     ox_eventqueue_push(q, ptr(1)) == 0;
-         }, queue_intact},
-        {"ox_threadqueue_new", [] { return made(ox_threadqueue_new(count_work, nullptr, 0, 2, 0), ox_threadqueue_destroy); }},
+         },
+         queue_intact},
+        {"ox_threadqueue_new",
+         [] {
+             return made(ox_threadqueue_new(count_work, nullptr, 0, 2, 0), ox_threadqueue_destroy);
+         }},
     });
     ox_threadstorage_destroy(key);
     ox_eventqueue_destroy(q);
@@ -365,13 +408,15 @@ TEST(AllocationSweep, AdoptedThreadsAndCleanUpEntries)
     std::thread([] {
         ox_error_set_last(0, OX_ERRKIND_ERRNO);
         sweep({
-            {"ox_thread_self", [] {
+            {"ox_thread_self",
+             [] {
                  if (ox_thread_self() == nullptr)
                      return false;
                  cairn::adopted_thread_ended(*cairn::thread_record());
                  return true;
              }},
-            {"ox_thread_cleanup_push", [] {
+            {"ox_thread_cleanup_push",
+             [] {
                  if (!coded(ox_thread_cleanup_push(ignore_item, nullptr)))
                      return ox_thread_cleanup_pop(0) == OX_ENOENT;
                  bool popped = ox_thread_cleanup_pop(0) == 0;
@@ -438,7 +483,8 @@ TEST(AllocationSweep, StringsAndFormatting)
     const std::string long_arg(30000, 'y');
     val_t *vals = vallist_build("b", "a", "c", nullptr);
     sweep({
-        {"ox_strreplace", [] {
+        {"ox_strreplace",
+         [] {
              char s[32] = "x-y-z";
              int n = ox_strreplace(s, sizeof s, "-", "<->");
              if (n < 0) {
@@ -447,7 +493,8 @@ TEST(AllocationSweep, StringsAndFormatting)
              }
              return n == 2 && std::strcmp(s, "x<->y<->z") == 0;
          }},
-        {"ox_strappend", [] {
+        {"ox_strappend",
+         [] {
              char *first = ox_strappend(nullptr, "one");
              if (first == nullptr)
                  return false;
@@ -461,7 +508,8 @@ TEST(AllocationSweep, StringsAndFormatting)
              cairn::mem_free(both);
              return right;
          }},
-        {"ox_strvalloc", [] {
+        {"ox_strvalloc",
+         [] {
              char **v = ox_strvalloc(3, 16);
              if (v == nullptr)
                  return false;
@@ -471,12 +519,14 @@ TEST(AllocationSweep, StringsAndFormatting)
              ox_strvfree(v);
              return right;
          }},
-        {"ox_strvcat", [&words] {
+        {"ox_strvcat",
+         [&words] {
              char *s = ox_strvcat(words, ',');
              return s != nullptr && formatted(static_cast<int>(std::strlen(s)), s, "usr,,bin");
          }},
         {"regex_cmp", [] { return made(regex_cmp("a+"), regex_done); }},
-        {"vallist_to_argv", [&] {
+        {"vallist_to_argv",
+         [&] {
              int count = 7;
              char **vec = reinterpret_cast<char **>(&count);
              if (vallist_to_argv(vals, &count, &vec) != 0) {
@@ -489,22 +539,26 @@ TEST(AllocationSweep, StringsAndFormatting)
              cairn::mem_free(vec);
              return count == 3;
          }},
-        {"i18n_vsprintf", [] {
+        {"i18n_vsprintf",
+         [] {
              char *text = reinterpret_cast<char *>(1);
              int n = alloc_format(&text, "%s %d", "short", 1);
              return formatted(n, text, "short 1");
          }},
-        {"i18n_vsnprintf", [] {
+        {"i18n_vsnprintf",
+         [] {
              char *text = reinterpret_cast<char *>(1);
              int n = bounded_alloc_format(4, &text, "%s", "sized");
              return formatted(n, text, "siz");
          }},
-        {"i18n_vsnprintf_map", [] {
+        {"i18n_vsnprintf_map",
+         [] {
              char *text = reinterpret_cast<char *>(1);
              int n = mapped_alloc_format(&text, "%d-%s", 7, "seven");
              return formatted(n, text, "7-seven");
          }},
-        {"i18n_vsprintf long conversion", [] {
+        {"i18n_vsprintf long conversion",
+         [] {
              char *text = nullptr;
              int n = alloc_format(&text, "%.700f", 2.0);
              return formatted(n, text, "2." + std::string(700, '0'));
@@ -568,13 +622,18 @@ TEST(AllocationSweep, PathResults)
     sweep({
         {"fullpath2", [&] { return result(fullpath2("a", "/b", nullptr, 0, '/'), "/b/a"); }},
         {"fullpath", [&] { return result(fullpath("/p/q/r", nullptr, 0, '/'), "/p/q/r"); }},
-        {"ox_path_basename", [&] { return result(ox_path_basename("/a/b", nullptr, 0, '/'), "b"); }},
+        {"ox_path_basename",
+         [&] { return result(ox_path_basename("/a/b", nullptr, 0, '/'), "b"); }},
         {"ox_path_dirname", [&] { return result(ox_path_dirname("/a/b", nullptr, 0, '/'), "/a"); }},
-        {"getpathparent_dirsep", [&] { return result(getpathparent_dirsep("/a/b/c", nullptr, 0, '/'), "/a/b"); }},
+        {"getpathparent_dirsep",
+         [&] { return result(getpathparent_dirsep("/a/b/c", nullptr, 0, '/'), "/a/b"); }},
         {"getpathparent", [&] { return result(getpathparent("C:\\a\\b", nullptr, 0), "C:\\a"); }},
-        {"getpathchild_dirsep", [&] { return result(getpathchild_dirsep("/a/b/c", "/a", nullptr, 0, '/'), "/a/b"); }},
-        {"getpathchild", [&] { return result(getpathchild("C:\\a\\b\\c", "C:\\a", nullptr, 0), "C:\\a\\b"); }},
-        {"ox_utf8_to_widepath", [&] {
+        {"getpathchild_dirsep",
+         [&] { return result(getpathchild_dirsep("/a/b/c", "/a", nullptr, 0, '/'), "/a/b"); }},
+        {"getpathchild",
+         [&] { return result(getpathchild("C:\\a\\b\\c", "C:\\a", nullptr, 0), "C:\\a\\b"); }},
+        {"ox_utf8_to_widepath",
+         [&] {
              std::vector<ox_wchar> buf(18, 0xAAAA);
              int rc = ox_utf8_to_widepath(accents.c_str(), buf.data(), buf.size(), nullptr);
              if (rc != 0) {
@@ -585,7 +644,8 @@ TEST(AllocationSweep, PathResults)
          }},
         // Long server names are upper-cased in heap storage; without it
         // the path is left exactly as it was (and the call reports nothing).
-        {"convertDriveToUpper", [&] {
+        {"convertDriveToUpper",
+         [&] {
              std::vector<char> copy(server.begin(), server.end());
              copy.push_back('\0');
              convertDriveToUpper(copy.data());
@@ -593,7 +653,9 @@ TEST(AllocationSweep, PathResults)
                  return true;
              EXPECT_EQ(server, copy.data()) << "left as it was";
              return false;
-         }, {}, 0},
+         },
+         {},
+         0},
     });
 }
 
@@ -621,7 +683,8 @@ TEST(AllocationSweep, ResolverAndInterfaces)
         return rc == 0;
     };
     sweep({
-        {"ox_getaddrinfo", [&] {
+        {"ox_getaddrinfo",
+         [&] {
              addrinfo *res = reinterpret_cast<addrinfo *>(1);
              int rc = ox_getaddrinfo("127.0.0.1", "80", &hints, &res);
              if (!resolver_result(rc)) {
@@ -631,15 +694,22 @@ TEST(AllocationSweep, ResolverAndInterfaces)
              bool right = res != nullptr && res->ai_family == AF_INET;
              ox_freeaddrinfo(res);
              return emptied(right);
-         }, {}, 0},
-        {"ox_getnameinfo", [&] {
+         },
+         {},
+         0},
+        {"ox_getnameinfo",
+         [&] {
              char host[NI_MAXHOST] = "x", serv[NI_MAXSERV] = "";
-             int rc = ox_getnameinfo(reinterpret_cast<sockaddr *>(&loopback), sizeof loopback, host,
-                                     sizeof host, serv, sizeof serv, NI_NUMERICHOST | NI_NUMERICSERV);
+             int rc =
+                 ox_getnameinfo(reinterpret_cast<sockaddr *>(&loopback), sizeof loopback, host,
+                                sizeof host, serv, sizeof serv, NI_NUMERICHOST | NI_NUMERICSERV);
              return emptied(resolver_result(rc) && std::strcmp(host, "127.0.0.1") == 0 &&
                             std::strcmp(serv, "80") == 0);
-         }, {}, 0},
-        {"ox_getaliasinfo", [] {
+         },
+         {},
+         0},
+        {"ox_getaliasinfo",
+         [] {
              char **aliases = reinterpret_cast<char **>(1);
              int n = ox_getaliasinfo("localhost", &aliases);
              if (n < 0)
@@ -647,7 +717,8 @@ TEST(AllocationSweep, ResolverAndInterfaces)
              ox_strvfree(aliases);
              return true;
          }},
-        {"ox_get_ifaddresses", [] {
+        {"ox_get_ifaddresses",
+         [] {
              ox_ifaddress *list = reinterpret_cast<ox_ifaddress *>(1);
              if (ox_get_ifaddresses(&list) != 0)
                  return false;
@@ -678,7 +749,8 @@ TEST(AllocationSweep, EnvironmentIdentityAndRegistrations)
     };
     auto type_intact = [] { EXPECT_STREQ(err_type_name(30), "SWEPT"); };
     sweep({
-        {"ox_getenv", [&] {
+        {"ox_getenv",
+         [&] {
              // A name never read before, so that its value is cached now.
              name = "CAIRN_SWEEP_" + std::to_string(++fresh);
              setenv(name.c_str(), "value", 1);
@@ -688,7 +760,8 @@ TEST(AllocationSweep, EnvironmentIdentityAndRegistrations)
          }},
         // All or nothing: a failed call leaves the environment and its
         // snapshot at the value set before; a whole call changes both.
-        {"ox_putenv", [&] {
+        {"ox_putenv",
+         [&] {
              std::string value = std::to_string(++fresh);
              if (ox_putenv(("CAIRN_SWEEP_PUT=" + value).c_str()) != 0) {
                  EXPECT_EQ(errno, ENOMEM);
@@ -696,32 +769,59 @@ TEST(AllocationSweep, EnvironmentIdentityAndRegistrations)
              }
              put_value = value;
              return put_intact(), true;
-         }, put_intact},
-        {"ox_set_argv0", [] {
+         },
+         put_intact},
+        {"ox_set_argv0",
+         [] {
              ox_set_argv0("/opt/tool/bin/swept");
              const char *kept = ox_get_argv0();
              return kept != nullptr && std::strcmp(kept, "/opt/tool/bin/swept") == 0;
-         }, {}, 0},
-        {"ox_atexit", [] { return coded(ox_atexit(exit_handler)) && ox_unatexit(exit_handler) == 0; }},
-        {"err_settype", [&] {
+         },
+         {},
+         0},
+        {"ox_atexit",
+         [] { return coded(ox_atexit(exit_handler)) && ox_unatexit(exit_handler) == 0; }},
+        {"err_settype",
+         [&] {
              int rc = err_settype(30, 1, "SWEPT", texts, nullptr);
              if (rc != 0) {
                  EXPECT_EQ(rc, OX_ENOMEM);
                  return false;
              }
              return true;
-         }, type_intact},
+         },
+         type_intact},
     });
 }
 
 namespace {
 
 // Release a result of the failing-stop allocators: true when there was one.
-bool values(val_t *l) { vallist_free(l); return true; }
-bool attributes(attr_t *l) { attrlist_free(l); return true; }
-bool record(structext *r) { msg_structext_free(r); return r != nullptr; }
-bool object(msg_t *m) { msg_free(m); return m != nullptr; }
-bool owned_text(char *t) { std::free(t); return t != nullptr; }
+bool values(val_t *l)
+{
+    vallist_free(l);
+    return true;
+}
+bool attributes(attr_t *l)
+{
+    attrlist_free(l);
+    return true;
+}
+bool record(structext *r)
+{
+    msg_structext_free(r);
+    return r != nullptr;
+}
+bool object(msg_t *m)
+{
+    msg_free(m);
+    return m != nullptr;
+}
+bool owned_text(char *t)
+{
+    std::free(t);
+    return t != nullptr;
+}
 
 structext *vcreated(uint32_t id, const char *form, ...)
 {
@@ -757,54 +857,108 @@ TEST(AllocationSweep, ValuesAndAttributesStopCleanly)
     attr_t *attrs = attrlist_build("name", "v1", "v2", nullptr, "other", "x", nullptr, nullptr);
     ASSERT_NE(vals, nullptr);
     ASSERT_NE(attrs, nullptr);
-    auto into_vals = [vals](void (*fn)(val_t **, const char *)) {
-        val_t *l = vallist_dup(vals);
-        fn(&l, "d");
-        return values(l);
+    // The call on a copy of the list made before, then the copy freed.
+    auto on_vals = [vals](std::function<void(val_t **)> op) {
+        return [vals, op] {
+            val_t *l = vallist_dup(vals);
+            op(&l);
+            return values(l);
+        };
+    };
+    auto on_attrs = [attrs](std::function<void(attr_t **)> op) {
+        return [attrs, op] {
+            attr_t *l = attrlist_dup(attrs);
+            op(&l);
+            return attributes(l);
+        };
     };
     sweep_fatal({
         {"val_new", [&] { return values(val_new(" a ")); }},
         {"val_new_nosp", [&] { return values(val_new_nosp(" a ")); }},
         {"val_dup", [&] { return values(val_dup(vals)); }},
-        {"val_update", [&] { val_t *l = vallist_dup(vals); val_update(&l, "z"); return values(l); }},
-        {"vallist_add", [&] { return into_vals(vallist_add); }},
-        {"vallist_insert", [&] { return into_vals(vallist_insert); }},
-        {"vallist_add_tail", [&] { val_t *l = vallist_dup(vals); vallist_add_tail(&l, "d"); return values(l); }},
-        {"vallist_append", [&] { val_t *l = nullptr, *tail = nullptr; vallist_append(&l, &tail, "d"); return values(l); }},
-        {"vallist_add2", [&] { val_t *l = nullptr, *tail = nullptr; vallist_add2(&l, &tail, "d"); return values(l); }},
-        {"vallist_addsort", [&] { val_t *l = vallist_dup(vals); vallist_addsort(&l, "bb"); return values(l); }},
-        {"vallist_addsort_exact", [&] { val_t *l = vallist_dup(vals); vallist_addsort_exact(&l, "bb"); return values(l); }},
-        {"i18n_vallist_addsort", [&] { val_t *l = vallist_dup(vals); i18n_vallist_addsort(&l, "bb"); return values(l); }},
-        {"vallist_pos_insert", [&] { val_t *l = vallist_dup(vals); vallist_pos_insert(&l, "d", 2); return values(l); }},
+        {"val_update", on_vals([](val_t **l) { val_update(l, "z"); })},
+        {"vallist_add", on_vals([](val_t **l) { vallist_add(l, "d"); })},
+        {"vallist_insert", on_vals([](val_t **l) { vallist_insert(l, "d"); })},
+        {"vallist_add_tail", on_vals([](val_t **l) { vallist_add_tail(l, "d"); })},
+        {"vallist_append",
+         [&] {
+             val_t *l = nullptr, *tail = nullptr;
+             vallist_append(&l, &tail, "d");
+             return values(l);
+         }},
+        {"vallist_add2",
+         [&] {
+             val_t *l = nullptr, *tail = nullptr;
+             vallist_add2(&l, &tail, "d");
+             return values(l);
+         }},
+        {"vallist_addsort", on_vals([](val_t **l) { vallist_addsort(l, "bb"); })},
+        {"vallist_addsort_exact", on_vals([](val_t **l) { vallist_addsort_exact(l, "bb"); })},
+        {"i18n_vallist_addsort", on_vals([](val_t **l) { i18n_vallist_addsort(l, "bb"); })},
+        {"vallist_pos_insert", on_vals([](val_t **l) { vallist_pos_insert(l, "d", 2); })},
         {"vallist_build", [&] { return values(vallist_build("x", "y", nullptr)); }},
         {"vallist_dup", [&] { return values(vallist_dup(vals)); }},
-        {"vallist_merge", [&] { val_t *l = vallist_build("q", nullptr); vallist_merge(vals, &l); return values(l); }},
-        {"vallist_intersect", [&] { val_t *l = vallist_build("a", "q", nullptr); vallist_intersect(vals, &l); return values(l); }},
-        {"vallist_diff_apply", [&] {
+        {"vallist_merge",
+         [&] {
+             val_t *l = vallist_build("q", nullptr);
+             vallist_merge(vals, &l);
+             return values(l);
+         }},
+        {"vallist_intersect",
+         [&] {
+             val_t *l = vallist_build("a", "q", nullptr);
+             vallist_intersect(vals, &l);
+             return values(l);
+         }},
+        {"vallist_diff_apply",
+         [&] {
              val_t *now = vallist_build("a", "q", nullptr), *target = vallist_dup(vals);
              vallist_diff_apply(vals, now, &target, 0);
              vallist_free(now);
              return values(target);
          }},
-        {"vallist_remove_get_dups", [&] {
+        {"vallist_remove_get_dups",
+         [&] {
              val_t *l = vallist_build("a", "a", "b", nullptr), *dups = nullptr;
              vallist_remove_get_dups(&l, nullptr, &dups);
              vallist_free(dups);
              return values(l);
          }},
-        {"vlist_utf8_to_mbts", [&] { val_t *l = vallist_dup(vals); vlist_utf8_to_mbts(&l); return values(l); }},
+        {"vlist_utf8_to_mbts", on_vals([](val_t **l) { vlist_utf8_to_mbts(l); })},
         {"vallist_new_from_csv", [&] { return values(vallist_new_from_csv("a,\"b,c\",d")); }},
-        {"vallist_to_csv", [&] { char *s = vallist_to_csv(vals, 0); std::free(s); return s != nullptr; }},
-        {"vallist_from_file", [&] { val_t *l = nullptr; EXPECT_EQ(vallist_from_file(&l, path), nullptr); return values(l); }},
-        {"attr_new", [&] { attr_t *a = attr_new("n", "v"); attr_elem_free(a); return a != nullptr; }},
-        {"attr_dup", [&] { attr_t *a = attr_dup(attrs); attr_elem_free(a); return a != nullptr; }},
-        {"attr_extract_val", [&] {
+        {"vallist_to_csv",
+         [&] {
+             char *s = vallist_to_csv(vals, 0);
+             std::free(s);
+             return s != nullptr;
+         }},
+        {"vallist_from_file",
+         [&] {
+             val_t *l = nullptr;
+             EXPECT_EQ(vallist_from_file(&l, path), nullptr);
+             return values(l);
+         }},
+        {"attr_new",
+         [&] {
+             attr_t *a = attr_new("n", "v");
+             attr_elem_free(a);
+             return a != nullptr;
+         }},
+        {"attr_dup",
+         [&] {
+             attr_t *a = attr_dup(attrs);
+             attr_elem_free(a);
+             return a != nullptr;
+         }},
+        {"attr_extract_val",
+         [&] {
              attr_t *a = attr_dup(attrs);
              std::free(attr_extract_val(a));
              attr_elem_free(a);
              return true;
          }},
-        {"attr_extract_vallist", [&] {
+        {"attr_extract_vallist",
+         [&] {
              int count = 0;
              char **v = attr_extract_vallist(&count, attrs);
              for (int i = 0; v != nullptr && i < count; ++i)
@@ -812,43 +966,61 @@ TEST(AllocationSweep, ValuesAndAttributesStopCleanly)
              std::free(v);
              return true;
          }},
-        {"attrlist_add", [&] { attr_t *l = attrlist_dup(attrs); attrlist_add(&l, "name", "v3"); return attributes(l); }},
-        {"attrlist_addempty", [&] { attr_t *l = attrlist_dup(attrs); attrlist_addempty(&l, "e", ""); return attributes(l); }},
-        {"attrlist_addlist", [&] { attr_t *l = attrlist_dup(attrs); attrlist_addlist(&l, "n2", vals); return attributes(l); }},
-        {"attrlist_set", [&] { attr_t *l = attrlist_dup(attrs); attrlist_set(&l, "name", "w"); return attributes(l); }},
-        {"attrlist_setlist", [&] { attr_t *l = attrlist_dup(attrs); attrlist_setlist(&l, "name", vals); return attributes(l); }},
-        {"attrlist_setlist_nodup", [&] {
-             attr_t *l = attrlist_dup(attrs);
-             attrlist_setlist_nodup(&l, "name", vallist_dup(vals));
-             return attributes(l);
-         }},
-        {"attrlist_replace", [&] { attr_t *l = attrlist_dup(attrs); attrlist_replace(&l, "other", "y"); return attributes(l); }},
-        {"attrlist_add_I18Nattr", [&] { attr_t *l = attrlist_dup(attrs); attrlist_add_I18Nattr(&l, "name", 1); return attributes(l); }},
+        {"attrlist_add", on_attrs([&](attr_t **l) { attrlist_add(l, "name", "v3"); })},
+        {"attrlist_addempty", on_attrs([&](attr_t **l) { attrlist_addempty(l, "e", ""); })},
+        {"attrlist_addlist", on_attrs([&](attr_t **l) { attrlist_addlist(l, "n2", vals); })},
+        {"attrlist_set", on_attrs([&](attr_t **l) { attrlist_set(l, "name", "w"); })},
+        {"attrlist_setlist", on_attrs([&](attr_t **l) { attrlist_setlist(l, "name", vals); })},
+        {"attrlist_setlist_nodup",
+         on_attrs([&](attr_t **l) { attrlist_setlist_nodup(l, "name", vallist_dup(vals)); })},
+        {"attrlist_replace", on_attrs([&](attr_t **l) { attrlist_replace(l, "other", "y"); })},
+        {"attrlist_add_I18Nattr",
+         on_attrs([&](attr_t **l) { attrlist_add_I18Nattr(l, "name", 1); })},
         {"attrlist_build", [&] { return attributes(attrlist_build("a", "1", nullptr, nullptr)); }},
         {"attrlist_dup", [&] { return attributes(attrlist_dup(attrs)); }},
         {"attrlist_copy", [&] { return attributes(attrlist_copy(attrs, attrs)); }},
-        {"attrlist_merge_or_add", [&] { attr_t *l = attrlist_build("q", "1", nullptr, nullptr); attrlist_merge_or_add(attrs, &l); return attributes(l); }},
-        {"attrlist_merge", [&] {
+        {"attrlist_merge_or_add",
+         [&] {
+             attr_t *l = attrlist_build("q", "1", nullptr, nullptr);
+             attrlist_merge_or_add(attrs, &l);
+             return attributes(l);
+         }},
+        {"attrlist_merge",
+         [&] {
              attr_t *from = attrlist_dup(attrs), *l = attrlist_build("q", "1", nullptr, nullptr);
              attrlist_merge(&from, &l);
              attrlist_free(from);
              return attributes(l);
          }},
-        {"attrlist_intersect", [&] {
+        {"attrlist_intersect",
+         [&] {
              attr_t *a = attrlist_dup(attrs), *b = attrlist_build("name", "v1", nullptr, nullptr);
              attrlist_intersect(&a, &b);
              attrlist_free(b);
              return attributes(a);
          }},
-        {"attrlist_build_str", [&] {
+        {"attrlist_build_str",
+         [&] {
              char buf[256];
              int size = sizeof buf;
              return attrlist_build_str(attrs, buf, &size) > 0;
          }},
-        {"snmp_str_to_attrs", [&] { attr_t *l = attrlist_dup(attrs); snmp_str_to_attrs("name=z,new=1", &l); return attributes(l); }},
-        {"xmalloc", [] { std::free(xmalloc(16)); return true; }},
-        {"xcalloc", [] { std::free(xcalloc(2, 8)); return true; }},
-        {"xstrdup", [] { std::free(xstrdup("text")); return true; }},
+        {"snmp_str_to_attrs", on_attrs([&](attr_t **l) { snmp_str_to_attrs("name=z,new=1", l); })},
+        {"xmalloc",
+         [] {
+             std::free(xmalloc(16));
+             return true;
+         }},
+        {"xcalloc",
+         [] {
+             std::free(xcalloc(2, 8));
+             return true;
+         }},
+        {"xstrdup",
+         [] {
+             std::free(xstrdup("text"));
+             return true;
+         }},
     });
     attrlist_free(attrs);
     vallist_free(vals);
@@ -871,16 +1043,21 @@ TEST(AllocationSweep, MessagesAndErrorRecordsStopCleanly)
         {"msg_create", [] { return msg_create(1, 50000, "%s", MSG_ARG_TEXT, "x") != nullptr; }},
         {"msg_vcreate (through err_setstr)", [] { return err_setstr(1, 2, "text") != nullptr; }},
         {"msg_copy", [&] { return object(msg_copy(msg)); }},
-        {"msg_create_from_structext", [&] { return msg_create_from_structext(50000, st) != nullptr; }},
+        {"msg_create_from_structext",
+         [&] { return msg_create_from_structext(50000, st) != nullptr; }},
         {"msg_create_from_mlit", [] { return msg_create_from_mlit(50000, "12:lit") != nullptr; }},
-        {"msg_structext_new", [&] { return msg_structext_new(7, "%s and %s", 2, descs, texts) != nullptr; }},
-        {"msg_structext_populate", [&] {
+        {"msg_structext_new",
+         [&] { return msg_structext_new(7, "%s and %s", 2, descs, texts) != nullptr; }},
+        {"msg_structext_populate",
+         [&] {
              structext *r = msg_structext_copy(st);
              msg_structext_populate(r, 9, "%s", MSG_ARG_TEXT, "nine");
              return record(r);
          }},
-        {"msg_vstructext_create", [&] { return vcreated(9, "%s", MSG_ARG_TEXT, "nine") != nullptr; }},
-        {"msg_vstructext_populate", [&] {
+        {"msg_vstructext_create",
+         [&] { return vcreated(9, "%s", MSG_ARG_TEXT, "nine") != nullptr; }},
+        {"msg_vstructext_populate",
+         [&] {
              structext *r = msg_structext_copy(st);
              vpopulated(r, 9, "%s", MSG_ARG_TEXT, "nine");
              return record(r);
@@ -891,8 +1068,13 @@ TEST(AllocationSweep, MessagesAndErrorRecordsStopCleanly)
         {"msg_stbuf_to_structext", [&] { return record(msg_stbuf_to_structext(stbuf)); }},
         {"msg_structext_to_xmlstr", [&] { return owned_text(msg_structext_to_xmlstr(st)); }},
         {"msg_xmlstr_to_structext", [&] { return record(msg_xmlstr_to_structext(xml)); }},
-        {"msg_structext_to_stxdrbuf", [&] { size_t n = 0; return owned_text(msg_structext_to_stxdrbuf(st, &n)); }},
-        {"msg_stxdrbuf_to_structext", [&] { return record(msg_stxdrbuf_to_structext(stxdr, rendered_len)); }},
+        {"msg_structext_to_stxdrbuf",
+         [&] {
+             size_t n = 0;
+             return owned_text(msg_structext_to_stxdrbuf(st, &n));
+         }},
+        {"msg_stxdrbuf_to_structext",
+         [&] { return record(msg_stxdrbuf_to_structext(stxdr, rendered_len)); }},
         {"msg_mlit_create", [] { return msg_mlit_create(12, "lit") != nullptr; }},
         {"msg_lit_create", [] { return msg_lit_create(12, "lit") != nullptr; }},
         {"msg_idlit_to_stbuf", [] { return owned_text(msg_idlit_to_stbuf("12:lit")); }},
@@ -900,15 +1082,22 @@ TEST(AllocationSweep, MessagesAndErrorRecordsStopCleanly)
         {"msg_string_to_structext", [&] { return record(msg_string_to_structext("plain")); }},
         {"err_setall", [] { return err_setall(1, 3, 2, "text") != nullptr; }},
         {"err_set", [] { return err_set(1, 2) != nullptr; }},
-        {"err_dup", [&] { msg_t *m = err_dup(msg); err_free(m); return m != nullptr; }},
+        {"err_dup",
+         [&] {
+             msg_t *m = err_dup(msg);
+             err_free(m);
+             return m != nullptr;
+         }},
         {"err_save", [&] { return err_save(msg) != nullptr; }},
-        {"err_move_to_varp", [] {
+        {"err_move_to_varp",
+         [] {
              err_varp pair{};
              pair.number = 3;
              pair.text = strdup("moved");
              return err_move_to_varp(&pair) != nullptr;
          }},
-        {"err_accrue", [] {
+        {"err_accrue",
+         [] {
              blow_err(1);  // accrual on, with an empty chain
              err_accrue("first");
              err_accrue("second");

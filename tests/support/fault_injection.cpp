@@ -65,8 +65,8 @@ int for_each_allocation_failure(const std::function<bool()> &attempt, const Fail
         ADD_FAILURE() << "the call fails the second time without injected failures";
     const long kept = alloc_live();
     for (int n = 1; n <= sweep.limit; ++n) {
-        SCOPED_TRACE(::testing::Message() << "allocation " << n << " failing "
-                                          << mode_name(sweep.mode));
+        SCOPED_TRACE(::testing::Message()
+                     << "allocation " << n << " failing " << mode_name(sweep.mode));
         prepare();
         // Clear the last error first: that also makes the thread's record,
         // which must not be the allocation that fails.
@@ -129,8 +129,8 @@ int for_each_fatal_allocation_failure(const std::function<bool()> &attempt, Fail
             *recovered = true;
         if (!stopped && !documented) {
             ADD_FAILURE() << "allocation " << n << " failing " << mode_name(mode)
-                          << ": neither success nor a failing stop (exit "
-                          << child.exit_code << ", signal " << child.signal << ")\n"
+                          << ": neither success nor a failing stop (exit " << child.exit_code
+                          << ", signal " << child.signal << ")\n"
                           << child.err;
             return -1;
         }
