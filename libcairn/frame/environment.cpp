@@ -175,32 +175,43 @@ bool environment_snapshot_find(const char *name, char *out, unsigned size)
 
 namespace {
 
-// Put a private copy of `assignment` into the snapshot: in place of the
-// entry for the same name, or first.
-void snapshot_update(const char *assignment, size_t name_len)
+// The storage a snapshot update needs, made before the environment changes
+// so that running out of memory changes nothing: the entry's copy and, for
+// a name not in the snapshot yet, the grown vector.
+struct SnapshotUpdate {
+    char *copy = nullptr;
+    char **slot = nullptr;   // the entry replaced, when the name is there
+    char **grown = nullptr;  // else the new vector
+};
+
+bool snapshot_prepare(const char *assignment, size_t name_len, SnapshotUpdate &u)
 {
-    char *copy = mem_strdup(assignment);
-    if (copy == nullptr)
-        return;
-    for (char **p = g_snapshot; p && *p; ++p)
-        if (std::strncmp(*p, assignment, name_len + 1) == 0) {
-            mem_free(*p);
-            *p = copy;
-            return;
-        }
     int n = 0;
-    while (g_snapshot && g_snapshot[n])
-        ++n;
-    auto *grown = static_cast<char **>(mem_calloc(static_cast<size_t>(n) + 2, sizeof(char *)));
-    if (grown == nullptr) {
-        mem_free(copy);
+    for (; g_snapshot && g_snapshot[n]; ++n)
+        if (std::strncmp(g_snapshot[n], assignment, name_len + 1) == 0)
+            u.slot = &g_snapshot[n];
+    u.copy = mem_strdup(assignment);
+    if (u.copy != nullptr && u.slot == nullptr)
+        u.grown = static_cast<char **>(mem_calloc(static_cast<size_t>(n) + 2, sizeof(char *)));
+    if (u.copy != nullptr && (u.slot != nullptr || u.grown != nullptr))
+        return true;
+    mem_free(u.copy);
+    return false;
+}
+
+// Put the copy in place of the entry for the same name, or first.
+void snapshot_commit(const SnapshotUpdate &u)
+{
+    if (u.slot != nullptr) {
+        mem_free(*u.slot);
+        *u.slot = u.copy;
         return;
     }
-    grown[0] = copy;
-    for (int i = 0; i < n; ++i)
-        grown[i + 1] = g_snapshot[i];
+    u.grown[0] = u.copy;
+    for (int i = 0; g_snapshot && g_snapshot[i]; ++i)
+        u.grown[i + 1] = g_snapshot[i];
     mem_free(g_snapshot);
-    g_snapshot = grown;
+    g_snapshot = u.grown;
 }
 
 }  // namespace
@@ -245,18 +256,28 @@ int ox_putenv(const char *assignment)
     }
     size_t name_len = static_cast<size_t>(eq - assignment);
     char *name = mem_strndup(assignment, name_len);
-    if (name == nullptr)
+    if (name == nullptr) {
+        errno = ENOMEM;
         return -1;
+    }
     ox_once(&g_cache_once, create_cache);
     CriticalSectionLock hold(env_lock());
+    SnapshotUpdate update;
+    if (!snapshot_prepare(assignment, name_len, update)) {
+        mem_free(name);
+        errno = ENOMEM;
+        return -1;
+    }
     // An empty value removes the variable, as the platform's own call does.
     int rc = eq[1] == '\0' ? unsetenv(name) : setenv(name, eq + 1, 1);
     if (rc != 0) {
         ox_error_set_last(static_cast<uint32_t>(errno), OX_ERRKIND_ERRNO);
+        mem_free(update.copy);
+        mem_free(update.grown);
         mem_free(name);
         return rc;
     }
-    snapshot_update(assignment, name_len);
+    snapshot_commit(update);
     if (std::strlen(assignment) < 1024) {
         void *old = nullptr;
         if (ox_list_remove_node(g_cache, name, &old) == OX_SUCCESS)

@@ -163,8 +163,14 @@ int resolve(const KeyRecord &key, const char *host, const char *service, const a
             remember(key, &g_negative_marker, g_settings.negative_ttl.load());
         return fail(rc);
     }
-    addrinfo *chain = adjust(chain_copy(sys), lookup, service, hints);
+    addrinfo *whole = chain_copy(sys);
+    bool copied = sys == nullptr || whole != nullptr;
+    addrinfo *chain = adjust(whole, lookup, service, hints);
     freeaddrinfo(sys);
+    // Out of memory is reported as such: the notice is for a chain that the
+    // adjustments emptied, and printing it could need memory itself.
+    if (!copied)
+        return fail(EAI_MEMORY);
     if (sys != nullptr && chain == nullptr)
         msg_print(0, 55000, MSG_TO_STDERR,
                   "Ensure that host '%s' is resolvable in the IPV6 enabled environment.\n",
