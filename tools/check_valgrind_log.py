@@ -1,0 +1,50 @@
+#!/usr/bin/env python3
+"""Read valgrind memcheck logs (--show-leak-kinds=all) and fail on any
+block the library still holds at exit.
+
+  check_valgrind_log.py LOG...
+
+memcheck itself fails the run on errors and on definite or indirect leaks
+(--error-exitcode).  What it calls "still reachable" or "possibly lost"
+is allowed from the C and C++ runtimes (their own caches: the C++
+emergency exception pool, the resolver's name-service modules, stdio
+buffers), but not from the library: once its exit handlers have run it
+holds nothing, so a loss record with a libcairn frame in its allocation
+stack fails here."""
+import re
+import sys
+
+RECORD = re.compile(r"^==\d+== (\S+) bytes in (\S+) blocks are (still reachable|possibly lost)")
+
+
+def library_records(path):
+    """The loss records of `path` whose allocation stack passes through the library."""
+    found, record = [], None
+    with open(path, encoding="utf-8", errors="replace") as f:
+        for line in f:
+            if RECORD.match(line):
+                record = [line.rstrip()]
+            elif record is not None:
+                body = line.split("== ", 1)[-1].strip() if "== " in line else ""
+                if body:
+                    record.append(line.rstrip())
+                    continue
+                if any("libcairn" in l or "cairn::" in l for l in record[1:]):
+                    found.append("\n".join(record))
+                record = None
+    if record and any("libcairn" in l or "cairn::" in l for l in record[1:]):
+        found.append("\n".join(record))
+    return found
+
+
+def main(logs):
+    failed = False
+    for log in logs:
+        for record in library_records(log):
+            print(f"{log}: the library still holds memory at exit:\n{record}\n", file=sys.stderr)
+            failed = True
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
