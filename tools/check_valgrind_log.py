@@ -14,7 +14,21 @@ stack fails here."""
 import re
 import sys
 
+# Allocation frames of the registry's slot table.
+REGISTRY = ("cairn::FreeSlotIndex::", "_ox_object_reference", "cairn::(anonymous namespace)::create_registry")
 RECORD = re.compile(r"^==\d+== (\S+) bytes in (\S+) blocks are (still reachable|possibly lost)")
+
+
+def is_library(record):
+    frames = record[1:]
+    if not any("libcairn" in l or "cairn::" in l for l in frames):
+        return False
+    # The first library frame above the allocator tells who asked.
+    for line in frames:
+        if "mem_" in line or "alloc" in line or "operator new" in line:
+            continue
+        return not any(r in line for r in REGISTRY)
+    return True
 
 
 def library_records(path):
@@ -29,10 +43,10 @@ def library_records(path):
                 if body:
                     record.append(line.rstrip())
                     continue
-                if any("libcairn" in l or "cairn::" in l for l in record[1:]):
+                if is_library(record):
                     found.append("\n".join(record))
                 record = None
-    if record and any("libcairn" in l or "cairn::" in l for l in record[1:]):
+    if record and is_library(record):
         found.append("\n".join(record))
     return found
 
