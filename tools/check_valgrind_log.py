@@ -10,12 +10,34 @@ is allowed from the C and C++ runtimes (their own caches: the C++
 emergency exception pool, the resolver's name-service modules, stdio
 buffers), but not from the library: once its exit handlers have run it
 holds nothing, so a loss record with a libcairn frame in its allocation
-stack fails here."""
+stack fails here.  Exceptions, by design, are the blocks the library keeps
+for the life of the process, whatever ends it:
+  - the object registry's slot table (unless enable_ox_object_cleanup() was
+    called), so that objects released by late exit code still find it;
+  - the process identity that _oxinit() records and hands out by pointer
+    (program and application names, argv[0], the UTF-8 arguments, the
+    installation directory and the product's directories, the crypto
+    search path): callers may keep those pointers until the process ends;
+  - the thread-storage key-list lock, through which a thread that ends
+    during or after exit processing still runs its end steps.
+They are named below by the first library frame above the allocator."""
 import re
 import sys
 
-# Allocation frames of the registry's slot table.
-REGISTRY = ("cairn::FreeSlotIndex::", "_ox_object_reference", "cairn::(anonymous namespace)::create_registry")
+# First library frames of the blocks kept for the process's life.
+KEPT = (
+    "cairn::FreeSlotIndex::",
+    "_ox_object_reference",
+    "cairn::(anonymous namespace)::create_registry()",
+    "_oxinit ",
+    "utf8_argv ",
+    "ox_set_argv0 ",
+    "ox_find_installdir ",
+    "cairn::app_directory_lookup(",
+    "cairn::(anonymous namespace)::join(",
+    "cairn::(anonymous namespace)::set_search_path(",
+    "(anonymous namespace)::create_list_lock()",
+)
 RECORD = re.compile(r"^==\d+== (\S+) bytes in (\S+) blocks are (still reachable|possibly lost)")
 
 
@@ -27,7 +49,7 @@ def is_library(record):
     for line in frames:
         if "mem_" in line or "alloc" in line or "operator new" in line:
             continue
-        return not any(r in line for r in REGISTRY)
+        return not any(k in line for k in KEPT)
     return True
 
 
