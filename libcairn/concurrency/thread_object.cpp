@@ -7,6 +7,7 @@
 #include "concurrency/thread_object.hpp"
 #include "concurrency/object_registry.hpp"
 #include "concurrency/wait_results.hpp"
+#include "frame/exit_cleanup.hpp"
 #include "platform/alloc.hpp"
 
 namespace cairn {
@@ -14,8 +15,29 @@ namespace {
 
 ox_once_t g_sequence_once;
 std::atomic<ox_atomic *> g_sequence{nullptr};
+// Where a counter made after a tear-down starts: the last number handed
+// out, so that thread ids are never used twice in a process.
+int32_t g_sequence_resume = 0;
 
-void create_sequence_counter() { g_sequence.store(ox_atomic_new(0), std::memory_order_release); }
+// At tear-down the counter goes (the registry keeps no library object) but
+// its position stays.
+void destroy_sequence_counter()
+{
+    ox_atomic *counter = g_sequence.exchange(nullptr, std::memory_order_acq_rel);
+    if (counter != nullptr) {
+        g_sequence_resume = ox_atomic_get(counter);
+        ox_atomic_destroy(counter);
+    }
+    ox_once_reset(&g_sequence_once);
+}
+
+void create_sequence_counter()
+{
+    ox_atomic *counter = ox_atomic_new(g_sequence_resume);
+    g_sequence.store(counter, std::memory_order_release);
+    if (counter != nullptr)
+        register_exit_cleanup(destroy_sequence_counter);
+}
 
 int destroy_thread(void *obj) { return ox_thread_destroy(static_cast<ox_thread *>(obj)); }
 const cairn::ObjectTypeName kTypeName{destroy_thread, "thread"};

@@ -13,6 +13,7 @@
 #include "cairn/frame.h"
 #include "diagnostics/debug_line.hpp"
 #include "diagnostics/debug_requests.hpp"
+#include "frame/exit_cleanup.hpp"
 #include "platform/fork_guard.hpp"
 #include "platform/named_event.hpp"
 
@@ -45,6 +46,16 @@ void after_fork_in_child()
     named_event_forget_after_fork();
 }
 
+// At tear-down the event thread ends and its socket closes; a later start
+// watches again.
+void stop_watch()
+{
+    pthread_mutex_lock(&g_start_lock);
+    if (g_started && named_event_stop())
+        g_started = false;
+    pthread_mutex_unlock(&g_start_lock);
+}
+
 int start_watch()
 {
     pthread_mutex_lock(&g_start_lock);
@@ -59,6 +70,8 @@ int start_watch()
         named_event_set_request_handler(answer_debug_request);
         rc = named_event_watch(name, on_debug_event);
         g_started = rc == 0;
+        if (g_started)
+            register_exit_cleanup(stop_watch);
         // Another process may hold the name (it can be bound first by
         // anyone who guesses the process id): the operator must know that
         // this process cannot be reached, but once is enough.

@@ -3,9 +3,12 @@
 // in its library record, which only that thread touches.
 #include "diagnostics/debug_streams.hpp"
 
+#include <atomic>
+
 #include "cairn/diagnostics.h"
 #include "diagnostics/debug_line.hpp"
 #include "diagnostics/oxprint/output_path.hpp"
+#include "frame/exit_cleanup.hpp"
 #include "platform/thread_record.hpp"
 
 namespace cairn {
@@ -28,6 +31,22 @@ FILE *open_append(const char *name)
 }
 
 bool is_empty(const char *name) { return name == nullptr || *name == '\0'; }
+
+// The process stream that dfopen() opened is closed at exit (a lent one
+// is only forgotten), once per tear-down of the exit handlers.
+std::atomic<bool> g_close_registered{false};
+
+void close_at_exit()
+{
+    g_close_registered.store(false);
+    dfclose();
+}
+
+void close_process_stream_at_exit()
+{
+    if (!g_close_registered.exchange(true) && register_exit_cleanup(close_at_exit) != 0)
+        g_close_registered.store(false);
+}
 
 }  // namespace
 
@@ -65,6 +84,8 @@ void dfopen(const char *name)
     // write to it.
     g_process_debug_stream = open_append(name);
     g_process_debug_console = is_console_stream(g_process_debug_stream);
+    if (g_process_debug_stream != nullptr)
+        close_process_stream_at_exit();
     if (!debug_wanted(2, 2))
         return;
     if (g_process_debug_stream != nullptr)

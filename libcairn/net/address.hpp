@@ -52,6 +52,22 @@ int fail_errno(int err);
 // Last error of the name-resolution kind with errno set from it.
 void set_resolver_error(int eai);
 
+// Copy a resolver answer whole into a caller's buffer of `size` bytes: a
+// text that does not fit is never cut (a cut address or name reads as a
+// different one); the buffer is left empty and false returned, for the
+// caller to answer EAI_OVERFLOW as the system resolver does.
+inline bool copy_answer(char *dst, std::size_t size, const char *src)
+{
+    std::size_t n = std::strlen(src);
+    if (n >= size) {
+        if (size > 0)
+            dst[0] = '\0';
+        return false;
+    }
+    std::memcpy(dst, src, n + 1);
+    return true;
+}
+
 // The IPv6-enabled flag of this host (runs the resolver's set-up).
 bool ipv6_enabled();
 

@@ -36,11 +36,12 @@ bool cache_read(KeyRecord &key, char *host, socklen_t hostlen, char *service, so
     if (rec->host[0] == '\0' && rec->service[0] == '\0') {
         *result = fail(EAI_NONAME);
     } else {
+        bool fits = true;
         if (host != nullptr && hostlen > 0 && rec->host[0] != '\0')
-            ox_strlcpy(host, rec->host, hostlen);
-        if (service != nullptr && servlen > 0 && rec->service[0] != '\0')
-            ox_strlcpy(service, rec->service, servlen);
-        *result = 0;
+            fits = copy_answer(host, hostlen, rec->host);
+        if (fits && service != nullptr && servlen > 0 && rec->service[0] != '\0')
+            fits = copy_answer(service, servlen, rec->service);
+        *result = fits ? 0 : fail(EAI_OVERFLOW);
     }
     key_free(rec);
     return true;
@@ -58,8 +59,9 @@ bool link_local_answer(const sockaddr *addr, char *host, socklen_t hostlen, int 
     }
     const uint8_t *b = v6(addr)->sin6_addr.s6_addr;
     auto group = [b](int i) { return static_cast<unsigned>((b[2 * i] << 8) | b[2 * i + 1]); };
-    std::snprintf(host, hostlen, "fe80::%x:%x:%x:%x", group(4), group(5), group(6), group(7));
-    *result = 0;
+    char text[INET6_ADDRSTRLEN];
+    std::snprintf(text, sizeof text, "fe80::%x:%x:%x:%x", group(4), group(5), group(6), group(7));
+    *result = copy_answer(host, hostlen, text) ? 0 : fail(EAI_OVERFLOW);
     return true;
 }
 

@@ -10,6 +10,7 @@
 #include "cairn/frame.h"
 #include "cairn/text.h"
 #include "diagnostics/debug_line.hpp"
+#include "net/address.hpp"
 #include "platform/alloc.hpp"
 
 namespace cairn::net {
@@ -207,9 +208,9 @@ bool sim_reverse(const char *numeric, int flags, char *host, std::size_t hostlen
     CAIRN_DEBUG(kTraceLevel, kTraceBit,
                 "ox_inet_getnameinfo(): simulating answer '%s' for address '%s'\n", answer,
                 numeric);
-    if (host != nullptr && hostlen > 0)
-        ox_strlcpy(host, answer, hostlen);
     *result = 0;
+    if (host != nullptr && hostlen > 0 && !copy_answer(host, hostlen, answer))
+        *result = EAI_OVERFLOW;
     return true;
 }
 

@@ -24,28 +24,35 @@ namespace {
 constexpr int kTraceLevel = 5;
 constexpr uint32_t kTraceBit = 16;
 
-// Loopback answers without asking the system.
+// Loopback answers without asking the system (EAI_OVERFLOW in *result
+// when the name does not fit).
 bool loopback_answer(const sockaddr *addr, char *host, std::size_t hostlen, char *service,
-                     int flags)
+                     int flags, int *result)
 {
     if (!ox_inet_isloopback(addr) || !(flags & (NI_NOFQDN | NI_NAMEREQD)))
         return false;
     bool mapped = family_of(addr) == AF_INET6 && is_mapped(v6(addr)->sin6_addr);
     const char *name = family_of(addr) == AF_INET || mapped ? "localhost" : "localhost6";
-    if (host != nullptr && hostlen > 0)
-        ox_strlcpy(host, name, hostlen);
+    *result = 0;
+    if (host != nullptr && hostlen > 0 && !copy_answer(host, hostlen, name))
+        *result = EAI_OVERFLOW;
     if (service != nullptr)
         service[0] = '\0';
     return true;
 }
 
-void numeric_text(const sockaddr *addr, char *out, std::size_t size)
+// False (and `out` empty) for another family or a buffer too small.
+bool numeric_text(const sockaddr *addr, char *out, std::size_t size)
 {
     out[0] = '\0';
+    const char *done = nullptr;
     if (family_of(addr) == AF_INET)
-        inet_ntop(AF_INET, &v4(addr)->sin_addr, out, static_cast<socklen_t>(size));
+        done = inet_ntop(AF_INET, &v4(addr)->sin_addr, out, static_cast<socklen_t>(size));
     else if (family_of(addr) == AF_INET6)
-        inet_ntop(AF_INET6, &v6(addr)->sin6_addr, out, static_cast<socklen_t>(size));
+        done = inet_ntop(AF_INET6, &v6(addr)->sin6_addr, out, static_cast<socklen_t>(size));
+    if (done == nullptr)
+        out[0] = '\0';
+    return done != nullptr;
 }
 
 struct FallbackSearch {
@@ -68,10 +75,9 @@ void fallback_visit(void *data, void *arg)
         if (s->want_name && n->ai_canonname == nullptr)
             continue;
         if (s->want_name)
-            ox_strlcpy(s->host, n->ai_canonname, s->hostlen);
+            s->found = copy_answer(s->host, s->hostlen, n->ai_canonname);
         else
-            numeric_text(s->addr, s->host, s->hostlen);
-        s->found = true;
+            s->found = numeric_text(s->addr, s->host, s->hostlen);
         return;
     }
     return;
@@ -119,13 +125,16 @@ int reverse_core(const sockaddr *addr, socklen_t len, char *host, std::size_t ho
             return result;
         }
     }
-    if (loopback_answer(addr, host, hostlen, service, flags))
-        return 0;
+    if (loopback_answer(addr, host, hostlen, service, flags, &result))
+        return result;
     time_t start = slow_lookup_start();
     result = getnameinfo(addr, len, host, static_cast<socklen_t>(hostlen), service,
                          static_cast<socklen_t>(servlen), flags);
     slow_reverse_report(start, result, addr, flags);
-    if (result != 0 && result != EAI_BADFLAGS && forward_fallback(addr, host, hostlen, flags)) {
+    // A buffer too small for the system's answer is the caller's to fix:
+    // no cached name stands in for it.
+    if (result != 0 && result != EAI_BADFLAGS && result != EAI_OVERFLOW &&
+        forward_fallback(addr, host, hostlen, flags)) {
         if (service != nullptr && servlen > 0)
             service[0] = '\0';
         result = 0;

@@ -24,6 +24,11 @@ struct Watch {
     void (*on_fire)() = nullptr;
 };
 Watch g_watch;
+// Set to ask the watcher to end; the watcher clears `g_watching` as its
+// last step, after which its socket may be closed.
+std::atomic<bool> g_stopping{false};
+std::atomic<bool> g_watching{false};
+pthread_t g_watcher;
 std::atomic<unsigned long> g_refusals{0};
 
 // Whether a datagram sent by `uid` may fire this process's event: only its
@@ -31,6 +36,9 @@ std::atomic<unsigned long> g_refusals{0};
 bool sender_allowed(uid_t uid) { return uid == 0 || uid == geteuid() || uid == getuid(); }
 
 std::atomic<RequestHandler> g_request_handler{nullptr};
+
+// How long a stop waits for a watcher busy in the event's handler.
+constexpr int kStopWaitMs = 2000;
 
 // One received datagram: its text (a firing or a request), who sent it and
 // where an answer goes.
@@ -137,7 +145,10 @@ void *watch_loop(void *arg)
     Watch watch = *static_cast<Watch *>(arg);
     Datagram d;
     for (;;) {
-        if (receive(watch.fd, 0, d) < 0) {
+        ssize_t got = receive(watch.fd, 0, d);
+        if (g_stopping.load(std::memory_order_acquire))
+            break;
+        if (got < 0) {
             if (errno == EINTR)
                 continue;
             break;  // the socket was closed or broke: stop watching
@@ -151,6 +162,7 @@ void *watch_loop(void *arg)
         drain(watch.fd);
         watch.on_fire();
     }
+    g_watching.store(false, std::memory_order_release);
     return nullptr;
 }
 
@@ -163,8 +175,11 @@ int start_thread(Watch *watch)
     pthread_attr_t attr;
     pthread_attr_init(&attr);
     pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
-    pthread_t thread;
-    int rc = pthread_create(&thread, &attr, watch_loop, watch);
+    g_stopping.store(false, std::memory_order_relaxed);
+    g_watching.store(true, std::memory_order_release);
+    int rc = pthread_create(&g_watcher, &attr, watch_loop, watch);
+    if (rc != 0)
+        g_watching.store(false, std::memory_order_relaxed);
     pthread_attr_destroy(&attr);
     pthread_sigmask(SIG_SETMASK, &old, nullptr);
     return rc;
@@ -212,6 +227,31 @@ void named_event_forget_after_fork()
     if (g_watch.fd >= 0)
         close(g_watch.fd);
     g_watch = Watch{};
+    g_watching.store(false);
+    g_stopping.store(false);
+}
+
+bool named_event_stop()
+{
+    if (g_watch.fd < 0)
+        return true;
+    // A shut-down socket wakes the watcher's receive at once.
+    g_stopping.store(true, std::memory_order_release);
+    shutdown(g_watch.fd, SHUT_RDWR);
+    if (g_watching.load(std::memory_order_acquire) && pthread_equal(g_watcher, pthread_self()))
+        return false;  // asked from the watcher's own handler: it ends on return
+    // The watcher may be in the event's handler: wait for it a while, but
+    // never keep an exiting process waiting on a handler that hangs.
+    for (int waited_ms = 0; g_watching.load(std::memory_order_acquire); ++waited_ms) {
+        if (waited_ms >= kStopWaitMs)
+            return false;
+        timespec ms{0, 1000000};
+        nanosleep(&ms, nullptr);
+    }
+    close(g_watch.fd);
+    g_watch = Watch{};
+    g_stopping.store(false, std::memory_order_relaxed);
+    return true;
 }
 
 int named_event_fire(const char *name)

@@ -57,6 +57,12 @@ unsigned long named_event_refusals();
 // Used in a child after fork, where the parent's watcher does not exist.
 void named_event_forget_after_fork();
 
+// Stop watching: the watcher thread ends and the socket is closed, so the
+// event may be watched again.  False when the watcher did not end within
+// two seconds (busy in the event's handler) or this is the watcher's own
+// thread: it then ends on its own, and its socket stays open.
+bool named_event_stop();
+
 // Fire the event `name`.  Returns 0, or an errno value (ECONNREFUSED when
 // nobody watches it).
 int named_event_fire(const char *name);

@@ -229,6 +229,57 @@ TEST(Resolver, ShortcutsNumericHostsAndReverse)
     CAIRN_IN_NETNS(o, body);
 }
 
+// An answer longer than the caller's buffer is refused with EAI_OVERFLOW,
+// as the system resolver refuses it, whether it comes from the system, the
+// cache, the link-local or the loopback shortcut: never cut to fit.
+TEST(Resolver, AnswersThatDoNotFitOverflow)
+{
+    NetnsOptions o;
+    o.hosts = "127.0.0.1 localhost\n::1 localhost6\n10.1.2.3 box.rt.test box\n";
+    o.nsswitch = "hosts: files\n";
+    auto body = [](NetNamespace &) {
+        auto reverse_in = [](const char *text, int flags, socklen_t len) {
+            sockaddr_storage ss{};
+            auto *sa = reinterpret_cast<sockaddr *>(&ss);
+            EXPECT_EQ(ox_inet_pton(text, sa), 0) << text;
+            char host[NI_MAXHOST] = "x";
+            int rc = ox_getnameinfo(sa, static_cast<socklen_t>(ox_inet_getlen(sa)), host, len,
+                                    nullptr, 0, flags);
+            return rc == 0 ? std::string(host) : "error " + std::to_string(rc);
+        };
+        const std::string overflow = "error " + std::to_string(EAI_OVERFLOW);
+        struct Row {
+            const char *addr;
+            int flags;
+            socklen_t len;
+            std::string want;
+        } rows[] = {
+            {"10.1.2.3", NI_NAMEREQD, 11, overflow},  // the system's answer
+            {"10.1.2.3", NI_NAMEREQD, 12, "box.rt.test"},
+            {"10.1.2.3", NI_NAMEREQD, 11, overflow},  // now from the cache
+            {"10.1.2.3", NI_NUMERICHOST, 8, overflow},
+            {"10.1.2.3", NI_NUMERICHOST, 9, "10.1.2.3"},
+            {"10.1.2.3", NI_NUMERICHOST, 8, overflow},
+            {"fe80::1:2:3:4", 0, 13, overflow},
+            {"fe80::1:2:3:4", 0, 14, "fe80::1:2:3:4"},
+            {"::1", NI_NAMEREQD, 10, overflow},
+            {"::1", NI_NAMEREQD, 11, "localhost6"},
+        };
+        for (const Row &r : rows)
+            EXPECT_EQ(reverse_in(r.addr, r.flags, r.len), r.want) << r.addr << " in " << r.len;
+        sockaddr_storage ss{};
+        auto *sa = reinterpret_cast<sockaddr *>(&ss);
+        ASSERT_EQ(ox_inet_pton("::ffff:10.1.2.3", sa), 0);
+        char buf[16];
+        EXPECT_EQ(ox_inet_ntop(sa, buf, 8), nullptr);
+        int kind = 0;
+        EXPECT_EQ(ox_error_get_last_native(&kind), static_cast<uint32_t>(EAI_OVERFLOW));
+        EXPECT_EQ(kind, OX_ERRKIND_RESOLVER);
+        EXPECT_STREQ(ox_inet_ntop(sa, buf, 9), "10.1.2.3");
+    };
+    CAIRN_IN_NETNS(o, body);
+}
+
 TEST(Resolver, LocalhostWithoutIpv6)
 {
     NetnsOptions o;

@@ -48,6 +48,11 @@ static int change_level_from_outside(void)
     fflush(NULL);
     child = fork();
     if (child == 0) {
+        /* The path it was started by, when it has one: under a tool such as
+         * valgrind /proc/self/exe is the tool, not this program. */
+        const char *self = ox_get_argv0();
+        if (self != NULL && strchr(self, '/') != NULL)
+            execl(self, "cairn", "debug", pid, "Debug=3", (char *)NULL);
         execl("/proc/self/exe", "cairn", "debug", pid, "Debug=3", (char *)NULL);
         _exit(127);
     }
