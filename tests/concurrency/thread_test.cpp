@@ -237,25 +237,6 @@ TEST(Thread, JoiningAnAdoptedThreadWaitsForItsEnd)
     EXPECT_EQ(code, 0u);
 }
 
-TEST(Thread, CleanupStackContract)
-{
-    std::vector<int> order;
-    std::thread([&] {
-        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);  // nothing pushed
-        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
-        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
-        EXPECT_EQ(ox_thread_cleanup_pop(0), 0);  // removed, not run
-        EXPECT_TRUE(order.empty());
-        EXPECT_EQ(ox_thread_cleanup_pop(1), 0);  // removed and run
-        EXPECT_EQ(order.size(), 1u);
-        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);
-        // Left on the stack: run when this (adopted) thread ends.
-        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
-        ASSERT_EQ(ox_thread_cleanup_push(nullptr, nullptr), 0);  // skipped
-    }).join();
-    EXPECT_EQ(order.size(), 2u);
-}
-
 namespace {
 
 struct CleanupLog {
@@ -274,7 +255,7 @@ uint32_t pushes_two(void *param)
 
 }  // namespace
 
-TEST(Thread, CleanupEntriesRunNewestFirstWhenTheFunctionReturns)
+TEST(Thread, CleanupStackRunsNewestFirstAndPopsOnRequest)
 {
     CleanupLog log;
     ox_thread *t = ox_thread_new(pushes_two, &log);
@@ -289,6 +270,23 @@ TEST(Thread, CleanupEntriesRunNewestFirstWhenTheFunctionReturns)
     ASSERT_EQ(ox_thread_join(t, &code), 0);
     EXPECT_EQ(log.order, (std::vector<int>{2, 1}));
     EXPECT_EQ(ox_thread_destroy(t), 0);
+
+    // Popping: without running, with running, and from an empty stack; what
+    // is left on an adopted thread's stack runs when that thread ends.
+    std::vector<int> order;
+    std::thread([&] {
+        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);
+        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
+        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
+        EXPECT_EQ(ox_thread_cleanup_pop(0), 0);
+        EXPECT_TRUE(order.empty());
+        EXPECT_EQ(ox_thread_cleanup_pop(1), 0);
+        EXPECT_EQ(order.size(), 1u);
+        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);
+        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
+        ASSERT_EQ(ox_thread_cleanup_push(nullptr, nullptr), 0);  // skipped
+    }).join();
+    EXPECT_EQ(order.size(), 2u);
 }
 
 TEST(Thread, SleepYieldAndTheUnsupportedCalls)
