@@ -107,27 +107,6 @@ TEST(Thread, BusyAndEndedResults)
     EXPECT_EQ(ox_thread_destroy(t), 0);
 }
 
-TEST(Thread, OfTwoJoinersOneJoinsAndTheOtherFindsItJoined)
-{
-    Gate gate;
-    gate.code = 4;
-    ox_thread *t = ox_thread_new(gated, &gate);
-    ASSERT_NE(t, nullptr);
-    ASSERT_EQ(ox_thread_start(t), 0);
-    std::atomic<int> results[2] = {{-1}, {-1}};
-    std::vector<std::thread> joiners;
-    for (auto &result : results)
-        joiners.emplace_back([&] { result = ox_thread_join(t, nullptr); });
-    ASSERT_TRUE(eventually([&] { return t->handle->ended.queued.load() == 2; }));
-    ox_event_signal(gate.release);
-    for (auto &j : joiners)
-        j.join();
-    EXPECT_EQ(results[0] + results[1], OX_ESRCH);  // one 0, one 78
-    EXPECT_TRUE(results[0] == 0 || results[1] == 0);
-    EXPECT_EQ(thread_state(t), cairn::kThreadJoined);
-    EXPECT_EQ(ox_thread_destroy(t), 0);
-}
-
 TEST(Thread, CallsOnItselfReportSelfDeadlock)
 {
     SelfResults r;
