@@ -111,6 +111,9 @@ TEST(Cond, SignalWakesOneCountedWaiter)
     EXPECT_EQ(ox_cond_wait(nullptr, nullptr), 0);
 }
 
+// A waiter cancelled inside ox_cond_wait is checked with the other cancelled
+// waits (ThreadCancel).
+
 TEST(MtxCond, CreatorsCleanUpAfterEachAllocationFailure)
 {
     ox_mtx *warm = nullptr;

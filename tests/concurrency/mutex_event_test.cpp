@@ -165,6 +165,9 @@ TEST(Event, TimedOutWaiterStaysCountedSoABroadcastOverflows)
     EXPECT_EQ(ox_event_destroy(e), 0);
 }
 
+// Mutual exclusion and event hand-overs under contention are checked by the
+// stress program (StressLocks).
+
 TEST(Event, ConstructorsCleanUpAfterEachAllocationFailure)
 {
     ox_event_destroy(ox_event_new());  // the registry exists from here on

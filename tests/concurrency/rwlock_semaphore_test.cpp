@@ -275,6 +275,9 @@ TEST(Semaphore, CountLimits)
     EXPECT_EQ(ox_semaphore_destroy(s), 0);
 }
 
+// Writers excluding readers and semaphore units under contention are checked
+// by the stress program (StressLocks).
+
 TEST(RwLockSemaphore, ConstructorsCleanUpAfterEachAllocationFailure)
 {
     ox_semaphore_destroy(ox_semaphore_new(0));

@@ -320,4 +320,7 @@ TEST_F(ListTest, ConstructorsSurviveEveryAllocationFailure)
     ox_list_destroy(l);
 }
 
+// Producers and consumers sharing a list are checked by the stress program
+// (StressContainers).
+
 }  // namespace
