@@ -91,38 +91,6 @@ TEST(EventQueue, SignalWakesEveryWaiterWithAnInterrupt)
     ox_eventqueue_destroy(q);
 }
 
-ox_eventqueue *g_cancel_queue = nullptr;
-std::atomic<bool> g_waiter_running{false};
-
-// A waiter cancelled in its wait stops counting as a waiter: a later signal
-// leaves no stray interrupt for the next caller.
-TEST(EventQueue, ACancelledWaiterIsNoLongerCounted)
-{
-    g_cancel_queue = ox_eventqueue_new(nullptr);
-    ASSERT_NE(g_cancel_queue, nullptr);
-    ox_thread *t = ox_thread_new(
-        [](void *) -> uint32_t {
-            void *out = nullptr;
-            g_waiter_running = true;
-            ox_eventqueue_pop(g_cancel_queue, &out);  // the cancel lands here
-            return 1;
-        },
-        nullptr);
-    ASSERT_NE(t, nullptr);
-    ASSERT_EQ(ox_thread_start(t), 0);
-    while (!g_waiter_running.load())
-        std::this_thread::yield();
-    ASSERT_EQ(ox_thread_cancel(t), 0);
-    ASSERT_EQ(ox_thread_join(t, nullptr), 0);
-    ox_thread_destroy(t);
-    EXPECT_EQ(ox_eventqueue_signal(g_cancel_queue), 0);
-    ASSERT_EQ(ox_eventqueue_push(g_cancel_queue, item(1)), 0);
-    void *out = nullptr;
-    EXPECT_EQ(ox_eventqueue_trypop(g_cancel_queue, &out), 0);
-    EXPECT_EQ(out, item(1));
-    ox_eventqueue_destroy(g_cancel_queue);
-}
-
 TEST(EventQueue, BlockedPopGetsAPushedItem)
 {
     ox_eventqueue *q = ox_eventqueue_new(nullptr);

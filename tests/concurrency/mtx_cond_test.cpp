@@ -111,51 +111,8 @@ TEST(Cond, SignalWakesOneCountedWaiter)
     EXPECT_EQ(ox_cond_wait(nullptr, nullptr), 0);
 }
 
-namespace {
-
-struct CondWaiter {
-    ox_mtx *m = nullptr;
-    ox_cond *c = nullptr;
-    std::atomic<int> waiting{0};
-};
-
-uint32_t wait_on_cond(void *arg)
-{
-    auto *w = static_cast<CondWaiter *>(arg);
-    ox_mtx_lock(w->m);
-    w->waiting.store(1);
-    ox_cond_wait(w->c, w->m);  // a cancel ends the thread in here
-    return 0;
-}
-
-}  // namespace
-
-TEST(Cond, CancelledWaiterLeavesTheCount)
-{
-    CondWaiter w;
-    ASSERT_EQ(ox_mtx_create(&w.m), 1);
-    ASSERT_EQ(ox_cond_create(&w.c), 1);
-    ox_thread *t = ox_thread_new(wait_on_cond, &w);
-    ASSERT_EQ(ox_thread_start(t), OX_SUCCESS);
-    ASSERT_TRUE(eventually([&] { return w.waiting.load() == 1; }));
-    // The waiter gives the mutex up only once it is counted.
-    ASSERT_EQ(ox_mtx_lock(w.m), 1);
-    ASSERT_EQ(ox_mtx_unlock(w.m), 1);
-    ASSERT_EQ(ox_thread_cancel(t), OX_SUCCESS);
-    uint32_t code = 0;
-    ASSERT_EQ(ox_thread_join(t, &code), OX_SUCCESS);
-    EXPECT_EQ(code, 1u);
-
-    // Nobody waits now: a signal is dropped and a later wait times out.
-    EXPECT_EQ(ox_cond_signal(w.c), 1);
-    ASSERT_EQ(ox_mtx_lock(w.m), 1);
-    timeval short_wait{0, 20000};
-    EXPECT_EQ(ox_cond_timedwait(w.c, w.m, &short_wait), 0);
-    EXPECT_EQ(ox_mtx_unlock(w.m), 1);
-    EXPECT_EQ(ox_thread_destroy(t), OX_SUCCESS);
-    EXPECT_EQ(ox_cond_destroy(w.c), 1);
-    EXPECT_EQ(ox_mtx_destroy(w.m), 1);
-}
+// A waiter cancelled inside ox_cond_wait is checked with the other cancelled
+// waits (ThreadCancel).
 
 TEST(MtxCond, CreatorsCleanUpAfterEachAllocationFailure)
 {

@@ -188,29 +188,6 @@ TEST(ObjectRegistry, DyingObjectCannotBeReferencedAgain)
     EXPECT_EQ(ox_object_reference(&o), OX_ENOENT);
 }
 
-TEST(ObjectRegistry, ConcurrentReferencesBalance)
-{
-    Obj o;
-    ASSERT_GE(register_obj(o, counting_destructor), 0);
-    std::vector<std::thread> threads;
-    std::atomic<int> failures{0};
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int i = 0; i < 20000; ++i) {
-                if (ox_object_reference(&o) != 0)
-                    ++failures;
-                if (ox_object_unreference(&o) != 0)
-                    ++failures;
-            }
-        });
-    for (auto &t : threads)
-        t.join();
-    EXPECT_EQ(failures.load(), 0);
-    EXPECT_EQ(o.destroyed, 0);
-    EXPECT_EQ(ox_object_unreference(&o), 0);
-    EXPECT_EQ(o.destroyed, 1);
-}
-
 TEST(ObjectRegistry, ConcurrentRegistrationsGetDistinctSlots)
 {
     constexpr int kThreads = 4, kPerThread = 500;

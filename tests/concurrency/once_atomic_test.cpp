@@ -25,17 +25,6 @@ void slow_init()
 
 void count_init() { ++g_runs; }
 
-TEST(Once, RejectsNullArguments)
-{
-    ox_once_t once = OX_ONCE_INIT;
-    errno = 0;
-    EXPECT_EQ(ox_once(nullptr, count_init), OX_ENULL);
-    EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(ox_once(&once, nullptr), OX_ENULL);
-    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-    ox_once_reset(nullptr);  // ignored
-}
-
 TEST(Once, ExactlyOneRunAndEveryoneWaitsForIt)
 {
     static ox_once_t once;  // zero-filled static: no set-up
@@ -62,7 +51,7 @@ TEST(Once, ExactlyOneRunAndEveryoneWaitsForIt)
     EXPECT_EQ(g_runs.load(), 1);
 }
 
-TEST(Once, ResetRunsTheFunctionAgain)
+TEST(Once, ResetRunsTheFunctionAgainAndNullIsRefused)
 {
     ox_once_t once = OX_ONCE_INIT;
     g_runs = 0;
@@ -74,9 +63,16 @@ TEST(Once, ResetRunsTheFunctionAgain)
     EXPECT_EQ(once.started, 0u);
     ox_once(&once, count_init);
     EXPECT_EQ(g_runs.load(), 2);
+
+    errno = 0;
+    EXPECT_EQ(ox_once(nullptr, count_init), OX_ENULL);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(ox_once(&once, nullptr), OX_ENULL);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    ox_once_reset(nullptr);  // ignored
 }
 
-TEST(Atomic, Operations)
+TEST(Atomic, OperationsReferencesAndNullHandles)
 {
     ox_atomic *a = ox_atomic_new(5);
     ASSERT_NE(a, nullptr);
@@ -91,31 +87,22 @@ TEST(Atomic, Operations)
     EXPECT_EQ(ox_atomic_get(a), -4);
     ox_atomic_exchange(a, INT32_MAX);
     EXPECT_EQ(ox_atomic_increment(a), INT32_MIN);  // wraps, no trap
+    // Destroy drops one reference at a time.
+    ASSERT_EQ(ox_object_reference(a), 0);
     EXPECT_EQ(ox_atomic_destroy(a), 0);
-}
+    EXPECT_EQ(ox_atomic_increment(a), INT32_MIN + 1);  // still usable
+    EXPECT_EQ(ox_atomic_destroy(a), 0);                // frees it
+    // The public unreference path reaches the same destructor.
+    ox_atomic *b = ox_atomic_new(0);
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(ox_object_unreference(b), 0);
 
-TEST(Atomic, NullHandles)
-{
     errno = 0;
     EXPECT_EQ(ox_atomic_destroy(nullptr), OX_ENULL);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(ox_atomic_increment(nullptr), 0);
     EXPECT_EQ(ox_atomic_compare_exchange(nullptr, 1, 0), 0);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-}
-
-TEST(Atomic, DestroyDropsOneReference)
-{
-    ox_atomic *a = ox_atomic_new(1);
-    ASSERT_NE(a, nullptr);
-    ASSERT_EQ(ox_object_reference(a), 0);
-    EXPECT_EQ(ox_atomic_destroy(a), 0);
-    EXPECT_EQ(ox_atomic_increment(a), 2);  // still usable
-    EXPECT_EQ(ox_atomic_destroy(a), 0);    // frees it
-    // The public unreference path reaches the same destructor.
-    ox_atomic *b = ox_atomic_new(0);
-    ASSERT_NE(b, nullptr);
-    EXPECT_EQ(ox_object_unreference(b), 0);
 }
 
 TEST(Atomic, ContendedCountsAreExact)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <pthread.h>
+#include <sys/time.h>
 
 #include <atomic>
 #include <functional>
@@ -32,6 +33,7 @@ struct Blockers {
     ox_mtx *cond_mtx = nullptr;
     ox_cond *cond = nullptr;
     ox_event *never = ox_event_new();
+    ox_eventqueue *queue = ox_eventqueue_new(nullptr);
     ox_thread *sleeper = nullptr;
 
     Blockers()
@@ -65,6 +67,7 @@ struct Blockers {
         ox_mtx_destroy(mtx);
         ox_mtx_destroy(cond_mtx);
         ox_cond_destroy(cond);
+        ox_eventqueue_destroy(queue);
     }
 
     static uint32_t wait_forever(void *e)
@@ -149,6 +152,10 @@ TEST(ThreadCancel, EndsAThreadBlockedInEachKindOfWait)
         ox_mtx_lock(b.cond_mtx);
         ox_cond_wait(b.cond, b.cond_mtx);
     });
+    cancel_while_blocked("event queue", [&] {
+        void *out = nullptr;
+        ox_eventqueue_pop(b.queue, &out);
+    });
     cancel_while_blocked("sleep", [] { ox_thread_sleep(OX_WAIT_FOREVER); });
     cancel_while_blocked("join", [&] { ox_thread_join(b.sleeper, nullptr); });
     cancel_while_blocked(
@@ -166,7 +173,17 @@ TEST(ThreadCancel, EndsAThreadBlockedInEachKindOfWait)
     EXPECT_EQ(b.write_held->entry->queued.load(), 0);
     EXPECT_EQ(b.read_held->no_readers->queued.load(), 0);
     EXPECT_EQ(ox_mtx_trylock(b.cond_mtx), 1);  // the cond wait had released it
+    // Cancelled waiters are no longer counted: a signal finds nobody, so a
+    // later wait times out, and the queue keeps no interrupt for the next pop.
+    EXPECT_EQ(ox_cond_signal(b.cond), 1);
+    timeval short_wait{0, 20000};
+    EXPECT_EQ(ox_cond_timedwait(b.cond, b.cond_mtx, &short_wait), 0);
     ox_mtx_unlock(b.cond_mtx);
+    EXPECT_EQ(ox_eventqueue_signal(b.queue), 0);
+    ASSERT_EQ(ox_eventqueue_push(b.queue, &b), 0);
+    void *out = nullptr;
+    EXPECT_EQ(ox_eventqueue_timedpop(b.queue, 1000, &out), 0);
+    EXPECT_EQ(out, &b);
 }
 
 TEST(ThreadCancel, ResultsForThreadsThatCannotBeCancelled)

@@ -118,6 +118,7 @@ TEST(ThreadEnd, JoinersSurviveTheWinnerRestartingOrDestroying)
                     return;
                 }
                 winners.fetch_add(1);
+                EXPECT_EQ(thread_state(t), cairn::kThreadJoined);
                 if (!restart) {
                     EXPECT_EQ(ox_thread_destroy(t), OX_SUCCESS);
                     return;

@@ -16,25 +16,13 @@
 #include "cairn/frame.h"
 #include "concurrency/thread_queue_testing.hpp"
 #include "fault_injection.hpp"
+#include "wait_test_util.hpp"
+
+using cairn::testing::eventually;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 void *item(intptr_t v) { return reinterpret_cast<void *>(v); }
-
-// Poll `done` for up to a generous bound.
-template <typename F>
-bool eventually(F done, int seconds = 30)
-{
-    auto until = Clock::now() + std::chrono::seconds(seconds);
-    while (!done()) {
-        if (Clock::now() > until)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 std::atomic<int> g_done{0};
 std::atomic<int> g_freed{0};

@@ -107,27 +107,6 @@ TEST(Thread, BusyAndEndedResults)
     EXPECT_EQ(ox_thread_destroy(t), 0);
 }
 
-TEST(Thread, OfTwoJoinersOneJoinsAndTheOtherFindsItJoined)
-{
-    Gate gate;
-    gate.code = 4;
-    ox_thread *t = ox_thread_new(gated, &gate);
-    ASSERT_NE(t, nullptr);
-    ASSERT_EQ(ox_thread_start(t), 0);
-    std::atomic<int> results[2] = {{-1}, {-1}};
-    std::vector<std::thread> joiners;
-    for (auto &result : results)
-        joiners.emplace_back([&] { result = ox_thread_join(t, nullptr); });
-    ASSERT_TRUE(eventually([&] { return t->handle->ended.queued.load() == 2; }));
-    ox_event_signal(gate.release);
-    for (auto &j : joiners)
-        j.join();
-    EXPECT_EQ(results[0] + results[1], OX_ESRCH);  // one 0, one 78
-    EXPECT_TRUE(results[0] == 0 || results[1] == 0);
-    EXPECT_EQ(thread_state(t), cairn::kThreadJoined);
-    EXPECT_EQ(ox_thread_destroy(t), 0);
-}
-
 TEST(Thread, CallsOnItselfReportSelfDeadlock)
 {
     SelfResults r;
@@ -237,25 +216,6 @@ TEST(Thread, JoiningAnAdoptedThreadWaitsForItsEnd)
     EXPECT_EQ(code, 0u);
 }
 
-TEST(Thread, CleanupStackContract)
-{
-    std::vector<int> order;
-    std::thread([&] {
-        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);  // nothing pushed
-        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
-        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
-        EXPECT_EQ(ox_thread_cleanup_pop(0), 0);  // removed, not run
-        EXPECT_TRUE(order.empty());
-        EXPECT_EQ(ox_thread_cleanup_pop(1), 0);  // removed and run
-        EXPECT_EQ(order.size(), 1u);
-        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);
-        // Left on the stack: run when this (adopted) thread ends.
-        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
-        ASSERT_EQ(ox_thread_cleanup_push(nullptr, nullptr), 0);  // skipped
-    }).join();
-    EXPECT_EQ(order.size(), 2u);
-}
-
 namespace {
 
 struct CleanupLog {
@@ -274,7 +234,7 @@ uint32_t pushes_two(void *param)
 
 }  // namespace
 
-TEST(Thread, CleanupEntriesRunNewestFirstWhenTheFunctionReturns)
+TEST(Thread, CleanupStackRunsNewestFirstAndPopsOnRequest)
 {
     CleanupLog log;
     ox_thread *t = ox_thread_new(pushes_two, &log);
@@ -289,6 +249,23 @@ TEST(Thread, CleanupEntriesRunNewestFirstWhenTheFunctionReturns)
     ASSERT_EQ(ox_thread_join(t, &code), 0);
     EXPECT_EQ(log.order, (std::vector<int>{2, 1}));
     EXPECT_EQ(ox_thread_destroy(t), 0);
+
+    // Popping: without running, with running, and from an empty stack; what
+    // is left on an adopted thread's stack runs when that thread ends.
+    std::vector<int> order;
+    std::thread([&] {
+        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);
+        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
+        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
+        EXPECT_EQ(ox_thread_cleanup_pop(0), 0);
+        EXPECT_TRUE(order.empty());
+        EXPECT_EQ(ox_thread_cleanup_pop(1), 0);
+        EXPECT_EQ(order.size(), 1u);
+        EXPECT_EQ(ox_thread_cleanup_pop(1), OX_ENOENT);
+        ASSERT_EQ(ox_thread_cleanup_push(record_order, &order), 0);
+        ASSERT_EQ(ox_thread_cleanup_push(nullptr, nullptr), 0);  // skipped
+    }).join();
+    EXPECT_EQ(order.size(), 2u);
 }
 
 TEST(Thread, SleepYieldAndTheUnsupportedCalls)

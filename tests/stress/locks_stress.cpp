@@ -5,6 +5,7 @@
 #include <sys/time.h>
 
 #include "cairn/frame.h"
+#include "concurrency/sync_handles.hpp"
 
 namespace cairn::stress {
 namespace {
@@ -36,6 +37,7 @@ TEST(StressLocks, MutexCountsEveryIncrement)
         }
     });
     EXPECT_EQ(counter, static_cast<long>(n) * kThreads);
+    EXPECT_EQ(m->handle->queued.load(), 0);  // no waiter left on the wait list
     // Released: a fresh thread can take it, and unlocking it again fails.
     EXPECT_EQ(ox_mutex_trylock(m), 0);
     EXPECT_EQ(ox_mutex_unlock(m), 0);

@@ -1,15 +1,10 @@
 // Producer/consumer stress of the queues: 4 producers and 4 consumers hand
 // distinct items through each queue; every item must come out exactly once.
-#include <gtest/gtest.h>
+#include "stress_support.hpp"
 
-#include <atomic>
-#include <chrono>
-#include <thread>
-#include <vector>
-
-#include "cairn/concurrency.h"
 #include "cairn/frame.h"
 
+namespace cairn::stress {
 namespace {
 
 constexpr int kProducers = 4;
@@ -19,30 +14,10 @@ constexpr intptr_t kTotal = kProducers * kPerProducer;
 
 void *item(intptr_t v) { return reinterpret_cast<void *>(v); }
 
-// Items are 1..kTotal; `seen[v]` counts how often item v came out.
-struct Tally {
-    std::vector<std::atomic<int>> seen = std::vector<std::atomic<int>>(kTotal + 1);
-    std::atomic<intptr_t> popped{0};
-    void record(void *p)
-    {
-        auto v = reinterpret_cast<intptr_t>(p);
-        ASSERT_GE(v, 1);
-        ASSERT_LE(v, kTotal);
-        seen[static_cast<size_t>(v)].fetch_add(1);
-        popped.fetch_add(1);
-    }
-    void check()
-    {
-        EXPECT_EQ(popped.load(), kTotal);
-        for (intptr_t v = 1; v <= kTotal; ++v)
-            ASSERT_EQ(seen[static_cast<size_t>(v)].load(), 1) << "item " << v;
-    }
-};
-
 template <typename Push, typename Pop>
 void run(Push push, Pop pop)
 {
-    Tally tally;
+    Ledger tally(kTotal);
     std::vector<std::thread> threads;
     for (int p = 0; p < kProducers; ++p)
         threads.emplace_back([&push, p] {
@@ -58,12 +33,12 @@ void run(Push push, Pop pop)
             while (tally.popped.load() < kTotal && std::chrono::steady_clock::now() < deadline) {
                 void *out = nullptr;
                 if (pop(&out) == 0)
-                    tally.record(out);
+                    tally.take(out);
             }
         });
     for (auto &t : threads)
         t.join();
-    tally.check();
+    tally.expect_each_once();
 }
 
 TEST(QueueStress, CircularQueueCountsConserved)
@@ -87,14 +62,14 @@ TEST(QueueStress, EventQueueCountsConserved)
     ox_eventqueue_destroy(q);
 }
 
-Tally *g_pool_tally = nullptr;
+Ledger *g_pool_tally = nullptr;
 
 TEST(QueueStress, ThreadQueueRunsEveryItemOnce)
 {
-    Tally tally;
+    Ledger tally(kTotal);
     g_pool_tally = &tally;
     ox_threadqueue *q =
-        ox_threadqueue_new([](void *it) { g_pool_tally->record(it); }, nullptr, 1, kConsumers, 1);
+        ox_threadqueue_new([](void *it) { g_pool_tally->take(it); }, nullptr, 1, kConsumers, 1);
     ASSERT_NE(q, nullptr);
     std::vector<std::thread> producers;
     for (int p = 0; p < kProducers; ++p)
@@ -106,7 +81,8 @@ TEST(QueueStress, ThreadQueueRunsEveryItemOnce)
         t.join();
     EXPECT_LE(ox_threadqueue_size(q), kConsumers);
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);  // waits for the queue to drain
-    tally.check();
+    tally.expect_each_once();
 }
 
 }  // namespace
+}  // namespace cairn::stress

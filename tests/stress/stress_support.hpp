@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -107,6 +108,35 @@ inline void run_threads(int n, const std::function<void(int)> &body)
     }
     set_thread_start_pause(true);
 }
+
+// Items numbered 1..total that must each come out of a container exactly
+// once: counts how often each came out, and anything that was never put in.
+struct Ledger {
+    long total;
+    std::unique_ptr<std::atomic<uint8_t>[]> seen;
+    std::atomic<long> popped{0};
+    std::atomic<long> duplicates{0};
+    std::atomic<long> bogus{0};
+
+    explicit Ledger(long n) : total(n), seen(new std::atomic<uint8_t>[n + 1]()) {}
+    void take(void *data)
+    {
+        long v = reinterpret_cast<long>(data);
+        if (v < 1 || v > total) {
+            ++bogus;
+            return;
+        }
+        if (seen[v].fetch_add(1) != 0)
+            ++duplicates;
+        ++popped;
+    }
+    void expect_each_once() const
+    {
+        EXPECT_EQ(bogus.load(), 0);
+        EXPECT_EQ(duplicates.load(), 0);
+        EXPECT_EQ(popped.load(), total);
+    }
+};
 
 // A cheap per-thread random number generator.
 struct Rng {
