@@ -1,5 +1,6 @@
-// The thread's last error: per-thread storage, the message texts with their
-// record rewrites, ox_strerror's save and restore, and allocation failure.
+// The thread's last error: per-thread storage, the system message table and
+// the message texts with their record rewrites, ox_strerror's save and
+// restore, and allocation failure.
 #include <gtest/gtest.h>
 #include <netdb.h>
 
@@ -24,72 +25,60 @@ std::string message()
     return buf;
 }
 
-int last_kind()
-{
-    int kind = -1;
-    ox_error_get_last_native(&kind);
-    return kind;
-}
-
-TEST(LastError, SetAndGetWithErrno)
+TEST(LastError, SetGetAndPerThread)
 {
     errno = 0;
     EXPECT_EQ(ox_error_set_last(2, OX_ERRKIND_ERRNO), OX_ENOENT);
     EXPECT_EQ(errno, 2);
     EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
 
-    // Other kinds leave errno alone.
-    errno = 7;
-    EXPECT_EQ(ox_error_set_last(258, OX_ERRKIND_WIN32), OX_ETIMEDOUT);
-    EXPECT_EQ(errno, 7);
-    EXPECT_EQ(ox_error_get_last(), OX_ETIMEDOUT);
-    EXPECT_EQ(last_kind(), OX_ERRKIND_WIN32);
-}
-
-TEST(LastError, IsPerThread)
-{
-    ox_error_set_last(ENOENT, OX_ERRKIND_ERRNO);
-    int seen_in_new_thread = -1, seen_after_set = -1, kind_in_new_thread = -1;
+    // Other kinds leave errno alone; a new thread starts with success.
+    int seen_in_new_thread = -1, seen_after_set = -1, kind_in_new_thread = -1, kind = -1;
     std::thread other([&] {
         seen_in_new_thread = ox_error_get_last();
         ox_error_get_last_native(&kind_in_new_thread);
-        ox_error_set_last(10060, OX_ERRKIND_WINSOCK);
-        seen_after_set = ox_error_get_last();
+        errno = 7;
+        ox_error_set_last(258, OX_ERRKIND_WIN32);
+        seen_after_set = errno == 7 ? ox_error_get_last() : -2;
+        ox_error_get_last_native(&kind);
     });
     other.join();
     EXPECT_EQ(seen_in_new_thread, OX_SUCCESS);
     EXPECT_EQ(kind_in_new_thread, OX_ERRKIND_ERRNO);
     EXPECT_EQ(seen_after_set, OX_ETIMEDOUT);
+    EXPECT_EQ(kind, OX_ERRKIND_WIN32);
     EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
 }
 
 TEST(LastError, MessagesByKind)
 {
-    ox_error_set_last(ENOENT, OX_ERRKIND_ERRNO);
-    EXPECT_EQ(message(), std::strerror(ENOENT));
-
-    // Win32 texts lose their line break and carry the code in hexadecimal.
-    ox_error_set_last(2, OX_ERRKIND_WIN32);
-    EXPECT_EQ(message(), "The system cannot find the file specified. (Win32 error 0x2)");
-    ox_error_set_last(1460, OX_ERRKIND_WIN32);
-    EXPECT_EQ(message(), "This operation returned because the timeout period expired. "
-                         "(Win32 error 0x5b4)");
-
-    // Winsock texts are kept as the system gives them.
-    ox_error_set_last(10061, OX_ERRKIND_WINSOCK);
-    EXPECT_EQ(message(), "No connection could be made because the target machine actively "
-                         "refused it.\r\n");
-
-    ox_error_set_last(static_cast<uint32_t>(EAI_NONAME), OX_ERRKIND_RESOLVER);
-    EXPECT_EQ(message(), gai_strerror(EAI_NONAME));
-
-    for (auto [code, kind] : {std::pair<uint32_t, int>{99999, OX_ERRKIND_WIN32},
-                              {99999, OX_ERRKIND_WINSOCK},
-                              {0x80042301u, OX_ERRKIND_VSS},
-                              {1, 0},
-                              {1, 17}}) {
-        ox_error_set_last(code, kind);
-        EXPECT_EQ(message(), "Unknown error") << code << " kind " << kind;
+    struct Case {
+        uint32_t code;
+        int kind;
+        std::string text;
+    };
+    const Case cases[] = {
+        {ENOENT, OX_ERRKIND_ERRNO, std::strerror(ENOENT)},
+        // Win32 texts lose their line break and carry the code in hexadecimal.
+        {2, OX_ERRKIND_WIN32, "The system cannot find the file specified. (Win32 error 0x2)"},
+        {122, OX_ERRKIND_WIN32,
+         "The data area passed to a system call is too small. (Win32 error 0x7a)"},
+        {1460, OX_ERRKIND_WIN32,
+         "This operation returned because the timeout period expired. (Win32 error 0x5b4)"},
+        // Winsock texts are kept as the system gives them.
+        {10061, OX_ERRKIND_WINSOCK,
+         "No connection could be made because the target machine actively refused it.\r\n"},
+        {static_cast<uint32_t>(EAI_NONAME), OX_ERRKIND_RESOLVER, gai_strerror(EAI_NONAME)},
+        {1300, OX_ERRKIND_WIN32, "Unknown error"},
+        {99999, OX_ERRKIND_WIN32, "Unknown error"},
+        {99999, OX_ERRKIND_WINSOCK, "Unknown error"},
+        {0x80042301u, OX_ERRKIND_VSS, "Unknown error"},
+        {1, 0, "Unknown error"},
+        {1, 17, "Unknown error"},
+    };
+    for (const Case &c : cases) {
+        ox_error_set_last(c.code, c.kind);
+        EXPECT_EQ(message(), c.text) << c.code << " kind " << c.kind;
     }
 }
 
@@ -160,21 +149,6 @@ TEST(LastError, StrerrorLeavesTheLastErrorAlone)
     EXPECT_STREQ(second, std::strerror(EINVAL));
 }
 
-TEST(LastError, EveryMappedWin32AndWinsockCodeHasAText)
-{
-    for (uint32_t code = 0; code <= 20000; ++code) {
-        int portable_win32 = ox_error_from_win32(code);
-        int portable_wsa = ox_error_from_winsock(code);
-        if (portable_win32 != OX_EUNKNOWN || portable_wsa != OX_EUNKNOWN) {
-            const char *text = cairn::system_message_text(code);
-            ASSERT_NE(text, nullptr) << code;
-            size_t n = std::strlen(text);
-            EXPECT_GT(n, 2u);
-            EXPECT_EQ(std::string(text + n - 2), "\r\n") << code;
-        }
-    }
-}
-
 TEST(LastError, RecordAllocationFailureLeavesNoLastError)
 {
     int before = -1, after = -1;
@@ -189,18 +163,65 @@ TEST(LastError, RecordAllocationFailureLeavesNoLastError)
     fresh.join();
     EXPECT_EQ(before, OX_ENOENT);  // the mapping never fails
     EXPECT_EQ(after, OX_SUCCESS);  // but nothing was stored
-}
 
-TEST(LastError, ThreadRecordAllocationFailureStopsTheProcess)
-{
     auto result = cairn::testing::run_in_child([] {
-        std::thread fresh([] {
+        std::thread doomed([] {
             cairn::testing::alloc_fail_at(1, true);
             ox_error_set_last(ENOENT, OX_ERRKIND_ERRNO);
         });
-        fresh.join();
+        doomed.join();
     });
-    EXPECT_EQ(result.signal, SIGTERM);
+    EXPECT_EQ(result.signal, SIGTERM) << "failing to make the thread's record stops the process";
+}
+
+// Well-known codes byte for byte as the platform documents them, and
+// properties of the whole table.
+TEST(SystemMessages, WellKnownCodesAndTheWholeTable)
+{
+    const struct {
+        uint32_t code;
+        const char *text;
+    } samples[] = {
+        {0, "The operation completed successfully.\r\n"},
+        {5, "Access is denied.\r\n"},
+        {193, "%1 is not a valid Win32 application.\r\n"},
+        {1299,
+         "Indicates a particular Security ID may not be assigned as the label of an object.\r\n"},
+        {10054, "An existing connection was forcibly closed by the remote host.\r\n"},
+        {11001, "No such host is known.\r\n"},
+    };
+    for (const auto &s : samples) {
+        const char *text = cairn::system_message_text(s.code);
+        ASSERT_NE(text, nullptr) << s.code;
+        EXPECT_STREQ(text, s.text) << s.code;
+    }
+    // Codes the platform does not define have no text.
+    for (uint32_t code : {35u, 1300u, 0xFFFFFFFFu})
+        EXPECT_EQ(cairn::system_message_text(code), nullptr) << code;
+
+    std::size_t count = 0;
+    const cairn::SystemMessageRow *rows = cairn::system_message_rows(&count);
+    std::size_t below_1300 = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0) {
+            EXPECT_LT(rows[i - 1].code, rows[i].code) << "row " << i;
+        }
+        ASSERT_NE(rows[i].text, nullptr) << rows[i].code;
+        std::size_t n = std::strlen(rows[i].text);
+        EXPECT_GT(n, 2u) << rows[i].code;
+        // One line: only the final line break.
+        EXPECT_EQ(std::strpbrk(rows[i].text, "\r\n"), rows[i].text + n - 2) << rows[i].code;
+        below_1300 += rows[i].code < 1300;
+        EXPECT_EQ(cairn::system_message_text(rows[i].code), rows[i].text);
+    }
+    EXPECT_EQ(below_1300, 733u);
+    // Every code a mapping knows has a text.
+    for (uint32_t code = 0; code <= 20000; ++code) {
+        if (ox_error_from_win32(code) != OX_EUNKNOWN ||
+            ox_error_from_winsock(code) != OX_EUNKNOWN) {
+            EXPECT_NE(cairn::system_message_text(code), nullptr) << code;
+        }
+    }
 }
 
 }  // namespace
