@@ -1,6 +1,6 @@
 // The debug log: prefixes, process and thread streams, lent streams,
-// dfopen twice, the fallbacks to standard error, verbprint's strict level,
-// printerr's accrual decision, and preflen.
+// dfopen twice, the fallbacks to standard error, the va_list forms,
+// verbprint's strict level, printerr's accrual decision, and preflen.
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -47,6 +47,22 @@ void printerr_through_v(const char *fmt, ...)
     va_list ap;
     va_start(ap, fmt);
     vprinterr(fmt, ap);
+    va_end(ap);
+}
+
+void vdfprintf_at(int level, const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    vdfprintf(level, fmt, ap);
+    va_end(ap);
+}
+
+void printinfo_through_v(const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    vprintinfo(fmt, ap);
     va_end(ap);
 }
 
@@ -208,6 +224,8 @@ TEST(DebugLog, FallbacksToStandardError)
         set_timestamps_dprintf(0);
         debugprintf("bare\n");
         CAIRN_DEBUG(1, 0, "lib %s\n", "line");
+        vdfprintf_at(1, "shown %d\n", 1);
+        vdfprintf_at(2, "hidden\n");
     });
     ASSERT_TRUE(child.exited);
     std::string err = child.err;
@@ -219,7 +237,7 @@ TEST(DebugLog, FallbacksToStandardError)
     std::size_t line_start = err.rfind('\n', at) + 1;
     EXPECT_EQ(at - line_start, std::string("11/15/26 18:22:52.123456 ").size()) << err;
     EXPECT_EQ(err.find("prog: 1", line_start), std::string::npos);
-    EXPECT_NE(err.find("\nbare\nprog: lib line\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("\nbare\nprog: lib line\nprog: shown 1\n"), std::string::npos) << err;
 }
 
 TEST(DebugLog, VerbprintStrictLevel)
@@ -249,11 +267,12 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
         msg_t *chain = blow_err(1);
         std::fprintf(stderr, "{%s}", chain ? chain->text : "none");
         printinfo("info %d\n", 5);
+        printinfo_through_v("info %s\n", "five");
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.err, "prog: before\nprog: disk d1 failed\nprog: warning: disk d2 slow\n"
                          "{prog: disk d1 failed\n}");
-    EXPECT_EQ(child.out, "prog: info 5\n");
+    EXPECT_EQ(child.out, "prog: info 5\nprog: info five\n");
 
     // The program name is part of the format: its "%" is read as a conversion.
     auto odd = run_in_child([] {
