@@ -144,48 +144,31 @@ std::vector<int> kinds_fetched(const char *format)
 // The argument kinds, checked as data through the fetcher table.
 TEST(FormatKinds, KindOfEachConversionAsData)
 {
+    // One conversion: the kind its argument is fetched as (0: a word).
+    struct Single {
+        int kind;
+        std::vector<const char *> formats;
+    };
+    const Single singles[] = {
+        {1, {"%c", "%d", "%i", "%hd", "%hu", "%hhx"}},
+        {2, {"%X", "%o", "%u", "%x"}},
+        {3, {"%ld", "%lx", "%li", "%ls", "%lc", "%zd", "%zx", "%jd", "%td"}},
+        {4, {"%lld", "%llu", "%llx"}},
+        {5, {"%E", "%G", "%e", "%f", "%g", "%lf"}},
+        {6, {"%Lf", "%Lg"}},
+        {7, {"%s"}},
+        {8, {"%p"}},
+        {9, {"%lu", "%zu", "%ju"}},
+        {0, {"%I64d", "%n"}},
+    };
+    for (const Single &s : singles)
+        for (const char *format : s.formats)
+            EXPECT_EQ(kinds_fetched(format), std::vector<int>{s.kind}) << format;
     struct Case {
         const char *format;
         std::vector<int> kinds;
     };
     const Case cases[] = {
-        {"%c", {1}},
-        {"%d", {1}},
-        {"%i", {1}},
-        {"%hd", {1}},
-        {"%hu", {1}},
-        {"%hhx", {1}},
-        {"%X", {2}},
-        {"%o", {2}},
-        {"%u", {2}},
-        {"%x", {2}},
-        {"%ld", {3}},
-        {"%lx", {3}},
-        {"%li", {3}},
-        {"%ls", {3}},
-        {"%lc", {3}},
-        {"%lld", {4}},
-        {"%llu", {4}},
-        {"%llx", {4}},
-        {"%E", {5}},
-        {"%G", {5}},
-        {"%e", {5}},
-        {"%f", {5}},
-        {"%g", {5}},
-        {"%lf", {5}},
-        {"%Lf", {6}},
-        {"%Lg", {6}},
-        {"%s", {7}},
-        {"%p", {8}},
-        {"%lu", {9}},
-        {"%I64d", {0}},
-        {"%n", {0}},
-        {"%zu", {9}},
-        {"%zd", {3}},
-        {"%zx", {3}},
-        {"%jd", {3}},
-        {"%ju", {9}},
-        {"%td", {3}},
         {"%2$zu %1$td", {3, 9}},
         {"%3$d", {0, 0, 1}},  // positions never mentioned: a word
         {"%*d", {1, 1}},
@@ -644,48 +627,26 @@ TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
 {
     const int huge = 1000000000;
     char buf[16];
-    struct Case {
-        const char *format;
-        long long expected;  // full length
-        const char *stored;  // what the 16-byte buffer keeps
-    };
-    // Widths: every conversion pads to exactly the width.
-    const Case widths[] = {
-        {"%*d", huge, "               "},  {"%-*x", huge, "1              "},
-        {"%*e", huge, "               "},  {"%-*f", huge, "1.000000       "},
-        {"%*g", huge, "               "},  {"%*a", huge, "               "},
-        {"%0*E", huge, "000000000000000"}, {"%*p", huge, "               "},
-        {"%*s", huge, "               "},  {"%*c", huge, "               "},
-    };
-    for (const Case &c : widths) {
-        const char *f = hidden(c.format);
-        int n = -1, bounded = -1;
-        switch (f[std::strlen(f) - 1]) {
-        case 'd':
-        case 'x':
-        case 'c':
-            n = ox_snprintf(buf, sizeof buf, f, huge, 1);
-            bounded = vformat(buf, sizeof buf, f, huge, 1);
-            break;
-        case 'p':
-            n = ox_snprintf(buf, sizeof buf, f, huge, static_cast<void *>(buf));
-            bounded = vformat(buf, sizeof buf, f, huge, static_cast<void *>(buf));
-            break;
-        case 's':
-            n = ox_snprintf(buf, sizeof buf, f, huge, "x");
-            bounded = vformat(buf, sizeof buf, f, huge, "x");
-            break;
-        default:
-            bounded = vformat(buf, sizeof buf, f, huge, 1.0);
-            n = ox_snprintf(buf, sizeof buf, f, huge, 1.0);
-            break;
+    // Widths: every conversion pads to exactly the width; `stored` is what
+    // the 16-byte buffer keeps.
+    auto width = [&](const char *format, const char *stored, auto arg) {
+        const char *f = hidden(format);
+        EXPECT_EQ(vformat(buf, sizeof buf, f, huge, arg), 15) << format;
+        EXPECT_EQ(ox_snprintf(buf, sizeof buf, f, huge, arg), huge) << format;
+        if (stored != nullptr) {
+            EXPECT_STREQ(buf, stored) << format;
         }
-        EXPECT_EQ(n, c.expected) << c.format;
-        EXPECT_EQ(bounded, 15) << c.format;
-        if (f[std::strlen(f) - 1] != 'p') {
-            EXPECT_STREQ(buf, c.stored) << c.format;
-        }
-    }
+    };
+    const char *blanks = "               ";
+    width("%*d", blanks, 1);
+    width("%-*x", "1              ", 1);
+    width("%*c", blanks, 1);
+    width("%*p", nullptr, static_cast<void *>(buf));
+    width("%*s", blanks, "x");
+    for (const char *f : {"%*e", "%*g", "%*a"})
+        width(f, blanks, 1.0);
+    width("%-*f", "1.000000       ", 1.0);
+    width("%0*E", "000000000000000", 1.0);
     // Precisions: zeros after the exact digits, before any exponent.
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*e", huge, 1.0), huge + 6);
     EXPECT_STREQ(buf, "1.0000000000000");
