@@ -156,6 +156,10 @@ TEST(InitInProcess, SecondCallAndSavedValues)
             std::string(get_saved_catalog()) != "it" ||
             std::string(ox_get_progname(name, sizeof name)) != "second" || ox_error_get_last() != 0)
             std::exit(1);
+    });
+    EXPECT_EQ(r.exit_code, 0) << r.err;
+    // A fresh process's first initialisation through oxinit.
+    r = cairn::testing::run_in_child([] {
         if (std::string(oxinit("bxr")) != "Quillmark")
             std::exit(2);
         uint32_t ruid = 0, euid = 0, rgid = 0, egid = 0;
