@@ -1,16 +1,22 @@
 // The debug log: prefixes, process and thread streams, lent streams,
-// dfopen twice, the fallbacks to standard error, verbprint's strict level,
-// printerr's accrual decision, and preflen.
+// dfopen twice, the fallbacks to standard error, the va_list forms,
+// verbprint's strict level, printerr's accrual decision, and preflen; and
+// debug lines written at once by several threads and several processes to
+// one file, and by several threads to one pipe: each line arrives whole.
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "capture_fd.hpp"
 #include "cairn/diagnostics.h"
@@ -47,6 +53,22 @@ void printerr_through_v(const char *fmt, ...)
     va_list ap;
     va_start(ap, fmt);
     vprinterr(fmt, ap);
+    va_end(ap);
+}
+
+void vdfprintf_at(int level, const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    vdfprintf(level, fmt, ap);
+    va_end(ap);
+}
+
+void printinfo_through_v(const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    vprintinfo(fmt, ap);
     va_end(ap);
 }
 
@@ -208,6 +230,8 @@ TEST(DebugLog, FallbacksToStandardError)
         set_timestamps_dprintf(0);
         debugprintf("bare\n");
         CAIRN_DEBUG(1, 0, "lib %s\n", "line");
+        vdfprintf_at(1, "shown %d\n", 1);
+        vdfprintf_at(2, "hidden\n");
     });
     ASSERT_TRUE(child.exited);
     std::string err = child.err;
@@ -219,7 +243,7 @@ TEST(DebugLog, FallbacksToStandardError)
     std::size_t line_start = err.rfind('\n', at) + 1;
     EXPECT_EQ(at - line_start, std::string("11/15/26 18:22:52.123456 ").size()) << err;
     EXPECT_EQ(err.find("prog: 1", line_start), std::string::npos);
-    EXPECT_NE(err.find("\nbare\nprog: lib line\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("\nbare\nprog: lib line\nprog: shown 1\n"), std::string::npos) << err;
 }
 
 TEST(DebugLog, VerbprintStrictLevel)
@@ -249,11 +273,12 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
         msg_t *chain = blow_err(1);
         std::fprintf(stderr, "{%s}", chain ? chain->text : "none");
         printinfo("info %d\n", 5);
+        printinfo_through_v("info %s\n", "five");
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.err, "prog: before\nprog: disk d1 failed\nprog: warning: disk d2 slow\n"
                          "{prog: disk d1 failed\n}");
-    EXPECT_EQ(child.out, "prog: info 5\n");
+    EXPECT_EQ(child.out, "prog: info 5\nprog: info five\n");
 
     // The program name is part of the format: its "%" is read as a conversion.
     auto odd = run_in_child([] {
@@ -303,6 +328,112 @@ TEST(Preflen, CasesAsTable)
         EXPECT_EQ(preflen(c.path, c.prefix), c.expected) << c.path << " / " << c.prefix;
     EXPECT_EQ(preflen(nullptr, "a"), 0);
     EXPECT_EQ(preflen("a", nullptr), 0);
+}
+
+constexpr int kThreads = 4;
+constexpr int kLinesPerThread = 150;
+
+// Lines of `payload` copies of one letter per writer, tagged with the
+// writer, so that a line cut by another's bytes shows.
+void write_lines(int writer, std::size_t payload)
+{
+    std::string body(payload, static_cast<char>('a' + writer % 26));
+    for (int i = 0; i < kLinesPerThread; ++i)
+        dfprintf(1, "w%02d %s\n", writer, body.c_str());
+}
+
+void run_writers(int first_writer, std::size_t payload)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back(write_lines, first_writer + t, payload);
+    for (std::thread &t : threads)
+        t.join();
+}
+
+// Every line is "prog: wNN " and the writer's letter, whole, and each of
+// `writers` writers wrote all its lines.
+void check_lines(const std::string &text, std::size_t payload, int writers)
+{
+    std::map<int, int> per_writer;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) {
+        const std::string head = "prog: w";
+        EXPECT_EQ(line.compare(0, head.size(), head), 0) << line.substr(0, 40);
+        if (line.size() != head.size() + 3 + payload) {
+            ADD_FAILURE() << "line of " << line.size() << " bytes: " << line.substr(0, 40);
+            continue;
+        }
+        int writer = std::atoi(line.c_str() + head.size());
+        std::string body = line.substr(head.size() + 3);
+        EXPECT_EQ(body, std::string(payload, static_cast<char>('a' + writer % 26)));
+        ++per_writer[writer];
+    }
+    EXPECT_EQ(per_writer.size(), static_cast<std::size_t>(writers));
+    for (const auto &[writer, lines] : per_writer)
+        EXPECT_EQ(lines, kLinesPerThread) << "writer " << writer;
+}
+
+// Lines longer than any stdio buffer, from threads of four processes that
+// share one debug file.
+TEST(DebugLines, ThreadsAndProcessesNeverInterleave)
+{
+    TempDir tmp;
+    const std::string path = tmp.file("lines.log");
+    const std::size_t payload = 9000;
+    constexpr int kProcesses = 3;
+    ox_set_progname("prog");
+    DebugScope scope(1, 0);
+
+    std::vector<pid_t> children;
+    for (int p = 1; p <= kProcesses; ++p) {
+        pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            dfopen(path.c_str());
+            run_writers(p * kThreads, payload);
+            dfclose();
+            _exit(0);
+        }
+        children.push_back(pid);
+    }
+    dfopen(path.c_str());
+    run_writers(0, payload);
+    dfclose();
+    for (pid_t pid : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    check_lines(read_file(path), payload, kThreads * (kProcesses + 1));
+}
+
+// A pipe takes a write of up to PIPE_BUF bytes whole: lines that fit arrive
+// whole from several threads, also through a buffered stream.
+TEST(DebugLines, PipeLinesStayWhole)
+{
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    std::FILE *writer = fdopen(fds[1], "w");  // fully buffered
+    ASSERT_NE(writer, nullptr);
+    std::string received;
+    std::thread reader([&] {
+        char buf[8192];
+        ssize_t n;
+        while ((n = read(fds[0], buf, sizeof buf)) > 0)
+            received.append(buf, static_cast<std::size_t>(n));
+    });
+    ox_set_progname("prog");
+    DebugScope scope(1, 0);
+    const std::size_t payload = PIPE_BUF - 16;
+    dfopen_use_existing_filehndl(writer);
+    run_writers(0, payload);
+    dfclose();
+    std::fclose(writer);
+    reader.join();
+    close(fds[0]);
+    check_lines(received, payload, kThreads);
 }
 
 }  // namespace

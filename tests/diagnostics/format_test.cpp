@@ -1,11 +1,15 @@
 // The positional formatter: argument kinds and positions, the three output
-// modes, UTF-8 width and precision, failures and their debug lines.
+// modes, UTF-8 width and precision, failures and their debug lines; the
+// va_list forms; display widths of UTF-8 text; and the formatter against the
+// C library's vsnprintf on generated formats.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -13,6 +17,7 @@
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "cairn/text.h"
+#include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "debug_text.hpp"
 #include "fault_injection.hpp"
@@ -21,6 +26,7 @@
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
 using cairn::testing::for_each_allocation_failure;
+using cairn::testing::run_in_child;
 
 namespace {
 
@@ -63,6 +69,13 @@ int vformat(char *buf, size_t size, const char *format, ...)
     int n = ox_vsnprintf(buf, size, format, ap);
     va_end(ap);
     return n;
+}
+
+// A format the compiler cannot check (for deliberately unusual ones).
+const char *hidden(const char *format)
+{
+    asm volatile("" : "+r"(format));
+    return format;
 }
 
 // Fetchers that ignore the argument list and record the kinds asked for.
@@ -131,48 +144,31 @@ std::vector<int> kinds_fetched(const char *format)
 // The argument kinds, checked as data through the fetcher table.
 TEST(FormatKinds, KindOfEachConversionAsData)
 {
+    // One conversion: the kind its argument is fetched as (0: a word).
+    struct Single {
+        int kind;
+        std::vector<const char *> formats;
+    };
+    const Single singles[] = {
+        {1, {"%c", "%d", "%i", "%hd", "%hu", "%hhx"}},
+        {2, {"%X", "%o", "%u", "%x"}},
+        {3, {"%ld", "%lx", "%li", "%ls", "%lc", "%zd", "%zx", "%jd", "%td"}},
+        {4, {"%lld", "%llu", "%llx"}},
+        {5, {"%E", "%G", "%e", "%f", "%g", "%lf"}},
+        {6, {"%Lf", "%Lg"}},
+        {7, {"%s"}},
+        {8, {"%p"}},
+        {9, {"%lu", "%zu", "%ju"}},
+        {0, {"%I64d", "%n"}},
+    };
+    for (const Single &s : singles)
+        for (const char *format : s.formats)
+            EXPECT_EQ(kinds_fetched(format), std::vector<int>{s.kind}) << format;
     struct Case {
         const char *format;
         std::vector<int> kinds;
     };
     const Case cases[] = {
-        {"%c", {1}},
-        {"%d", {1}},
-        {"%i", {1}},
-        {"%hd", {1}},
-        {"%hu", {1}},
-        {"%hhx", {1}},
-        {"%X", {2}},
-        {"%o", {2}},
-        {"%u", {2}},
-        {"%x", {2}},
-        {"%ld", {3}},
-        {"%lx", {3}},
-        {"%li", {3}},
-        {"%ls", {3}},
-        {"%lc", {3}},
-        {"%lld", {4}},
-        {"%llu", {4}},
-        {"%llx", {4}},
-        {"%E", {5}},
-        {"%G", {5}},
-        {"%e", {5}},
-        {"%f", {5}},
-        {"%g", {5}},
-        {"%lf", {5}},
-        {"%Lf", {6}},
-        {"%Lg", {6}},
-        {"%s", {7}},
-        {"%p", {8}},
-        {"%lu", {9}},
-        {"%I64d", {0}},
-        {"%n", {0}},
-        {"%zu", {9}},
-        {"%zd", {3}},
-        {"%zx", {3}},
-        {"%jd", {3}},
-        {"%ju", {9}},
-        {"%td", {3}},
         {"%2$zu %1$td", {3, 9}},
         {"%3$d", {0, 0, 1}},  // positions never mentioned: a word
         {"%*d", {1, 1}},
@@ -216,6 +212,8 @@ TEST(FormatPositions, ReorderAndReuse)
     EXPECT_EQ(fmt("%2$s %s %1$s", "a", "b", "c"), "b c a");
     EXPECT_EQ(fmt("%1$*2$d|%1$-*2$d|", 7, 4), "   7|7   |");
     EXPECT_EQ(fmt("%3$.*1$s|%2$d", 2, 9, "abcdef"), "ab|9");
+    // A string conversion never follows a value fetched as an int.
+    EXPECT_EQ(fmt("%1$s %1$d", 5), "null 5");
 }
 
 // The position count (highest position plus one) must stay below 256.
@@ -306,9 +304,6 @@ TEST(FormatText, WideStringsAndCharacters)
     EXPECT_EQ(fmt("[%ls]", static_cast<ox_wchar *>(nullptr)), "[null]");
 }
 
-// A string conversion never follows a value fetched as an int.
-TEST(FormatText, MismatchedPositionIsNotFollowed) { EXPECT_EQ(fmt("%1$s %1$d", 5), "null 5"); }
-
 TEST(FormatText, UnknownAndBrokenSpecifications)
 {
     EXPECT_EQ(fmt("%I64d %d", 7, 8), "%I64d 8") << "the unknown letter takes one argument";
@@ -316,21 +311,18 @@ TEST(FormatText, UnknownAndBrokenSpecifications)
     EXPECT_EQ(fmt("%5!|%-"), "%5!|%-");
     EXPECT_EQ(fmt("%d%%", 3), "3%");
     EXPECT_EQ(fmt("%5%"), "%");
-
+    {
+        DebugScope quiet(1, 1);
+        CaptureFd err(2);
+        fmt("%I64d", 1);
+        EXPECT_EQ(err.text(), "") << "the unknown-letter line needs level 2";
+    }
     DebugScope debug(0, 2);
     CaptureFd err(2);
     fmt("%I64d %zu %y", 1, size_t{2}, 3);
     EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
               "Failed to identify '%I' string formatting symbol\n"
               "Failed to identify '%y' string formatting symbol\n");
-}
-
-TEST(FormatText, UnknownLetterLineNeedsLevelTwo)
-{
-    DebugScope debug(1, 1);
-    CaptureFd err(2);
-    fmt("%I64d", 1);
-    EXPECT_EQ(err.text(), "");
 }
 
 TEST(FormatNumbers, FlagsWidthsAndPrecisionsAsData)
@@ -366,16 +358,9 @@ TEST(FormatNumbers, FlagsWidthsAndPrecisionsAsData)
     EXPECT_EQ(fmt("%*d|%-*d|%.*d", -4, 1, 3, 2, -2, 3), "1   |2  |3");
 }
 
-TEST(FormatNumbers, FloatsAndPointersMatchTheRuntime)
+// A very long conversion result takes the allocating path.
+TEST(FormatNumbers, LongConversionsTakeTheAllocatingPath)
 {
-    char want[128];
-    std::snprintf(want, sizeof want, "%.3f|%10.2e|%-8g|%G|%a|%Lf|%p|%p", 3.14159, -12345.678, 0.5,
-                  1e-10, 1.0, 1.25L, static_cast<void *>(nullptr),
-                  reinterpret_cast<void *>(0x1234));
-    EXPECT_EQ(fmt("%.3f|%10.2e|%-8g|%G|%a|%Lf|%p|%p", 3.14159, -12345.678, 0.5, 1e-10, 1.0, 1.25L,
-                  static_cast<void *>(nullptr), reinterpret_cast<void *>(0x1234)),
-              want);
-    // A very long conversion result takes the allocating path.
     std::string big = fmt("%.300f", 1.0);
     EXPECT_EQ(big.size(), 302u);
     char *text = nullptr;
@@ -570,37 +555,17 @@ TEST(FormatC99, SnprintfReturnsTheFullLength)
     EXPECT_STREQ(buf, "ba");
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, nullptr), -1);
 
+    // The largest width is still a width; one more is beyond the int range.
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%2147483647d"), 1), INT_MAX);
+    EXPECT_STREQ(buf, "       ");
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%2147483648d"), 1), -1);
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, hidden("%99999999999d"), 1), -1);
+    EXPECT_STREQ(buf, "");
+
     DebugScope quiet_cut(6, 0);
     CaptureFd err(2);
     EXPECT_EQ(ox_snprintf(buf, 2, "%s", "abc"), 3);
     EXPECT_EQ(err.text(), "") << "the C99 form reports a cut only by its result";
-}
-
-// A huge width on a conversion done by the runtime makes only the part
-// that fits, and still counts the whole.
-TEST(FormatNumbers, HugeRuntimeConversionIntoSmallBuffer)
-{
-    char buf[16];
-    EXPECT_EQ(vformat(buf, sizeof buf, "%100000f", 1.0), 15);
-    EXPECT_EQ(std::string(buf), std::string(15, ' '));
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%-100000f|", 1.0), 100001);
-    EXPECT_STREQ(buf, "1.000000       ");
-}
-
-TEST(FormatC99, SnprintfFailsNegative)
-{
-    char buf[8];
-    // The largest width is still a width; one more is beyond the int range.
-    const char *widest = "%2147483647d";
-    const char *too_wide = "%2147483648d";
-    asm volatile("" : "+r"(widest), "+r"(too_wide));
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, widest, 1), INT_MAX);
-    EXPECT_STREQ(buf, "       ");
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, too_wide, 1), -1);
-    const char *bad = "%99999999999d";
-    asm volatile("" : "+r"(bad));  // keep the compiler's format check away
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, bad, 1), -1);
-    EXPECT_STREQ(buf, "");
 }
 
 // The C99 length letters, in every formatting call, with their arguments
@@ -645,8 +610,7 @@ TEST(FormatC99, SnprintfFollowsTheRuntimeForText)
     };
     for (const Case &c : cases) {
         char want[64], got[64];
-        const char *f = c.format;
-        asm volatile("" : "+r"(f));  // keep the compiler's checks of a null %s away
+        const char *f = hidden(c.format);  // keep the compiler's checks of a null %s away
         int n = std::snprintf(want, sizeof want, f, c.arg);
         EXPECT_EQ(ox_snprintf(got, sizeof got, f, c.arg), n) << c.format;
         EXPECT_STREQ(got, want) << c.format;
@@ -656,17 +620,6 @@ TEST(FormatC99, SnprintfFollowsTheRuntimeForText)
     EXPECT_EQ(fmt("[%s]", none), "[null]");
 }
 
-namespace {
-
-// A format the compiler cannot check (for deliberately unusual ones).
-const char *hidden(const char *format)
-{
-    asm volatile("" : "+r"(format));
-    return format;
-}
-
-}  // namespace
-
 // Huge widths and precisions on every kind of conversion: the length is
 // exact and only what the buffer takes is made, so these calls return at
 // once instead of producing gigabytes of scratch text.
@@ -674,49 +627,26 @@ TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
 {
     const int huge = 1000000000;
     char buf[16];
-    struct Case {
-        const char *format;
-        long long expected;  // full length
-        const char *stored;  // what the 16-byte buffer keeps
-    };
-    // Widths: every conversion pads to exactly the width.
-    const Case widths[] = {
-        {"%*d", huge, "               "},  {"%-*x", huge, "1              "},
-        {"%*e", huge, "               "},  {"%-*f", huge, "1.000000       "},
-        {"%*g", huge, "               "},  {"%*a", huge, "               "},
-        {"%0*E", huge, "000000000000000"}, {"%*p", huge, "               "},
-        {"%*s", huge, "               "},  {"%*c", huge, "               "},
-    };
-    for (const Case &c : widths) {
-        const char *f = c.format;
-        asm volatile("" : "+r"(f));
-        int n = -1, bounded = -1;
-        switch (f[std::strlen(f) - 1]) {
-        case 'd':
-        case 'x':
-        case 'c':
-            n = ox_snprintf(buf, sizeof buf, f, huge, 1);
-            bounded = vformat(buf, sizeof buf, f, huge, 1);
-            break;
-        case 'p':
-            n = ox_snprintf(buf, sizeof buf, f, huge, static_cast<void *>(buf));
-            bounded = vformat(buf, sizeof buf, f, huge, static_cast<void *>(buf));
-            break;
-        case 's':
-            n = ox_snprintf(buf, sizeof buf, f, huge, "x");
-            bounded = vformat(buf, sizeof buf, f, huge, "x");
-            break;
-        default:
-            bounded = vformat(buf, sizeof buf, f, huge, 1.0);
-            n = ox_snprintf(buf, sizeof buf, f, huge, 1.0);
-            break;
+    // Widths: every conversion pads to exactly the width; `stored` is what
+    // the 16-byte buffer keeps.
+    auto width = [&](const char *format, const char *stored, auto arg) {
+        const char *f = hidden(format);
+        EXPECT_EQ(vformat(buf, sizeof buf, f, huge, arg), 15) << format;
+        EXPECT_EQ(ox_snprintf(buf, sizeof buf, f, huge, arg), huge) << format;
+        if (stored != nullptr) {
+            EXPECT_STREQ(buf, stored) << format;
         }
-        EXPECT_EQ(n, c.expected) << c.format;
-        EXPECT_EQ(bounded, 15) << c.format;
-        if (f[std::strlen(f) - 1] != 'p') {
-            EXPECT_STREQ(buf, c.stored) << c.format;
-        }
-    }
+    };
+    const char *blanks = "               ";
+    width("%*d", blanks, 1);
+    width("%-*x", "1              ", 1);
+    width("%*c", blanks, 1);
+    width("%*p", nullptr, static_cast<void *>(buf));
+    width("%*s", blanks, "x");
+    for (const char *f : {"%*e", "%*g", "%*a"})
+        width(f, blanks, 1.0);
+    width("%-*f", "1.000000       ", 1.0);
+    width("%0*E", "000000000000000", 1.0);
     // Precisions: zeros after the exact digits, before any exponent.
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%.*e", huge, 1.0), huge + 6);
     EXPECT_STREQ(buf, "1.0000000000000");
@@ -737,6 +667,12 @@ TEST(FormatNumbers, HugeWidthsAndPrecisionsCostNothingPastTheBuffer)
         << "three gigabytes pass INT_MAX";
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%*d%.*e|%s", 100, 1, huge / 2, 1.0, "tail"),
               100 + huge / 2 + 6 + 5);
+    // A huge width on a conversion done by the runtime makes only the part
+    // that fits, and still counts the whole.
+    EXPECT_EQ(vformat(buf, sizeof buf, "%100000f", 1.0), 15);
+    EXPECT_EQ(std::string(buf), std::string(15, ' '));
+    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%-100000f|", 1.0), 100001);
+    EXPECT_STREQ(buf, "1.000000       ");
 }
 
 // Precisions past the exact expansion, checked as text against the C
@@ -763,4 +699,436 @@ TEST(FormatNumbers, LongPrecisionsMatchTheRuntime)
             EXPECT_STREQ(lgot.data(), lwant.data()) << f;
         }
     }
+}
+
+// The formatter against the C library: every generated format takes one
+// argument list, checked for the same text and length in the bounded form at
+// every buffer size, the C99 form and the allocating form.
+namespace {
+
+// Every generated format takes this one argument list.  Position (1-based):
+//  1-3 int (7, -3, 12)   4 unsigned   5 long   6 unsigned long
+//  7 long long   8 unsigned long long   9-10 double   11 long double
+//  12-13 strings   14 int 'Z'   15 int 0   16 int 300
+//  17 pointer   18 null pointer
+#define DIFF_ARGS                                                                                  \
+    7, -3, 12, 0x1234abcdu, -1234567890123L, 0xfedcba9876543210UL, -123456789012345678LL,          \
+        0x8000000000000001ULL, 3.14159, -2.5e10, 1.25L, "hello", "", 'Z', 0, 300,                  \
+        reinterpret_cast<void *>(0x1234abcdUL), static_cast<void *>(nullptr)
+
+enum class Type {
+    Int,
+    Unsigned,
+    Long,
+    ULong,
+    LongLong,
+    ULongLong,
+    Double,
+    LongDouble,
+    String,
+    Pointer
+};
+
+constexpr int kPositions = 18;
+const Type kTypes[kPositions + 1] = {
+    Type::Int,  // unused slot 0
+    Type::Int,      Type::Int,       Type::Int,    Type::Unsigned, Type::Long,       Type::ULong,
+    Type::LongLong, Type::ULongLong, Type::Double, Type::Double,   Type::LongDouble, Type::String,
+    Type::String,   Type::Int,       Type::Int,    Type::Int,      Type::Pointer,    Type::Pointer,
+};
+// int positions that hold a small value usable as a width or precision
+const int kStarPositions[] = {1, 2, 3, 15};
+// int positions that are not negative (for unsigned conversions of an int)
+bool non_negative_int(int pos) { return kTypes[pos] == Type::Int && pos != 2; }
+
+int runtime_format(char *buf, size_t size, const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    int n = std::vsnprintf(buf, size, fmt, ap);
+    va_end(ap);
+    return n;
+}
+
+std::string canonical(Type t)
+{
+    switch (t) {
+    case Type::Int:
+        return "d";
+    case Type::Unsigned:
+        return "u";
+    case Type::Long:
+        return "ld";
+    case Type::ULong:
+        return "lu";
+    case Type::LongLong:
+        return "lld";
+    case Type::ULongLong:
+        return "llu";
+    case Type::Double:
+        return "g";
+    case Type::LongDouble:
+        return "Lg";
+    case Type::String:
+        return "s";
+    case Type::Pointer:
+        return "p";
+    }
+    return "d";
+}
+
+// Reference every position not yet used, since the C library needs the
+// type of each.
+std::string complete_positions(std::string f)
+{
+    for (int pos = 1; pos <= kPositions; ++pos) {
+        std::string tag = std::to_string(pos) + "$";
+        bool used = f.find(std::string("%") + tag) != std::string::npos ||
+                    f.find(std::string("*") + tag) != std::string::npos;
+        if (!used)
+            f += std::string(" %") + tag + canonical(kTypes[pos]);
+    }
+    return f;
+}
+
+class FormatGenerator {
+public:
+    explicit FormatGenerator(unsigned seed) : rng_(seed) {}
+
+    // Conversions in argument order; int positions may serve as the "*"
+    // width or precision of the conversion that follows them.
+    std::string plain()
+    {
+        std::string f = literal();
+        bool width_star = false, precision_star = false;
+        for (int pos = 1; pos <= kPositions; ++pos) {
+            bool star_candidate = pos < kPositions && is_star_position(pos);
+            if (star_candidate && !width_star && !precision_star && chance(4)) {
+                width_star = true;
+                continue;
+            }
+            if (star_candidate && !precision_star && chance(4)) {
+                precision_star = true;
+                continue;
+            }
+            f += conversion(pos, "", width_star ? "*" : "", precision_star ? "*" : "");
+            f += literal();
+            width_star = precision_star = false;
+        }
+        return f;
+    }
+
+    // Conversions at random positions, then every position not yet used.
+    std::string positional()
+    {
+        std::string f = literal();
+        int count = 1 + pick(6);
+        for (int i = 0; i < count; ++i) {
+            int pos = 1 + pick(kPositions);
+            std::string width, precision;
+            if (chance(4)) {
+                int star = kStarPositions[pick(4)];
+                width = star_at(star);
+            }
+            if (chance(4)) {
+                int star = kStarPositions[pick(4)];
+                precision = star_at(star);
+            }
+            f += conversion(pos, std::to_string(pos) + "$", width, precision);
+            f += literal();
+        }
+        return complete_positions(f);
+    }
+
+private:
+    // "*m$", built by appending (GCC 12 warns falsely on inserting concatenations).
+    static std::string star_at(int pos)
+    {
+        std::string s = "*";
+        s += std::to_string(pos);
+        s += '$';
+        return s;
+    }
+
+    int pick(int n) { return static_cast<int>(rng_() % static_cast<unsigned>(n)); }
+    bool chance(int one_in) { return pick(one_in) == 0; }
+    static bool is_star_position(int pos)
+    {
+        for (int p : kStarPositions)
+            if (p == pos)
+                return true;
+        return false;
+    }
+
+    std::string literal()
+    {
+        static const char kChars[] = "abcXYZ :=-[]()|";
+        std::string s;
+        int n = pick(4);
+        for (int i = 0; i < n; ++i)
+            s += chance(8) ? std::string("%%") : std::string(1, kChars[pick(sizeof kChars - 1)]);
+        return s;
+    }
+
+    // Length letters and conversion letter for the type at `pos`.
+    std::string letters(int pos)
+    {
+        static const char *kShort[] = {"", "h", "hh"};
+        const char *small = kShort[pick(3)];
+        switch (kTypes[pos]) {
+        case Type::Int:
+            if (pos == 14 && chance(2))
+                return "c";
+            if (non_negative_int(pos) && chance(2))
+                return std::string(small) + "uoxX"[pick(4)];
+            return std::string(small) + "di"[pick(2)];
+        case Type::Unsigned:
+            return std::string(small) + "uoxX"[pick(4)];
+        // z, j and t name types as wide as a long.
+        case Type::Long:
+            return std::string(1, "lzjt"[pick(4)]) + "di"[pick(2)];
+        case Type::ULong:
+            return std::string(1, "lzj"[pick(3)]) + "uoxX"[pick(4)];
+        case Type::LongLong:
+            return std::string("ll") + "di"[pick(2)];
+        case Type::ULongLong:
+            return std::string("ll") + "uoxX"[pick(4)];
+        case Type::Double:
+            return std::string(chance(4) ? "l" : "") + "eEfFgGaA"[pick(8)];
+        case Type::LongDouble:
+            return std::string("L") + "eEfFgGaA"[pick(8)];
+        case Type::String:
+            return "s";
+        case Type::Pointer:
+            return "p";
+        }
+        return "d";
+    }
+
+    std::string conversion(int pos, const std::string &position, const std::string &width_star,
+                           const std::string &precision_star)
+    {
+        std::string tail = letters(pos);
+        char letter = tail.back();
+        bool text = letter == 's' || letter == 'c';
+        bool hash_ok = std::strchr("oxXeEfFgGaA", letter) != nullptr;
+        std::string f = std::string("%") + position;
+        for (char flag : std::string("-+ #0")) {
+            if ((flag != '#' || hash_ok) && chance(4))
+                f += flag;
+        }
+        if (!width_star.empty())
+            f += width_star;
+        else if (chance(2))
+            f += std::to_string(1 + pick(25));
+        if (!precision_star.empty())
+            f += std::string(".") + precision_star;
+        else if (chance(2))
+            f += std::string(".") +
+                 (chance(6) ? std::string() : std::to_string(pick(text ? 8 : 13)));
+        return f + tail;
+    }
+
+    std::mt19937 rng_;
+};
+
+void check_format(const std::string &format)
+{
+    const char *fmt = format.c_str();
+    SCOPED_TRACE(format);
+    char want[1024];
+    int full = runtime_format(want, sizeof want, fmt, DIFF_ARGS);
+    ASSERT_GE(full, 0);
+    ASSERT_LT(full, static_cast<int>(sizeof want));
+
+    char *text = nullptr;
+    ASSERT_EQ(alloc_format(&text, fmt, DIFF_ARGS), full);
+    ASSERT_NE(text, nullptr);
+    ASSERT_STREQ(text, want);
+    cairn::mem_free(text);
+
+    for (size_t size = 0; size <= static_cast<size_t>(full) + 1; ++size) {
+        char runtime[1024], bounded[1024], c99[1024];
+        std::memset(runtime, '#', sizeof runtime);
+        std::memset(bounded, '#', sizeof bounded);
+        std::memset(c99, '#', sizeof c99);
+        runtime_format(runtime, size, fmt, DIFF_ARGS);
+        int n = vformat(bounded, size, fmt, DIFF_ARGS);
+        int expected = size == 0 ? 0 : std::min(full, static_cast<int>(size) - 1);
+        ASSERT_EQ(n, expected) << "bounded, size " << size;
+        ASSERT_EQ(std::memcmp(bounded, runtime, size + 1), 0) << "bounded, size " << size;
+        ASSERT_EQ(ox_snprintf(c99, size, fmt, DIFF_ARGS), full) << "C99, size " << size;
+        ASSERT_EQ(std::memcmp(c99, runtime, size + 1), 0) << "C99, size " << size;
+    }
+}
+
+}  // namespace
+
+TEST(FormatDifferential, PlainFormatsMatchTheRuntime)
+{
+    FormatGenerator gen(20240511);
+    for (int i = 0; i < 600; ++i) {
+        check_format(gen.plain());
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+TEST(FormatDifferential, PositionalFormatsMatchTheRuntime)
+{
+    FormatGenerator gen(77);
+    for (int i = 0; i < 1500; ++i) {
+        check_format(gen.positional());
+        if (HasFatalFailure())
+            return;
+    }
+}
+
+// A few hand-written formats that the generators reach only by chance.
+TEST(FormatDifferential, HandWrittenCornerCases)
+{
+    const char *formats[] = {
+        "%1$*2$.*3$d|%16$hhd|%16$hd|%4$#o|%4$#x|%5$+ld|%8$#llX",
+        "%12$-*1$s|%12$.*3$s|%13$5s|%12$-*2$s|%14$-3c|%9$+.0f|%10$#.0e|%11$12.3Lf",
+        " %1$d %2$d %3$d %4$u %5$ld %6$lu %7$lld %8$llu %9$g %10$g %11$Lg %12$s %13$s %14$c %15$d "
+        "%16$d",
+    };
+    for (const char *f : formats)
+        check_format(complete_positions(f));
+    check_format("%d %i %u %x %ld %lu %lld %llu %e %E %Lf %s %s %c %x %hhX %p %p");
+    check_format(complete_positions("%5$zd|%6$zu|%6$jx|%5$td|%17$+20p|%18$-9p|%17$.12p"));
+}
+
+// Display width of UTF-8 text on a terminal, by lead byte.
+TEST(DisplayWidth, CharacterWidthByLeadByteAsData)
+{
+    struct Case {
+        const char *text;
+        int width;
+        int last;  // index of the character's last byte
+    };
+    const Case cases[] = {
+        {"a", 1, 0},
+        {"\x80", 1, 0},                      // below 0xC0: one byte
+        {"\xC3\xA9", 1, 1},                  // two bytes
+        {"\xE2\x82\xAC", 1, 2},              // U+20AC, lead 0xE2
+        {"\xE3\x80\x80", 2, 2},              // U+3000
+        {"\xEE\xBF\xBF", 2, 2},              // U+EFFF
+        {"\xEF\x80\x80", 2, 2},              // U+F000
+        {"\xEF\xAB\xBF", 2, 2},              // U+FAFF
+        {"\xEF\xAC\x80", 1, 2},              // U+FB00
+        {"\xEF\xBC\x81", 2, 2},              // U+FF01
+        {"\xEF\xBD\x9F", 2, 2},              // U+FF5F
+        {"\xEF\xBD\xA0", 1, 2},              // U+FF60
+        {"\xEF\xBE\x80", 1, 2},              // U+FF80
+        {"\xEF\xBF\x9F", 1, 2},              // U+FFDF
+        {"\xEF\xBF\xA0", 2, 2},              // U+FFE0
+        {"\xEF\xBF\xA7", 2, 2},              // U+FFE7
+        {"\xEF\xBF\xA8", 1, 2},              // U+FFE8
+        {"\xEF\xBF\xBD", 1, 2},              // U+FFFD
+        {"\xF0\x9F\x98\x80", 2, 3},          // four bytes
+        {"\xF8\x88\x80\x80\x80", 2, 4},      // five bytes
+        {"\xFC\x84\x80\x80\x80\x80", 2, 5},  // six bytes
+        {"\xE6", 2, 0},                      // cut off: never past the terminator
+        {"\xF0\x9F", 2, 1},
+    };
+    for (const Case &c : cases) {
+        int index = 0;
+        EXPECT_EQ(utf8_ttywidth(c.text, &index), c.width)
+            << testing::PrintToString(std::string(c.text));
+        EXPECT_EQ(index, c.last) << testing::PrintToString(std::string(c.text));
+    }
+}
+
+TEST(DisplayWidth, WalkingTextAndBadArguments)
+{
+    const char *text = "a\xE6\x97\xA5\xF0\x9F\x98\x80z";
+    int widths[8];
+    int n = 0;
+    for (int i = 0; text[i]; ++i)
+        widths[n++] = utf8_ttywidth(text, &i);
+    ASSERT_EQ(n, 4);
+    EXPECT_EQ(widths[0] + widths[1] + widths[2] + widths[3], 6);
+    EXPECT_EQ(widths[1], 2);
+
+    int index = 0;
+    EXPECT_EQ(utf8_ttywidth(nullptr, &index), 0);
+    EXPECT_EQ(utf8_ttywidth("a", nullptr), 0);
+    index = -1;
+    EXPECT_EQ(utf8_ttywidth("a", &index), 0);
+    index = 1;
+    EXPECT_EQ(utf8_ttywidth("a", &index), 0) << "at the terminator";
+}
+
+TEST(DisplayWidth, WholeTextAndFirstCharacters)
+{
+    const char *text = "a\xE6\x97\xA5\xF0\x9F\x98\x80z";
+    EXPECT_EQ(utf8_ttystrlen(text), 6);
+    EXPECT_EQ(utf8_ttystrlen(""), 0);
+    EXPECT_EQ(utf8_ttystrlen(nullptr), 0);
+    EXPECT_EQ(utf8_ttystrlen("\xE6"), 2);
+
+    struct Case {
+        int n;
+        int width;
+    };
+    for (Case c :
+         {Case{0, 0}, Case{1, 1}, Case{2, 3}, Case{3, 5}, Case{4, 6}, Case{99, 6}, Case{-1, 0}}) {
+        EXPECT_EQ(ox_utf8swidth(text, c.n), c.width) << c.n;
+        EXPECT_EQ(ox_mbswidth(text, c.n), c.width) << c.n;
+    }
+    EXPECT_EQ(ox_utf8swidth(nullptr, 3), 0);
+    EXPECT_EQ(ox_utf8swidth("", 3), 0);
+}
+
+// The va_list forms of the printing calls, reached through variadic
+// wrappers as callers of the library reach them.
+namespace {
+
+int via_vsprintf(char *buf, const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    int n = ox_vsprintf(buf, fmt, ap);
+    va_end(ap);
+    return n;
+}
+
+int via_vprintf(const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    int n = ox_vprintf(fmt, ap);
+    va_end(ap);
+    return n;
+}
+
+int via_vfprintf(FILE *f, const char *fmt, ...)
+{
+    va_list ap;
+    va_start(ap, fmt);
+    int n = ox_vfprintf(f, fmt, ap);
+    va_end(ap);
+    return n;
+}
+
+}  // namespace
+
+TEST(VaListForms, FormattersWriteWhatTheirVariadicTwinsWrite)
+{
+    char buf[64];
+    EXPECT_EQ(via_vsprintf(buf, "%2$s-%1$05d", 42, "id"), 8);
+    EXPECT_STREQ(buf, "id-00042");
+    EXPECT_EQ(via_vsprintf(nullptr, "%d", 1), 0);
+
+    auto out = run_in_child([] {
+        int n = via_vprintf("[%s|%x]", "a", 255);
+        std::fflush(stdout);
+        FILE *err = stderr;
+        int m = via_vfprintf(err, "<%c>", 'z');
+        std::fprintf(stderr, "%d %d %d", n, m, via_vfprintf(nullptr, "x"));
+    });
+    ASSERT_TRUE(out.exited);
+    EXPECT_EQ(out.out, "[a|ff]");
+    EXPECT_EQ(out.err, "<z>6 3 -1");
 }
