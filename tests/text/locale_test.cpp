@@ -65,6 +65,10 @@ TEST_F(Latin1, MultibyteToUtf8)
     c = run(ox_mbs_to_utf8s, all.c_str(), 512);
     EXPECT_EQ(c.result, 0);
     EXPECT_EQ(c.count, ox_calc_utf8_len(all.c_str()));
+    // and a round trip through the locale gives every one back.
+    Converted back = run(ox_utf8s_to_mbs, c.text.c_str(), 600);
+    EXPECT_EQ(back.result, 0);
+    EXPECT_EQ(back.text, all);
 }
 
 TEST_F(Latin1, MultibyteToUtf8StopsAtWholeCharacters)
@@ -125,10 +129,17 @@ TEST_F(Utf8Locale, MultibyteToUtf8ReplacesBadBytes)
     EXPECT_EQ(c.result, 1);
     EXPECT_EQ(c.text, "a\xE6\x97\xA5?(?");
     // Characters above U+FFFF keep their value (cut to 16 bits they would
-    // read as another, valid, character).
-    c = run(ox_mbs_to_utf8s, "\xF0\x9F\x98\x80");
+    // read as another, valid, character); too little room cuts before such
+    // a character, never inside.
+    const char *above = "a\xf0\x9f\x98\x80"
+                        "b\xf4\x8f\xbf\xbf";  // U+1F600, U+10FFFF
+    c = run(ox_mbs_to_utf8s, above);
     EXPECT_EQ(c.result, 0);
-    EXPECT_EQ(c.text, "\xF0\x9F\x98\x80");
+    EXPECT_EQ(c.text, above);
+    EXPECT_EQ(c.count, std::strlen(above));
+    c = run(ox_mbs_to_utf8s, above, 4);
+    EXPECT_NE(c.result, 0);
+    EXPECT_EQ(c.text, "a");
     // A character cut off by the end of the text is replaced byte by byte.
     c = run(ox_mbs_to_utf8s, "x\xE6\x97");
     EXPECT_EQ(c.result, 1);
@@ -169,7 +180,7 @@ TEST_F(Utf8Locale, Utf8ToMultibyteBoundsWholeCharacters)
     EXPECT_EQ(c.text, "\xA9");
 }
 
-TEST_F(Utf8Locale, Utf8ToMultibyteArguments)
+TEST_F(Utf8Locale, ArgumentsAndWholeCharacterCopies)
 {
     char out[4] = "##";
     size_t count = 5;
@@ -185,50 +196,13 @@ TEST_F(Utf8Locale, Utf8ToMultibyteArguments)
     EXPECT_EQ(ox_utf8s_to_mbs(out, "abcdef", 4, &count), 0);
     EXPECT_STREQ(out, "abc");
     EXPECT_EQ(count, 3u);
-}
-
-TEST_F(Utf8Locale, MbtsCopyKeepsWholeCharacters)
-{
     Converted c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 4);
     EXPECT_EQ(c.result, 46);
     EXPECT_EQ(c.text, "ab");
     c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 6);
     EXPECT_EQ(c.result, 0);
     EXPECT_EQ(c.text, "ab\xE6\x97\xA5");
-    char out[2];
-    EXPECT_EQ(ox_mbts_to_mbs(out, nullptr, 2, nullptr), 31);
-    EXPECT_EQ(ox_mbts_to_mbs(out, "x", 0, nullptr), 31);
+    char two[2];
+    EXPECT_EQ(ox_mbts_to_mbs(two, nullptr, 2, nullptr), 31);
+    EXPECT_EQ(ox_mbts_to_mbs(two, "x", 0, nullptr), 31);
 }
-
-// A round trip through the locale keeps text that the locale can express.
-TEST_F(Latin1, RoundTripOfEveryLatin1Character)
-{
-    std::string all;
-    for (int b = 1; b < 256; ++b)
-        all += static_cast<char>(b);
-    Converted utf8 = run(ox_mbs_to_utf8s, all.c_str(), 600);
-    ASSERT_EQ(utf8.result, 0);
-    Converted back = run(ox_utf8s_to_mbs, utf8.text.c_str(), 600);
-    EXPECT_EQ(back.result, 0);
-    EXPECT_EQ(back.text, all);
-}
-
-namespace {
-
-// Characters above U+FFFF keep all their bits: cut to 16 they would read
-// as another, valid, character.
-TEST_F(Utf8Locale, CharactersAboveTheBasicPlaneKeepTheirValue)
-{
-    const char *in = "a\xf0\x9f\x98\x80"
-                     "b\xf4\x8f\xbf\xbf";  // U+1F600, U+10FFFF
-    char out[32];
-    size_t count = 0;
-    EXPECT_EQ(ox_mbs_to_utf8s(out, in, sizeof out, &count), 0);
-    EXPECT_STREQ(out, in);
-    EXPECT_EQ(count, std::strlen(in));
-    // Too small for the four bytes: cut before the character, never inside.
-    EXPECT_NE(ox_mbs_to_utf8s(out, in, 4, &count), 0);
-    EXPECT_STREQ(out, "a");
-}
-
-}  // namespace

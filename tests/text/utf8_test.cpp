@@ -251,7 +251,7 @@ TEST(Utf8Chars, LengthsAndValidity)
 }
 
 // Judged by shape only: continuation bytes after any lead from 0xC0 count.
-TEST(Utf8Chars, NextCharacterByteCountByShape)
+TEST(Utf8Chars, NextCharacterAndEightBitTextByteCounts)
 {
     struct Case {
         const char *s;
@@ -272,17 +272,13 @@ TEST(Utf8Chars, NextCharacterByteCountByShape)
     };
     for (const Case &c : cases)
         EXPECT_EQ(utf8_num_bytes_in_next_utf8_char(c.s), c.n) << (c.s ? c.s : "(null)");
-}
-
-TEST(Utf8Chars, EightBitTextLengthAsUtf8)
-{
     EXPECT_EQ(ox_calc_utf8_len(nullptr), 0u);
     EXPECT_EQ(ox_calc_utf8_len(""), 0u);
     EXPECT_EQ(ox_calc_utf8_len("abc"), 3u);
     EXPECT_EQ(ox_calc_utf8_len("\xE9t\xE9\x7F\x80\xFF"), 10u);
 }
 
-TEST(Utf8ToWide, ReplacementAndWideValues)
+TEST(Utf8ToWide, ReplacementWideValuesAndArguments)
 {
     struct Case {
         const char *in;
@@ -303,10 +299,6 @@ TEST(Utf8ToWide, ReplacementAndWideValues)
         EXPECT_EQ(to_wide(c.in, &result), c.want) << c.in;
         EXPECT_EQ(result, c.result) << c.in;
     }
-}
-
-TEST(Utf8ToWide, ArgumentsAndEmptyInput)
-{
     ox_wchar out[4] = {9, 9, 9, 9};
     size_t count = 7;
     EXPECT_EQ(ox_utf8s_to_wcs(nullptr, "a", 4, &count), 31);
@@ -409,7 +401,7 @@ TEST(WideToUtf8, RoundTripOfEveryUnit)
     EXPECT_EQ(back, all);
 }
 
-TEST(Truncate, DropsStraddlingCharacterWhole)
+TEST(Truncate, DropsStraddlingCharacterWholeAndRefusesBadInput)
 {
     char out[16];
     std::memset(out, '#', sizeof out);
@@ -426,11 +418,7 @@ TEST(Truncate, DropsStraddlingCharacterWhole)
     // Shorter text is copied whole.
     EXPECT_EQ(utf8_truncate_to_char_boundary("abc\xC3\xA9", out, 7), out);
     EXPECT_STREQ(out, "abc\xC3\xA9");
-}
-
-TEST(Truncate, RefusesBadArgumentsAndLeadlessText)
-{
-    char out[16] = "keep";
+    std::strcpy(out, "keep");
     EXPECT_EQ(utf8_truncate_to_char_boundary(nullptr, out, 8), nullptr);
     EXPECT_EQ(utf8_truncate_to_char_boundary("", out, 8), nullptr);
     EXPECT_EQ(utf8_truncate_to_char_boundary("abcdefgh", nullptr, 8), nullptr);
