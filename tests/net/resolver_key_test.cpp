@@ -21,6 +21,7 @@
 #include "net/inflight.hpp"
 #include "net/resolver_key.hpp"
 #include "net/sim_rules.hpp"
+#include "socket_util.hpp"
 
 using namespace cairn::net;
 
@@ -38,20 +39,9 @@ KeyRecord fkey(const char *host, const char *service, int flags = 0, int family 
 
 KeyRecord rkey(const char *text, uint16_t port, int flags)
 {
-    sockaddr_storage ss{};
-    if (std::string(text).find(':') != std::string::npos) {
-        auto *a = reinterpret_cast<sockaddr_in6 *>(&ss);
-        a->sin6_family = AF_INET6;
-        a->sin6_port = htons(port);
-        inet_pton(AF_INET6, text, &a->sin6_addr);
-    } else {
-        auto *a = reinterpret_cast<sockaddr_in *>(&ss);
-        a->sin_family = AF_INET;
-        a->sin_port = htons(port);
-        inet_pton(AF_INET, text, &a->sin_addr);
-    }
+    sockaddr_storage ss = sockets_test::address(text, port);
     KeyRecord k;
-    reverse_key(k, reinterpret_cast<sockaddr *>(&ss), sizeof ss, flags);
+    reverse_key(k, sockets_test::sa(ss), sizeof ss, flags);
     return k;
 }
 

@@ -81,6 +81,17 @@ std::string reverse(const char *text, int flags)
 std::vector<std::string> g_messages;
 void keep_message(const char *text) { g_messages.push_back(text); }
 
+// What the operator's cache request prints, as one text.
+std::string operator_request_output()
+{
+    g_messages.clear();
+    dns_check_dbg_op();
+    std::string all;
+    for (const std::string &m : g_messages)
+        all += m;
+    return all;
+}
+
 NetnsOptions dns_options(int delay_ms = 0)
 {
     NetnsOptions o;
@@ -340,12 +351,8 @@ TEST(Resolver, OperatorPrintsAndFlushes)
         msg_callback_set(keep_message);
         PrintDnsCache = 1;
         cairn::g_print_inactive_clients = 1;
-        dns_check_dbg_op();
-        std::string all;
-        for (const std::string &m : g_messages)
-            all += m;
         EXPECT_EQ(
-            all,
+            operator_request_output(),
             // ox_inet_pton() and ox_inet_ntop() look up through the cache too.
             "DNS (level I) cache:\n"
             "hostname: 10.1.2.3, address: 10.1.2.3, ai_flags: 0x0004, family: inet, protocol: tcp\n"
@@ -364,25 +371,17 @@ TEST(Resolver, OperatorPrintsAndFlushes)
         EXPECT_EQ(PrintDnsCache, 0);
         EXPECT_EQ(cairn::g_print_inactive_clients, 0);
 
-        g_messages.clear();
         FlushDnsCache = PrintDnsCache = 1;
-        dns_check_dbg_op();
-        all.clear();
-        for (const std::string &m : g_messages)
-            all += m;
-        EXPECT_EQ(all, "DNS (level I) cache:\nDNS (level II) cache:\nSize: 0 hosts:\n"
-                       "Clients cache:\nSize: 0 clients:\n");
+        EXPECT_EQ(operator_request_output(),
+                  "DNS (level I) cache:\nDNS (level II) cache:\nSize: 0 hosts:\n"
+                  "Clients cache:\nSize: 0 clients:\n");
         EXPECT_EQ(FlushDnsCache, 0);
 
         // The exit handlers tear the caches down; a later lookup starts again.
         ox_atexit_execute_and_remove_all();
         EXPECT_EQ(lookup("box.rt.test", &h), "10.1.2.3");
-        g_messages.clear();
         PrintDnsCache = 1;
-        dns_check_dbg_op();
-        all.clear();
-        for (const std::string &m : g_messages)
-            all += m;
+        std::string all = operator_request_output();
         EXPECT_NE(all.find("hostname: box.rt.test, address: 10.1.2.3"), std::string::npos) << all;
         EXPECT_NE(all.find("Size: 0 hosts:\n"), std::string::npos) << all;  // made anew
         msg_callback_set(nullptr);
