@@ -19,7 +19,7 @@ namespace {
 
 using cairn::testing::run_in_child;
 
-TEST(Xalloc, ReturnsUsableMemory)
+TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLine)
 {
     auto *p = static_cast<char *>(xmalloc(0));
     ASSERT_NE(p, nullptr);
@@ -32,10 +32,6 @@ TEST(Xalloc, ReturnsUsableMemory)
     EXPECT_STREQ(s, "text");
     std::free(s);
     EXPECT_EQ(xstrdup(nullptr), nullptr);
-}
-
-TEST(Xalloc, ExhaustionEndsTheProcessWithALastLine)
-{
     struct Case {
         const char *caller;
         void (*call)();

@@ -11,29 +11,11 @@
 
 #include "cairn/frame.h"
 #include "cairn/net.h"
+#include "socket_util.hpp"
 
 namespace {
 
-// A socket address from numeric text ("10.0.0.1", "fe80::1"), with a port.
-sockaddr_storage addr(const char *text, uint16_t port = 0)
-{
-    sockaddr_storage ss{};
-    if (std::strchr(text, ':')) {
-        auto *a = reinterpret_cast<sockaddr_in6 *>(&ss);
-        a->sin6_family = AF_INET6;
-        a->sin6_port = htons(port);
-        EXPECT_EQ(inet_pton(AF_INET6, text, &a->sin6_addr), 1) << text;
-    } else {
-        auto *a = reinterpret_cast<sockaddr_in *>(&ss);
-        a->sin_family = AF_INET;
-        a->sin_port = htons(port);
-        EXPECT_EQ(inet_pton(AF_INET, text, &a->sin_addr), 1) << text;
-    }
-    return ss;
-}
-
-const sockaddr *sa(const sockaddr_storage &ss) { return reinterpret_cast<const sockaddr *>(&ss); }
-sockaddr *sa(sockaddr_storage &ss) { return reinterpret_cast<sockaddr *>(&ss); }
+using namespace sockets_test;
 
 std::string ntop(const sockaddr_storage &ss)
 {
@@ -54,7 +36,7 @@ TEST(Address, FieldsAndFamilies)
     EXPECT_EQ(ox_inet_getaf("10.0.0.1"), AF_INET);
     EXPECT_EQ(ox_inet_getaf("localhost"), 0);
 
-    sockaddr_storage a4 = addr("10.1.2.3", 80), a6 = addr("::1", 443), none{};
+    sockaddr_storage a4 = address("10.1.2.3", 80), a6 = address("::1", 443), none{};
     EXPECT_EQ(ox_inet_getlen(sa(a4)), 16);
     EXPECT_EQ(ox_inet_getlen(sa(a6)), 28);
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
@@ -86,7 +68,7 @@ TEST(Address, FieldsAndFamilies)
 
 TEST(Address, WildcardAndLoopbackSetters)
 {
-    sockaddr_storage a4 = addr("10.1.2.3", 80), a6 = addr("fe80::1", 9);
+    sockaddr_storage a4 = address("10.1.2.3", 80), a6 = address("fe80::1", 9);
     ox_inet_setloopback(sa(a4));
     EXPECT_EQ(ntop(a4), "127.0.0.1");
     EXPECT_EQ(ox_inet_getport(sa(a4)), htons(80));  // the port is kept
@@ -120,7 +102,7 @@ TEST(Address, LoopbackTests)
         {"::", 0, 1},
     };
     for (const Row &r : rows) {
-        sockaddr_storage a = addr(r.text);
+        sockaddr_storage a = address(r.text);
         EXPECT_EQ(ox_inet_isloopback(sa(a)), r.loopback) << r.text;
         EXPECT_EQ(ox_inet_isanyaddr(sa(a)), r.any) << r.text;
     }
@@ -147,15 +129,15 @@ TEST(Address, Equality)
         {"2001:db8::1", 0, "2001:db8::2", 0, -1},
     };
     for (const Row &r : rows) {
-        sockaddr_storage a = addr(r.a, r.pa), b = addr(r.b, r.pb);
+        sockaddr_storage a = address(r.a, r.pa), b = address(r.b, r.pb);
         EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(b)), r.want) << r.a << " " << r.b;
     }
-    sockaddr_storage a = addr("10.0.0.1"), zero{};
+    sockaddr_storage a = address("10.0.0.1"), zero{};
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(zero)), -1);
     EXPECT_TRUE(last_is_einval());
     // Scope identifiers are not compared.
-    sockaddr_storage s2 = addr("fe80::1"), s3 = addr("fe80::1");
+    sockaddr_storage s2 = address("fe80::1"), s3 = address("fe80::1");
     reinterpret_cast<sockaddr_in6 *>(&s2)->sin6_scope_id = 2;
     reinterpret_cast<sockaddr_in6 *>(&s3)->sin6_scope_id = 3;
     EXPECT_EQ(ox_inet_addrcmp(sa(s2), sa(s3)), 0);
@@ -179,11 +161,12 @@ TEST(Address, MaskedOrdering)
         {"2001:db8::1", "2001:db8::2", "ffff:ffff::", 0},
     };
     for (const Row &r : rows) {
-        sockaddr_storage a = addr(r.a), b = addr(r.b), m = addr(r.mask);
+        sockaddr_storage a = address(r.a), b = address(r.b), m = address(r.mask);
         EXPECT_EQ(ox_inet_addrcmp_netmask(sa(a), sa(b), sa(m)), r.want)
             << r.a << " " << r.b << " " << r.mask;
     }
-    sockaddr_storage a = addr("10.1.2.3"), b = addr("10.1.9.9"), v6a = addr("2001:db8::a01:203");
+    sockaddr_storage a = address("10.1.2.3"), b = address("10.1.9.9"),
+                     v6a = address("2001:db8::a01:203");
     EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(b), 16), 0);
     EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(b), 24), -1);
     EXPECT_EQ(ox_inet_addrcmp_prefix(sa(a), sa(v6a), 32), 0);  // IPv4 prefix on IPv6
@@ -231,7 +214,7 @@ TEST(Address, MasksFromAndToPrefixes)
         {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", 128},
     };
     for (const Count &c : counts) {
-        sockaddr_storage a = addr(c.mask);
+        sockaddr_storage a = address(c.mask);
         EXPECT_EQ(ox_inet_prefix_from_netmask(sa(a)), c.want) << c.mask;
     }
     sockaddr_storage none{};
@@ -252,7 +235,7 @@ TEST(Address, PrintedForms)
         {"::ffff:0:0", "0.0.0.0", "00ffff0"},  // mapped: looked up as IPv4
     };
     for (const Row &r : rows) {
-        sockaddr_storage a = addr(r.in);
+        sockaddr_storage a = address(r.in);
         char hex[64] = "untouched";
         EXPECT_EQ(ntop(a), r.text) << r.in;
         EXPECT_STREQ(ox_inet_addrtohex(sa(a), hex, sizeof hex), r.hex) << r.in;
@@ -265,7 +248,7 @@ TEST(Address, PrintedForms)
     EXPECT_EQ(ox_error_get_last_native(&kind), static_cast<uint32_t>(EAI_FAMILY));
     EXPECT_EQ(kind, OX_ERRKIND_RESOLVER);
     char tiny[4];
-    sockaddr_storage a = addr("10.9.9.9");
+    sockaddr_storage a = address("10.9.9.9");
     EXPECT_EQ(ox_inet_ntop(sa(a), tiny, sizeof tiny), nullptr);  // does not fit
 }
 
@@ -323,7 +306,7 @@ TEST(Address, InterfaceList)
     ox_free_ifaddresses(nullptr);
     EXPECT_EQ(ox_get_ifaddresses(nullptr), -1);
 
-    sockaddr_storage doc = addr("192.0.2.200"), lo = addr("127.0.0.9");
+    sockaddr_storage doc = address("192.0.2.200"), lo = address("127.0.0.9");
     EXPECT_EQ(ox_is_myaddress(sa(doc)), 0);
     EXPECT_EQ(ox_inet_islocaladdr(sa(doc)), 0);
     EXPECT_EQ(ox_inet_islocaladdr(sa(lo)), 1);  // any loopback is local

@@ -1,5 +1,6 @@
-// Shared pieces of the socket tests: the hermetic namespace in which this
-// host's own name resolves, loopback addresses and the last error.
+// Shared pieces of the address and socket tests: the hermetic namespace in
+// which this host's own name resolves, addresses from text and the last
+// error.
 #pragma once
 
 #include <arpa/inet.h>
@@ -25,18 +26,30 @@ inline cairn::testing::NetnsOptions resolvable_host()
     return o;
 }
 
-inline sockaddr_storage address(const char *text, uint16_t port)
+// A socket address from numeric text ("10.0.0.1", "fe80::1") and a port,
+// made with the system's parser, not the library's.
+inline sockaddr_storage address(const char *text, uint16_t port = 0)
 {
-    sockaddr_storage a{};
-    EXPECT_EQ(ox_inet_pton(text, reinterpret_cast<sockaddr *>(&a)), 0) << text;
-    ox_inet_setport(reinterpret_cast<sockaddr *>(&a), htons(port));
-    return a;
+    sockaddr_storage ss{};
+    if (std::strchr(text, ':')) {
+        auto *a = reinterpret_cast<sockaddr_in6 *>(&ss);
+        a->sin6_family = AF_INET6;
+        a->sin6_port = htons(port);
+        EXPECT_EQ(inet_pton(AF_INET6, text, &a->sin6_addr), 1) << text;
+    } else {
+        auto *a = reinterpret_cast<sockaddr_in *>(&ss);
+        a->sin_family = AF_INET;
+        a->sin_port = htons(port);
+        EXPECT_EQ(inet_pton(AF_INET, text, &a->sin_addr), 1) << text;
+    }
+    return ss;
 }
 
 inline const sockaddr *sa(const sockaddr_storage &a)
 {
     return reinterpret_cast<const sockaddr *>(&a);
 }
+inline sockaddr *sa(sockaddr_storage &a) { return reinterpret_cast<sockaddr *>(&a); }
 
 inline uint16_t bound_port(int s)
 {

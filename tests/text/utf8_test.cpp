@@ -1,16 +1,20 @@
 // UTF-8 decoding and encoding, lengths and validity, and the conversions
-// between UTF-8 and 16-bit wide text.
+// between UTF-8 and 16-bit wide text; and between UTF-8 and the current
+// locale's multibyte text, in a UTF-8 locale and in the single-byte Latin-1
+// locale.
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "capture_fd.hpp"
-#include "debug_text.hpp"
 #include "cairn/frame.h"
 #include "cairn/text.h"
+#include "capture_fd.hpp"
+#include "ci_skip.hpp"
 #include "debug_scope.hpp"
+#include "debug_text.hpp"
 #include "text/utf8_codec.hpp"
 
 using cairn::testing::CaptureFd;
@@ -54,6 +58,198 @@ WideString to_wide_stepwise(const char *in)
         }
     }
     return out;
+}
+
+class InLocale : public ::testing::Test {
+protected:
+    void use(const char *name)
+    {
+        if (std::setlocale(LC_ALL, name) == nullptr)
+            CAIRN_SKIP_UNLESS_CI("locale " << name << " is not installed (tools/run setup)");
+    }
+    void TearDown() override { std::setlocale(LC_ALL, "C"); }
+};
+
+class Latin1 : public InLocale {
+protected:
+    void SetUp() override { use("en_US.ISO-8859-1"); }
+};
+
+class Utf8Locale : public InLocale {
+protected:
+    void SetUp() override { use("en_US.UTF-8"); }
+};
+
+struct Converted {
+    int result;
+    std::string text;
+    size_t count;
+};
+
+using Converter = int (*)(char *, const char *, size_t, size_t *);
+
+Converted run(Converter fn, const char *in, size_t size = 64)
+{
+    std::string out(size + 1, '#');
+    size_t count = 999;
+    int r = fn(out.data(), in, size, &count);
+    EXPECT_EQ(out[size], '#') << "wrote past the size";
+    return {r, std::string(out.c_str()), count};
+}
+
+TEST_F(Latin1, MultibyteToUtf8)
+{
+    Converted c = run(ox_mbs_to_utf8s, "\xE9t\xE9 \xFF");
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, "\xC3\xA9t\xC3\xA9 \xC3\xBF");
+    EXPECT_EQ(c.count, 8u);
+    // Every byte of Latin-1 is a character: nothing is replaced.
+    std::string all;
+    for (int b = 1; b < 256; ++b)
+        all += static_cast<char>(b);
+    c = run(ox_mbs_to_utf8s, all.c_str(), 512);
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.count, ox_calc_utf8_len(all.c_str()));
+    // and a round trip through the locale gives every one back.
+    Converted back = run(ox_utf8s_to_mbs, c.text.c_str(), 600);
+    EXPECT_EQ(back.result, 0);
+    EXPECT_EQ(back.text, all);
+}
+
+TEST_F(Latin1, MultibyteToUtf8StopsAtWholeCharacters)
+{
+    // "\xE9t\xE9" needs 5 bytes and a terminator.
+    const size_t sizes[] = {1, 2, 3, 4, 5, 6};
+    const char *wants[] = {"", "", "\xC3\xA9", "\xC3\xA9t", "\xC3\xA9t", "\xC3\xA9t\xC3\xA9"};
+    for (size_t i = 0; i < 6; ++i) {
+        Converted c = run(ox_mbs_to_utf8s, "\xE9t\xE9", sizes[i]);
+        EXPECT_EQ(c.result, i == 5 ? 0 : 46) << sizes[i];
+        EXPECT_EQ(c.text, wants[i]) << sizes[i];
+        EXPECT_EQ(c.count, std::strlen(wants[i]));
+    }
+    size_t count = 0;
+    EXPECT_EQ(ox_mbs_to_utf8s(nullptr, "\xE9t\xE9", 0, &count), 46) << "counting only";
+    EXPECT_EQ(count, 5u);
+    char out[4] = "##";
+    EXPECT_EQ(ox_mbs_to_utf8s(out, "", sizeof out, &count), 31);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(ox_mbs_to_utf8s(out, nullptr, sizeof out, &count), 31);
+    EXPECT_EQ(count, 0u);
+}
+
+TEST_F(Latin1, Utf8ToMultibyte)
+{
+    Converted c = run(ox_utf8s_to_mbs, "\xC3\xA9t\xC3\xA9");
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, "\xE9t\xE9");
+    EXPECT_EQ(c.count, 3u);
+    // A character outside Latin-1 and a bad sequence both become '?'.
+    c = run(ox_utf8s_to_mbs, "a\xE6\x97\xA5"
+                             "b\xC3(");
+    EXPECT_EQ(c.result, 1);
+    EXPECT_EQ(c.text, "a?b?(");
+    // U+F880..U+F8FF carry raw bytes, also from a four-byte sequence whose
+    // low 16 bits fall in that range.
+    c = run(ox_utf8s_to_mbs, "\xEF\xA2\xA9|\xEF\xA3\xBF|\xEF\xA2\x80|\xF0\x9F\xA2\xA9");
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, "\xA9|\xFF|\x80|\xA9");
+}
+
+TEST_F(Latin1, MbtsFormsAreTheLocaleConversions)
+{
+    EXPECT_EQ(run(ox_mbsoem_to_utf8s, "\xE9").text, "\xC3\xA9");
+    EXPECT_EQ(run(ox_utf8s_to_mbsoem, "\xC3\xA9").text, "\xE9");
+    EXPECT_EQ(run(ox_utf8s_to_mbts, "\xC3\xA9").text, "\xE9");
+    Converted c = run(ox_mbs_to_mbts, "\xE9t\xE9");
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, "\xE9t\xE9");
+    c = run(ox_mbts_to_mbs, "\xE9t\xE9", 3);
+    EXPECT_EQ(c.result, 46);
+    EXPECT_EQ(c.text, "\xE9t");
+}
+
+TEST_F(Utf8Locale, MultibyteToUtf8ReplacesBadBytes)
+{
+    Converted c = run(ox_mbs_to_utf8s, "a\xE6\x97\xA5\xC3(\xFF");
+    EXPECT_EQ(c.result, 1);
+    EXPECT_EQ(c.text, "a\xE6\x97\xA5?(?");
+    // Characters above U+FFFF keep their value (cut to 16 bits they would
+    // read as another, valid, character); too little room cuts before such
+    // a character, never inside.
+    const char *above = "a\xf0\x9f\x98\x80"
+                        "b\xf4\x8f\xbf\xbf";  // U+1F600, U+10FFFF
+    c = run(ox_mbs_to_utf8s, above);
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, above);
+    EXPECT_EQ(c.count, std::strlen(above));
+    c = run(ox_mbs_to_utf8s, above, 4);
+    EXPECT_NE(c.result, 0);
+    EXPECT_EQ(c.text, "a");
+    // A character cut off by the end of the text is replaced byte by byte.
+    c = run(ox_mbs_to_utf8s, "x\xE6\x97");
+    EXPECT_EQ(c.result, 1);
+    EXPECT_EQ(c.text, "x??");
+}
+
+TEST_F(Utf8Locale, Utf8ToMultibyteBoundsWholeCharacters)
+{
+    Converted c = run(ox_utf8s_to_mbs,
+                      "a\xE6\x97\xA5"
+                      "b",
+                      64);
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, "a\xE6\x97\xA5"
+                      "b");
+    // The three bytes of U+65E5 do not fit after "a" in 3 bytes: stop there,
+    // without reporting.
+    for (size_t size : {2u, 3u, 4u}) {
+        c = run(ox_utf8s_to_mbs,
+                "a\xE6\x97\xA5"
+                "b",
+                size);
+        EXPECT_EQ(c.result, 0) << size;
+        EXPECT_EQ(c.text, "a") << size;
+        EXPECT_EQ(c.count, 1u);
+    }
+    c = run(ox_utf8s_to_mbs,
+            "a\xE6\x97\xA5"
+            "b",
+            5);
+    EXPECT_EQ(c.text, "a\xE6\x97\xA5");
+    // Surrogate values cannot be written in the locale's encoding.
+    c = run(ox_utf8s_to_mbs, "\xED\xA0\x80z");
+    EXPECT_EQ(c.result, 1);
+    EXPECT_EQ(c.text, "?z");
+    // The raw-byte range wins over the locale: 0xA9 alone, not valid UTF-8.
+    c = run(ox_utf8s_to_mbs, "\xEF\xA2\xA9");
+    EXPECT_EQ(c.text, "\xA9");
+}
+
+TEST_F(Utf8Locale, ArgumentsAndWholeCharacterCopies)
+{
+    char out[4] = "##";
+    size_t count = 5;
+    EXPECT_EQ(ox_utf8s_to_mbs(out, "", sizeof out, &count), 31);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(count, 0u);
+    std::strcpy(out, "##");
+    EXPECT_EQ(ox_utf8s_to_mbs(out, "abc", 0, &count), 31);
+    EXPECT_STREQ(out, "##") << "size 0: no room to store anything";
+    EXPECT_EQ(ox_utf8s_to_mbs(nullptr, "abc", 4, &count), 31);
+    EXPECT_EQ(ox_utf8s_to_mbs(out, nullptr, 4, &count), 31);
+    EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+    EXPECT_EQ(ox_utf8s_to_mbs(out, "abcdef", 4, &count), 0);
+    EXPECT_STREQ(out, "abc");
+    EXPECT_EQ(count, 3u);
+    Converted c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 4);
+    EXPECT_EQ(c.result, 46);
+    EXPECT_EQ(c.text, "ab");
+    c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 6);
+    EXPECT_EQ(c.result, 0);
+    EXPECT_EQ(c.text, "ab\xE6\x97\xA5");
+    char two[2];
+    EXPECT_EQ(ox_mbts_to_mbs(two, nullptr, 2, nullptr), 31);
+    EXPECT_EQ(ox_mbts_to_mbs(two, "x", 0, nullptr), 31);
 }
 
 }  // namespace
@@ -251,7 +447,7 @@ TEST(Utf8Chars, LengthsAndValidity)
 }
 
 // Judged by shape only: continuation bytes after any lead from 0xC0 count.
-TEST(Utf8Chars, NextCharacterByteCountByShape)
+TEST(Utf8Chars, NextCharacterAndEightBitTextByteCounts)
 {
     struct Case {
         const char *s;
@@ -272,17 +468,13 @@ TEST(Utf8Chars, NextCharacterByteCountByShape)
     };
     for (const Case &c : cases)
         EXPECT_EQ(utf8_num_bytes_in_next_utf8_char(c.s), c.n) << (c.s ? c.s : "(null)");
-}
-
-TEST(Utf8Chars, EightBitTextLengthAsUtf8)
-{
     EXPECT_EQ(ox_calc_utf8_len(nullptr), 0u);
     EXPECT_EQ(ox_calc_utf8_len(""), 0u);
     EXPECT_EQ(ox_calc_utf8_len("abc"), 3u);
     EXPECT_EQ(ox_calc_utf8_len("\xE9t\xE9\x7F\x80\xFF"), 10u);
 }
 
-TEST(Utf8ToWide, ReplacementAndWideValues)
+TEST(Utf8ToWide, ReplacementWideValuesAndArguments)
 {
     struct Case {
         const char *in;
@@ -303,10 +495,6 @@ TEST(Utf8ToWide, ReplacementAndWideValues)
         EXPECT_EQ(to_wide(c.in, &result), c.want) << c.in;
         EXPECT_EQ(result, c.result) << c.in;
     }
-}
-
-TEST(Utf8ToWide, ArgumentsAndEmptyInput)
-{
     ox_wchar out[4] = {9, 9, 9, 9};
     size_t count = 7;
     EXPECT_EQ(ox_utf8s_to_wcs(nullptr, "a", 4, &count), 31);
@@ -409,7 +597,7 @@ TEST(WideToUtf8, RoundTripOfEveryUnit)
     EXPECT_EQ(back, all);
 }
 
-TEST(Truncate, DropsStraddlingCharacterWhole)
+TEST(Truncate, DropsStraddlingCharacterWholeAndRefusesBadInput)
 {
     char out[16];
     std::memset(out, '#', sizeof out);
@@ -426,11 +614,7 @@ TEST(Truncate, DropsStraddlingCharacterWhole)
     // Shorter text is copied whole.
     EXPECT_EQ(utf8_truncate_to_char_boundary("abc\xC3\xA9", out, 7), out);
     EXPECT_STREQ(out, "abc\xC3\xA9");
-}
-
-TEST(Truncate, RefusesBadArgumentsAndLeadlessText)
-{
-    char out[16] = "keep";
+    std::strcpy(out, "keep");
     EXPECT_EQ(utf8_truncate_to_char_boundary(nullptr, out, 8), nullptr);
     EXPECT_EQ(utf8_truncate_to_char_boundary("", out, 8), nullptr);
     EXPECT_EQ(utf8_truncate_to_char_boundary("abcdefgh", nullptr, 8), nullptr);

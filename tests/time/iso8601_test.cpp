@@ -1,16 +1,20 @@
 // ISO 8601 writing and reading: every accepted and rejected form, the
 // defined zone arithmetic, and write-then-read round trips under real zones
-// with whole-hour, half-hour and half-hour-daylight offsets.
+// with whole-hour, half-hour and half-hour-daylight offsets; the form
+// matcher and the zone layer beneath the reader.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <climits>
 #include <cstring>
 #include <ctime>
-#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "cairn/time.h"
+#include "platform/time_zone.hpp"
+#include "time/scan_form.hpp"
 #include "time/time_internal.hpp"
 #include "zone_guard.hpp"
 
@@ -18,9 +22,8 @@ namespace {
 
 using cairn::testing::kJanuaryNow;
 using cairn::testing::kJulyNow;
+using cairn::testing::kJune21At10Utc;
 using cairn::testing::ZoneGuard;
-
-constexpr ox_time64_t kJune21At10Utc = 1624269600;  // 2021-06-21T10:00:00Z
 
 std::string zoned_text(ox_time64_t t, std::time_t now)
 {
@@ -324,5 +327,146 @@ TEST_P(Iso8601RoundTrip, PlainLocalTextReadsBackShiftedByThePresentZone)
 
 INSTANTIATE_TEST_SUITE_P(Zones, Iso8601RoundTrip, ::testing::ValuesIn(cairn::testing::kTestZones),
                          cairn::testing::zone_test_name);
+
+struct ScanRow {
+    const char *text;
+    const char *form;
+    int stored;  // -1: no match
+    std::vector<long long> values;
+};
+
+TEST(ScanForm, MatchesAsTableWithoutOverrun)
+{
+    const ScanRow rows[] = {
+        {"12-34", "%d-%d", 2, {12, 34}},
+        {"  12-  34", "%d-%d", 2, {12, 34}},  // blanks before numbers
+        {"\t\n12", "%d", 1, {12}},
+        {"+12--34", "%d-%d", 2, {12, -34}},
+        {"12 -34", "%d -%d", 2, {12, 34}},
+        {"12  -34", "%d -%d", -1, {}},  // a blank in the form matches one blank
+        {"12345", "%02d%d", 2, {12, 345}},
+        {"-1234", "%04d%d", 2, {-123, 4}},  // the sign counts in the width
+        {"-", "%d", -1, {}},
+        {"+", "%1d", -1, {}},
+        {"", "%d", -1, {}},
+        {"", "", 0, {}},
+        {"x", "", -1, {}},  // left-over text
+        {"12x", "%d", -1, {}},
+        {"12", "%dx", -1, {}},  // missing literal
+        {"2147483647", "%d", 1, {INT_MAX}},
+        {"-2147483648", "%d", 1, {INT_MIN}},
+        {"2147483648", "%d", -1, {}},
+        {"-2147483649", "%d", -1, {}},
+        {"9223372036854775807", "%ld", 1, {LLONG_MAX}},
+        {"-9223372036854775808", "%ld", 1, {LLONG_MIN}},
+        {"9223372036854775808", "%ld", -1, {}},
+        {"99999999999999999999999", "%ld", -1, {}},
+        {"0000000000000000000000012", "%d", 1, {12}},  // leading zeros do not overflow
+        {"1", "%x", -1, {}},                           // unknown conversions never match
+        {"1", "%0d", -1, {}},
+        {"1", "%", -1, {}},
+    };
+    for (const ScanRow &r : rows) {
+        long long values[cairn::kMaxFormValues] = {};
+        int stored = cairn::scan_form(r.text, r.form, values);
+        EXPECT_EQ(stored, r.stored) << '"' << r.text << "\" with \"" << r.form << '"';
+        for (int i = 0; i < stored && i < static_cast<int>(r.values.size()); ++i)
+            EXPECT_EQ(values[i], r.values[i]) << r.text << " value " << i;
+    }
+    long long values[cairn::kMaxFormValues] = {};
+    std::string text, form;
+    for (int i = 0; i <= cairn::kMaxFormValues; ++i) {
+        text += "1,";
+        form += "%d,";
+    }
+    EXPECT_EQ(cairn::scan_form(text.c_str(), form.c_str(), values), -1);
+}
+
+std::tm wall_fields(std::time_t wall)
+{
+    std::tm f{};
+    gmtime_r(&wall, &f);
+    f.tm_isdst = 0;
+    f.tm_wday = 0;
+    f.tm_yday = 0;
+    return f;
+}
+
+class StandardTime : public ::testing::TestWithParam<const char *> {};
+
+TEST_P(StandardTime, AgreesWithMktime)
+{
+    ZoneGuard zone(GetParam());
+    cairn::refresh_zone_data();
+    int compared = 0;
+    // Every 37 minutes through 2021 (hitting every switch hour), and 1985.
+    for (std::time_t start : {std::time_t{1609459200}, std::time_t{473385600}}) {
+        for (std::time_t wall = start; wall < start + 366 * 86400; wall += 37 * 60) {
+            std::tm fields = wall_fields(wall);
+            std::tm expected_tm = fields;
+            std::time_t expected = mktime(&expected_tm);
+            std::time_t value = 0;
+            std::tm converted{};
+            ASSERT_TRUE(cairn::standard_local_to_utc(fields, cairn::fields_as_utc(fields), value,
+                                                     converted));
+            ASSERT_EQ(value, expected) << GetParam() << " wall " << wall;
+            ASSERT_EQ(converted.tm_isdst, expected_tm.tm_isdst) << wall;
+            ASSERT_EQ(converted.tm_gmtoff, expected_tm.tm_gmtoff) << wall;
+            ++compared;
+        }
+    }
+    EXPECT_GT(compared, 28000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Zones, StandardTime, ::testing::ValuesIn(cairn::testing::kTestZones),
+                         cairn::testing::zone_test_name);
+
+TEST(FieldsAsUtc, MatchesTimegmAndNormalises)
+{
+    struct Row {
+        int year, month0, day, hour, min, sec;
+    } rows[] = {{1970, 0, 1, 0, 0, 0},  {2021, 5, 21, 10, 0, 0},    {2000, 1, 29, 23, 59, 59},
+                {1900, 0, 1, 0, 0, 0},  {1600, 11, 31, 12, 0, 0},   {2021, 12, 1, 0, 0, 0},
+                {2021, -1, 1, 0, 0, 0}, {2021, 0, 0, -1, 61, 3600}, {9999, 11, 31, 23, 59, 60},
+                {-200, 3, 15, 1, 2, 3}};
+    for (const Row &r : rows) {
+        std::tm f{};
+        f.tm_year = r.year - 1900;
+        f.tm_mon = r.month0;
+        f.tm_mday = r.day;
+        f.tm_hour = r.hour;
+        f.tm_min = r.min;
+        f.tm_sec = r.sec;
+        std::tm copy = f;
+        EXPECT_EQ(cairn::fields_as_utc(f), timegm(&copy))
+            << r.year << "-" << r.month0 << "-" << r.day;
+    }
+}
+
+TEST(ZoneData, ChangeOfTzIsSeenAtOnce)
+{
+    for (int round = 0; round < 3; ++round) {
+        {
+            ZoneGuard zone("Asia/Kolkata");
+            cairn::refresh_zone_data();
+            EXPECT_EQ(cairn::zone_at(kJulyNow).east_seconds, 19800);
+        }
+        {
+            ZoneGuard zone("America/New_York");
+            cairn::refresh_zone_data();
+            EXPECT_EQ(cairn::zone_at(kJulyNow).east_seconds, -4 * 3600);
+            EXPECT_TRUE(cairn::zone_at(kJulyNow).daylight);
+            EXPECT_FALSE(cairn::zone_at(kJanuaryNow).daylight);
+        }
+    }
+    // setenv() alone, without tzset(): the refresh must notice.
+    ZoneGuard outer("UTC");
+    for (const char *zone : {"Asia/Kolkata", "Australia/Lord_Howe", "Asia/Kolkata"}) {
+        setenv("TZ", zone, 1);
+        cairn::refresh_zone_data();
+        long expected = std::string(zone) == "Asia/Kolkata" ? 19800 : 11 * 3600;
+        EXPECT_EQ(cairn::zone_at(kJanuaryNow).east_seconds, expected) << zone;
+    }
+}
 
 }  // namespace

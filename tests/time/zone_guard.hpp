@@ -1,6 +1,7 @@
 // Switch the process's local time zone for the length of a scope.
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <gtest/gtest.h>
@@ -58,7 +59,8 @@ inline std::string zone_test_name(const ::testing::TestParamInfo<const char *> &
 
 // Two fixed "present moments": northern winter (daylight time in Lord Howe)
 // and northern summer (daylight time in New York).
-constexpr std::time_t kJanuaryNow = 1610712000;  // 2021-01-15T12:00:00Z
-constexpr std::time_t kJulyNow = 1626350400;     // 2021-07-15T12:00:00Z
+constexpr std::time_t kJanuaryNow = 1610712000;      // 2021-01-15T12:00:00Z
+constexpr std::time_t kJulyNow = 1626350400;         // 2021-07-15T12:00:00Z
+constexpr std::int64_t kJune21At10Utc = 1624269600;  // 2021-06-21T10:00:00Z
 
 }  // namespace cairn::testing
