@@ -13,7 +13,6 @@
 #include "capture_fd.hpp"
 #include "debug_scope.hpp"
 #include "debug_text.hpp"
-#include "fault_injection.hpp"
 
 namespace {
 
@@ -165,17 +164,6 @@ TEST(CircularQueue, DestroyFreesQueuedItemsAndReferencesAreCounted)
     EXPECT_TRUE(g_freed.empty());
     EXPECT_EQ(ox_circularqueue_destroy(q), 0);
     EXPECT_EQ(g_freed, (std::vector<intptr_t>{2, 3}));
-}
-
-TEST(CircularQueue, AllocationFailures)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        ox_circularqueue *q = ox_circularqueue_new(nullptr, 1, 0);
-        if (q == nullptr)
-            return false;
-        ox_circularqueue_destroy(q);
-        return true;
-    });
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
-#include "fault_injection.hpp"
 
 namespace {
 
@@ -107,17 +106,6 @@ TEST(EventQueue, BlockedPopGetsAPushedItem)
     consumer.join();
     EXPECT_EQ(ox_eventqueue_size(q), 0);
     ox_eventqueue_destroy(q);
-}
-
-TEST(EventQueue, AllocationFailures)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        ox_eventqueue *q = ox_eventqueue_new(nullptr);
-        if (q == nullptr)
-            return false;
-        ox_eventqueue_destroy(q);
-        return true;
-    });
 }
 
 }  // namespace

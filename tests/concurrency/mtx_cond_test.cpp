@@ -9,7 +9,6 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
-#include "fault_injection.hpp"
 #include "wait_test_util.hpp"
 
 using namespace cairn::testing;
@@ -114,25 +113,3 @@ TEST(Cond, SignalWakesOneCountedWaiter)
 // A waiter cancelled inside ox_cond_wait is checked with the other cancelled
 // waits (ThreadCancel).
 
-TEST(MtxCond, CreatorsCleanUpAfterEachAllocationFailure)
-{
-    ox_mtx *warm = nullptr;
-    ASSERT_EQ(ox_mtx_create(&warm), 1);
-    ox_mtx_destroy(warm);
-    EXPECT_GT(for_each_allocation_failure([] {
-                  ox_mtx *m = reinterpret_cast<ox_mtx *>(1);
-                  if (ox_mtx_create(&m) == 0) {
-                      EXPECT_EQ(m, nullptr);  // no half-made handle handed out
-                      return false;
-                  }
-                  return ox_mtx_destroy(m) == 1;
-              }),
-              1);
-    EXPECT_GT(for_each_allocation_failure([] {
-                  ox_cond *c = nullptr;
-                  if (ox_cond_create(&c) == 0)
-                      return false;
-                  return ox_cond_destroy(c) == 1;
-              }),
-              2);
-}

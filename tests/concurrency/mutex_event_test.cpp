@@ -9,7 +9,6 @@
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "concurrency/sync_handles.hpp"
-#include "fault_injection.hpp"
 #include "wait_test_util.hpp"
 
 using namespace cairn::testing;
@@ -167,18 +166,3 @@ TEST(Event, TimedOutWaiterStaysCountedSoABroadcastOverflows)
 
 // Mutual exclusion and event hand-overs under contention are checked by the
 // stress program (StressLocks).
-
-TEST(Event, ConstructorsCleanUpAfterEachAllocationFailure)
-{
-    ox_event_destroy(ox_event_new());  // the registry exists from here on
-    EXPECT_GT(for_each_allocation_failure([] {
-                  ox_mutex *m = ox_mutex_new();
-                  return m != nullptr && ox_event_destroy(m) == 0;
-              }),
-              1);
-    EXPECT_GT(for_each_allocation_failure([] {
-                  ox_event *e = ox_event_new();
-                  return e != nullptr && ox_event_destroy(e) == 0;
-              }),
-              1);
-}

@@ -15,7 +15,6 @@
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
 #include "concurrency/thread_queue_testing.hpp"
-#include "fault_injection.hpp"
 #include "wait_test_util.hpp"
 
 using cairn::testing::eventually;
@@ -241,17 +240,6 @@ TEST_F(ThreadQueue, ATimerArmedByAWorkerFiresOnThatWorker)
     ASSERT_EQ(ox_threadqueue_push(q, item(2)), 0);
     ASSERT_TRUE(eventually([] { return g_done.load() == 2; }));
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);
-}
-
-TEST_F(ThreadQueue, AllocationFailures)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        ox_threadqueue *q = ox_threadqueue_new(count_work, nullptr, 0, 2, 0);
-        if (q == nullptr)
-            return false;
-        ox_threadqueue_destroy(q);
-        return true;
-    });
 }
 
 }  // namespace

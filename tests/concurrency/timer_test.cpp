@@ -8,7 +8,6 @@
 
 #include "cairn/concurrency.h"
 #include "cairn/frame.h"
-#include "fault_injection.hpp"
 
 namespace {
 
@@ -175,17 +174,6 @@ TEST(Timer, AThreadThatEndsTakesItsTimersOffDelivery)
     EXPECT_EQ(ox_thread_sleep(500), 30);
     EXPECT_EQ(calls.load(), seen + 1);
     ox_timer_destroy(t);
-}
-
-TEST(Timer, ConstructorSurvivesEveryAllocationFailure)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        ox_timer *t = ox_timer_new(10, 0, count_call, nullptr, nullptr);
-        if (t == nullptr)
-            return false;
-        ox_timer_destroy(t);
-        return true;
-    });
 }
 
 }  // namespace

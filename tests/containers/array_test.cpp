@@ -11,7 +11,6 @@
 #include "cairn/frame.h"
 #include "containers/container.hpp"
 #include "platform/alloc.hpp"
-#include "fault_injection.hpp"
 #include "platform/alloc_testing.hpp"
 
 namespace {
@@ -118,29 +117,6 @@ TEST(Array, FailedGrowthLeavesTheArrayUnchanged)
     EXPECT_EQ(ox_array_add(a, ptr(999), ptr(1)), 0);
     EXPECT_EQ(ox_array_index_b(a, ptr(999)), 256);
     ox_array_destroy(a);
-}
-
-TEST(Array, ElementRecordsAndConstructorSurviveEveryAllocationFailure)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        ox_node *node = ox_node_new(ptr(1), ptr(2));
-        if (node == nullptr)
-            return false;
-        EXPECT_EQ(node->data, ptr(1));
-        EXPECT_EQ(node->key, ptr(2));
-        EXPECT_EQ(node->expiry, OX_TTL_NEVER);
-        EXPECT_EQ(node->refs, 0);
-        EXPECT_EQ(node->next, nullptr);
-        cairn::mem_free(node);
-        return true;
-    });
-    cairn::testing::for_each_allocation_failure([] {
-        ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
-        if (a == nullptr)
-            return false;
-        ox_array_destroy(a);
-        return true;
-    });
 }
 
 }  // namespace

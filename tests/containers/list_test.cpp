@@ -12,7 +12,6 @@
 
 #include "cairn/containers.h"
 #include "cairn/frame.h"
-#include "fault_injection.hpp"
 #include "platform/clocks.hpp"
 
 namespace {
@@ -287,38 +286,6 @@ TEST_F(ListTest, IteratorKeyFormsGiveKeyAndData)
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(ox_iterator_destroy(it), 0);
     EXPECT_EQ(ox_list_destroy(l), 0);
-}
-
-TEST_F(ListTest, ConstructorsSurviveEveryAllocationFailure)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
-        if (l == nullptr)
-            return false;
-        ox_list_destroy(l);
-        return true;
-    });
-    ox_list *l = ox_list_new(nullptr, nullptr, compare_str, nullptr, 0);
-    ASSERT_NE(l, nullptr);
-    cairn::testing::for_each_allocation_failure([l] {
-        ox_iterator *it = ox_iterator_new(l);
-        if (it == nullptr)
-            return false;
-        ox_iterator_destroy(it);
-        return true;
-    });
-    int v = 0;
-    cairn::testing::for_each_allocation_failure([l, &v] {
-        int rc = ox_list_append(l, nullptr, &v);
-        if (rc != 0) {
-            EXPECT_EQ(rc, OX_ENOMEM);
-            EXPECT_EQ(ox_list_size(l), 0);
-            return false;
-        }
-        ox_list_pop(l, nullptr);
-        return true;
-    });
-    ox_list_destroy(l);
 }
 
 TEST_F(ListTest, ConcurrentProducersAndConsumersKeepEveryElement)

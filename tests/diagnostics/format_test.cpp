@@ -20,12 +20,10 @@
 #include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "debug_text.hpp"
-#include "fault_injection.hpp"
 #include "platform/alloc.hpp"
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
-using cairn::testing::for_each_allocation_failure;
 using cairn::testing::run_in_child;
 
 namespace {
@@ -138,7 +136,6 @@ std::vector<int> kinds_fetched(const char *format)
     map_format(buf, sizeof buf, nullptr, &kRecording, format);
     return g_fetched;
 }
-
 }  // namespace
 
 // The argument kinds, checked as data through the fetcher table.
@@ -473,69 +470,6 @@ TEST(FormatModes, AllocatingGrowsAndBoundsWhenSized)
     EXPECT_STREQ(text, "");
     cairn::mem_free(text);
     EXPECT_EQ(alloc_format(nullptr, "abc"), 0) << "no result pointer";
-}
-
-// Every allocating call fails cleanly: no text and ENOMEM when the first
-// storage cannot be had; a cut text and the debug line when an enlargement
-// fails.
-TEST(FormatModes, AllocationFailures)
-{
-    ox_error_set_last(0, OX_ERRKIND_ERRNO);  // create the thread's record before injecting
-    for_each_allocation_failure([] {
-        char *text = reinterpret_cast<char *>(1);
-        int n = alloc_format(&text, "%s %d", "short", 1);
-        if (text == nullptr) {
-            EXPECT_EQ(n, 0);
-            return false;
-        }
-        EXPECT_STREQ(text, "short 1");
-        cairn::mem_free(text);
-        return true;
-    });
-
-    for_each_allocation_failure([] {
-        char *text = reinterpret_cast<char *>(1);
-        int n = bounded_alloc_format(4, &text, "%s", "sized");
-        if (text == nullptr) {
-            EXPECT_EQ(n, 0);
-            return false;
-        }
-        EXPECT_STREQ(text, "siz");
-        cairn::mem_free(text);
-        return true;
-    });
-
-    const std::string long_arg(30000, 'y');
-    DebugScope debug(0, 32);
-    CaptureFd err(2);
-    int needed = for_each_allocation_failure([&] {
-        char *text = nullptr;
-        int n = alloc_format(&text, "%s", long_arg.c_str());
-        if (text == nullptr)
-            return false;
-        if (n < 30000) {
-            EXPECT_EQ(std::strlen(text), static_cast<size_t>(n)) << "terminated where it was cut";
-            EXPECT_EQ(n, 19457) << "cut at the end of the first storage";
-            cairn::mem_free(text);
-            return false;
-        }
-        EXPECT_EQ(std::string(text), long_arg);
-        cairn::mem_free(text);
-        return true;
-    });
-    EXPECT_EQ(needed, 3);
-    EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
-              "i18n_vsnprintf: Truncation detected - new buffer allocation failure\n");
-
-    for_each_allocation_failure([] {
-        char *text = nullptr;
-        int n = alloc_format(&text, "%.700f", 2.0);
-        if (text == nullptr)
-            return false;
-        bool whole = n == 702;
-        cairn::mem_free(text);
-        return whole;  // the long conversion's own scratch can fail too
-    });
 }
 
 TEST(FormatC99, SnprintfReturnsTheFullLength)
@@ -961,7 +895,6 @@ void check_format(const std::string &format)
         ASSERT_EQ(std::memcmp(c99, runtime, size + 1), 0) << "C99, size " << size;
     }
 }
-
 }  // namespace
 
 TEST(FormatDifferential, PlainFormatsMatchTheRuntime)
@@ -1111,7 +1044,6 @@ int via_vfprintf(FILE *f, const char *fmt, ...)
     va_end(ap);
     return n;
 }
-
 }  // namespace
 
 TEST(VaListForms, FormattersWriteWhatTheirVariadicTwinsWrite)

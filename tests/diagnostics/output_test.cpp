@@ -23,7 +23,6 @@
 #include "debug_scope.hpp"
 #include "debug_text.hpp"
 #include "diagnostics/oxprint/excepted_fds.hpp"
-#include "fault_injection.hpp"
 #include "platform/alloc_testing.hpp"
 
 using cairn::testing::CaptureFd;
@@ -314,25 +313,6 @@ TEST_F(Output, FgetsPushesBackUnusedBytes)
     EXPECT_EQ(ox_fgets(buf, 0, file_), nullptr);
     EXPECT_EQ(ox_fgets(buf, 4, nullptr), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-}
-
-TEST_F(Output, FgetsAllocationFailureGivesNull)
-{
-    REQUIRE_LATIN1();
-    std::fputs("\xE9x\n", file_);
-    // The thread's record and the list's lock exist before failures start
-    // (failing to make the lock is fatal, tested on its own).
-    ox_error_set_last(0, OX_ERRKIND_ERRNO);
-    EXPECT_EQ(is_user_fp(file_), 1);
-    cairn::testing::for_each_allocation_failure([&] {
-        std::rewind(file_);
-        char buf[16];
-        char *got = ox_fgets(buf, sizeof buf, file_);
-        if (got == nullptr)
-            return false;
-        EXPECT_STREQ(buf, "\xC3\xA9x\n");
-        return true;
-    });
 }
 
 namespace {

@@ -16,7 +16,6 @@
 #include "cairn/paths.h"
 #include "child_process.hpp"
 #include "debug_text.hpp"
-#include "fault_injection.hpp"
 #include "path_test_util.hpp"
 
 namespace {
@@ -168,11 +167,6 @@ TEST(FullPath, BoundedAndAllocatedResults)
     EXPECT_STREQ(same, "/p/q/r");
     EXPECT_EQ(fullpath(nullptr, out, sizeof out, '/'), nullptr);
     EXPECT_EQ(fullpath("a", out, sizeof out, 'x'), nullptr);
-    cairn::testing::for_each_allocation_failure([] {
-        char *p = fullpath2("a", "/b", nullptr, 0, '/');
-        ox_path_free(p);
-        return p != nullptr;
-    });
 }
 
 TEST(CurrentDirectory, ErrorsAsTable)

@@ -8,7 +8,6 @@
 
 #include "cairn/frame.h"
 #include "cairn/paths.h"
-#include "fault_injection.hpp"
 #include "path_test_util.hpp"
 
 namespace {
@@ -103,18 +102,6 @@ TEST(Parent, BadArguments)
     EXPECT_STREQ(out, "");
     EXPECT_EQ(getpathparent_dirsep("/a/b", out, sizeof out, '|'), nullptr);
     EXPECT_EQ(getpathparent(nullptr, nullptr, 0), nullptr);
-}
-
-TEST(Parent, AllocationFailureLeavesNothing)
-{
-    cairn::testing::for_each_allocation_failure([] {
-        char *p = getpathparent_dirsep("/a/b/c", nullptr, 0, '/');
-        if (p == nullptr)
-            return false;
-        bool right = std::strcmp(p, "/a/b") == 0;
-        ox_path_free(p);
-        return right;
-    });
 }
 
 TEST(Depth, AsTable)

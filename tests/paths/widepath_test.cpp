@@ -14,7 +14,6 @@
 
 #include "cairn/frame.h"
 #include "cairn/paths.h"
-#include "fault_injection.hpp"
 #include "paths/wide_text.hpp"
 
 namespace {
@@ -144,10 +143,6 @@ TEST_F(WidePath, OutputBounds)
     EXPECT_EQ(convert(accents, out, 4 + 13 + 1), 0);
     EXPECT_EQ(out.size(), 17u);
     EXPECT_EQ(convert(accents, out, 4 + 13), OX_ENOBUFS);
-    cairn::testing::for_each_allocation_failure([&] {
-        std::vector<ox_wchar> buf(18);
-        return ox_utf8_to_widepath(accents.c_str(), buf.data(), buf.size(), nullptr) == 0;
-    });
 }
 
 TEST_F(WidePath, TooLongAndBadArguments)
