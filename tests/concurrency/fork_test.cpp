@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "child_exit.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/containers.h"
 #include "cairn/frame.h"
@@ -186,7 +187,7 @@ TEST(Fork, ChildrenUseEveryHandleTypeWhileThreadsHammerTheLocks)
         pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0)
-            _exit(child_body());
+            cairn::testing::child_exit(child_body());
         int status = wait_with_deadline(pid, std::chrono::seconds(20));
         if (status == -1) {
             ++hung;

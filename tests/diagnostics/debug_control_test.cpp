@@ -27,6 +27,7 @@
 #include <thread>
 #include <vector>
 
+#include "child_exit.hpp"
 #include "capture_fd.hpp"
 #include "cairn/concurrency.h"
 #include "cairn/diagnostics.h"
@@ -303,7 +304,7 @@ int run_as_other_user(const std::function<int()> &body)
     if (pid == 0) {
         if (setgid(kNobody) != 0 || setuid(kNobody) != 0 || getuid() != kNobody)
             _exit(kCannotChangeUid);
-        _exit(body());
+        cairn::testing::child_exit(body());
     }
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status))

@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "child_exit.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "frame/process_identity.hpp"
@@ -54,7 +55,7 @@ TEST(DebugEvent, ControlLineReachesARunningChild)
         // Exit 0 once Debug became 3, 1 after ten seconds.
         for (int i = 0; i < 1000 && __atomic_load_n(&Debug, __ATOMIC_RELAXED) != 3; ++i)
             usleep(10000);
-        _exit(__atomic_load_n(&Debug, __ATOMIC_RELAXED) == 3 ? 0 : 1);
+        cairn::testing::child_exit(__atomic_load_n(&Debug, __ATOMIC_RELAXED) == 3 ? 0 : 1);
     }
     char c = 0;
     ASSERT_EQ(read(ready[0], &c, 1), 1);
@@ -108,7 +109,7 @@ TEST(DebugEvent, ForkedChildWatchesItsOwnEvent)
         int rc = ox_debug_event_signal(static_cast<int>(getpid()));
         for (int i = 0; i < 500 && g_custom_calls.load() == 0; ++i)
             usleep(10000);
-        _exit(rc == 0 && g_custom_calls.load() > 0 ? 0 : 1);
+        cairn::testing::child_exit(rc == 0 && g_custom_calls.load() > 0 ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(pid, &status, 0), pid);

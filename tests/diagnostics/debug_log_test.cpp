@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "child_exit.hpp"
 #include "capture_fd.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
@@ -394,7 +395,7 @@ TEST(DebugLines, ThreadsAndProcessesNeverInterleave)
             dfopen(path.c_str());
             run_writers(p * kThreads, payload);
             dfclose();
-            _exit(0);
+            cairn::testing::child_exit(0);
         }
         children.push_back(pid);
     }

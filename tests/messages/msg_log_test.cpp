@@ -16,6 +16,7 @@
 #include <set>
 #include <string>
 
+#include "child_exit.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "cairn/messages.h"
@@ -124,7 +125,7 @@ TEST(MsgLog, ProcessesAppendWholeLines)
             for (int i = 0; i < kLines; ++i)
                 msg_print(100 + c, 50000, MSG_LOG_MESSAGES, "%s", MSG_ARG_TEXT,
                           child_text(c, i).c_str());
-            _exit(0);
+            cairn::testing::child_exit(0);
         }
     }
     for (pid_t pid : pids) {

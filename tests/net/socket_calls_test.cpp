@@ -15,6 +15,7 @@
 #include <functional>
 #include <string>
 
+#include "child_exit.hpp"
 #include "cairn/concurrency.h"
 #include "net/socket_layer.hpp"
 #include "socket_util.hpp"
@@ -316,7 +317,7 @@ TEST(SocketStartup, ExitHandlerStopsTheLayerUnlessDeferred)
                 ok = ok && cairn::socket_layer_running() == (defer == 1);
                 s = ox_socket(AF_INET, SOCK_STREAM, 0);  // starts again
                 ok = ok && s >= 0 && cairn::socket_layer_running();
-                _exit(ok ? 0 : 1);
+                cairn::testing::child_exit(ok ? 0 : 1);
             });
             EXPECT_EQ(child.exit_code, 0) << "defer " << defer << child.err;
         }

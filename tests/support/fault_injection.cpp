@@ -1,4 +1,5 @@
 #include "fault_injection.hpp"
+#include "child_exit.hpp"
 
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
@@ -118,7 +119,7 @@ int for_each_fatal_allocation_failure(const std::function<bool()> &attempt, Fail
             std::fflush(nullptr);
             // _exit: exit handlers have no business running under injection.
             bool failed = result->total_part_count() != failures_before;
-            _exit(failed ? kChildAssertionFailed : ok ? 0 : kDocumentedFailure);
+            cairn::testing::child_exit(failed ? kChildAssertionFailed : ok ? 0 : kDocumentedFailure);
         });
         if (child.exited && child.exit_code == 0)
             return n;

@@ -1,4 +1,5 @@
 #include "netns.hpp"
+#include "child_exit.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -187,7 +188,7 @@ void run_inside(const NetnsOptions &o, const std::function<void(NetNamespace &)>
         stop_process(dns);
     remove_dir(dir);
     fflush(nullptr);
-    _exit(failed ? 1 : 0);
+    cairn::testing::child_exit(failed ? 1 : 0);
 }
 
 }  // namespace
