@@ -192,6 +192,11 @@ TEST_P(Tables, RemovalOwnershipDiffersFromLists)
     EXPECT_TRUE(g_keys_destroyed.empty());
     EXPECT_EQ(api().remove(t, ptr(1), &out), OX_ENOENT);
     EXPECT_EQ(out, nullptr);
+    // Nowhere to hand the data back to: it is not destroyed either.
+    ASSERT_EQ(api().add(t, ptr(2), ptr(20)), 0);
+    EXPECT_EQ(api().remove(t, ptr(2), nullptr), 0);
+    EXPECT_TRUE(g_data_destroyed.empty());
+    EXPECT_TRUE(g_keys_destroyed.empty());
     api().destroy(t);
     // Mode 1: data and key destroyed, out NULL.
     t = make(1);
