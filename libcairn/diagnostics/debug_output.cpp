@@ -97,7 +97,8 @@ void put_line(const DebugTarget &t, const oxprint::FormattedText &line, std::siz
         oxprint::LocaleText converted(data, line.size());
         write_whole(t.stream, converted.data(), std::strlen(converted.data()));
         return;
-    } else if (unchanged || is_ascii(data, prefix_len)) {  // raw text after a prefix no locale changes
+    } else if (unchanged ||
+               is_ascii(data, prefix_len)) {  // raw text after a prefix no locale changes
         write_whole(t.stream, data, line.size());
         return;
     }

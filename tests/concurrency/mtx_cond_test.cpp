@@ -112,4 +112,3 @@ TEST(Cond, SignalWakesOneCountedWaiter)
 
 // A waiter cancelled inside ox_cond_wait is checked with the other cancelled
 // waits (ThreadCancel).
-

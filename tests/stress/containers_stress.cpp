@@ -109,22 +109,22 @@ int compare_keys(void *a, void *b)
 template <typename C>
 struct Keyed;
 
-#define STRESS_KEYED(P, ADD)                                                                   \
-    template <>                                                                                \
-    struct Keyed<P> {                                                                          \
-        static P *make() { return P##_new(nullptr, nullptr, compare_keys, nullptr, 0); }       \
-        static int add(P *c, long k) { return P##_##ADD(c, as_data(k), as_data(k)); }          \
-        static int find(P *c, long k, void **d) { return P##_find(c, as_data(k), d); }         \
-        static int ref(P *c, long k, void **d) { return P##_reference(c, as_data(k), d); }     \
-        static int unref(P *c, long k) { return P##_unreference(c, as_data(k)); }              \
-        static int try_remove(P *c, long k, void **d)                                          \
-        {                                                                                      \
-            return P##_try_remove_node(c, as_data(k), d);                                      \
-        }                                                                                      \
-        static int remove(P *c, long k, void **d) { return P##_remove_node(c, as_data(k), d); } \
-        static int size(P *c) { return P##_size(c); }                                          \
-        static int each(P *c, ox_foreach_callback f, void *a) { return P##_foreach(c, f, a); } \
-        static int destroy(P *c) { return P##_destroy(c); }                                    \
+#define STRESS_KEYED(P, ADD)                                                                       \
+    template <>                                                                                    \
+    struct Keyed<P> {                                                                              \
+        static P *make() { return P##_new(nullptr, nullptr, compare_keys, nullptr, 0); }           \
+        static int add(P *c, long k) { return P##_##ADD(c, as_data(k), as_data(k)); }              \
+        static int find(P *c, long k, void **d) { return P##_find(c, as_data(k), d); }             \
+        static int ref(P *c, long k, void **d) { return P##_reference(c, as_data(k), d); }         \
+        static int unref(P *c, long k) { return P##_unreference(c, as_data(k)); }                  \
+        static int try_remove(P *c, long k, void **d)                                              \
+        {                                                                                          \
+            return P##_try_remove_node(c, as_data(k), d);                                          \
+        }                                                                                          \
+        static int remove(P *c, long k, void **d) { return P##_remove_node(c, as_data(k), d); }    \
+        static int size(P *c) { return P##_size(c); }                                              \
+        static int each(P *c, ox_foreach_callback f, void *a) { return P##_foreach(c, f, a); }     \
+        static int destroy(P *c) { return P##_destroy(c); }                                        \
     }
 
 STRESS_KEYED(ox_list, append);

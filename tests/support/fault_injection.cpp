@@ -119,7 +119,9 @@ int for_each_fatal_allocation_failure(const std::function<bool()> &attempt, Fail
             std::fflush(nullptr);
             // _exit: exit handlers have no business running under injection.
             bool failed = result->total_part_count() != failures_before;
-            cairn::testing::child_exit(failed ? kChildAssertionFailed : ok ? 0 : kDocumentedFailure);
+            cairn::testing::child_exit(failed ? kChildAssertionFailed
+                                       : ok   ? 0
+                                              : kDocumentedFailure);
         });
         if (child.exited && child.exit_code == 0)
             return n;

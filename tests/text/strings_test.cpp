@@ -11,7 +11,6 @@
 #include "cairn/text.h"
 #include "platform/alloc.hpp"
 
-
 namespace {
 std::vector<ox_wchar> wide(const char *ascii)
 {

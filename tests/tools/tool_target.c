@@ -12,7 +12,11 @@
 
 static volatile sig_atomic_t g_stop;
 
-static void on_term(int sig) { (void)sig; g_stop = 1; }
+static void on_term(int sig)
+{
+    (void)sig;
+    g_stop = 1;
+}
 static void tick(void *arg) { (void)arg; }
 static uint32_t hash_key(void *key) { return ox_hash_string((const char *)key); }
 static int compare_keys(void *a, void *b) { return strcmp((const char *)a, (const char *)b); }

@@ -102,10 +102,7 @@ constexpr std::array<uint8_t, 256> kPlainKinds = make_plain_kinds();
 
 }  // namespace
 
-int plain_kind(char conversion)
-{
-    return kPlainKinds[static_cast<unsigned char>(conversion)];
-}
+int plain_kind(char conversion) { return kPlainKinds[static_cast<unsigned char>(conversion)]; }
 
 void parse_spec(const char *percent, ConvSpec *spec)
 {
