@@ -1,7 +1,7 @@
-// Specs of ox_getenv_ulong ("NAME=DEFAULT,MIN:MAX") on arbitrary text: a
-// spec with a NAME and a DEFAULT (one without either ends the process, by
-// contract, and is not tried) gives the same number twice, within the
-// bounds the spec names when they are plain numbers in order.
+// Descriptions given to ox_getenv_ulong ("NAME=DEFAULT,MIN:MAX") on
+// arbitrary text: one with a NAME and a DEFAULT (one without either ends the
+// process, by contract, and is not tried) gives the same number twice,
+// within the bounds it names when they are plain numbers in order.
 #include <cstdlib>
 #include <cstring>
 #include <string>

@@ -3,6 +3,7 @@
 // va_list forms; display widths of UTF-8 text; and the formatter against the
 // C library's vsnprintf on generated formats.
 #include <gtest/gtest.h>
+#include "alloc_format.hpp"
 
 #include <algorithm>
 #include <climits>
@@ -26,6 +27,9 @@ using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
 using cairn::testing::run_in_child;
 
+using cairn::testing::alloc_format;
+using cairn::testing::bounded_alloc_format;
+
 namespace {
 
 // Formats through a non-literal format, so that deliberately unusual
@@ -39,25 +43,6 @@ std::string fmt(const char *format, ...)
     va_end(ap);
     EXPECT_EQ(n, static_cast<int>(std::strlen(buf)));
     return buf;
-}
-
-// i18n_vsprintf with a NULL result pointer is allowed and does nothing.
-int alloc_format(char **result, const char *format, ...)
-{
-    va_list ap;
-    va_start(ap, format);
-    int n = i18n_vsprintf(nullptr, result, format, ap);
-    va_end(ap);
-    return n;
-}
-
-int bounded_alloc_format(size_t size, char **result, const char *format, ...)
-{
-    va_list ap;
-    va_start(ap, format);
-    int n = i18n_vsnprintf(nullptr, size, result, format, ap);
-    va_end(ap);
-    return n;
 }
 
 int vformat(char *buf, size_t size, const char *format, ...)

@@ -5,6 +5,7 @@
 // existed before the call whole and usable.  Calls whose allocations end
 // the process (the failing-stop allocators) are swept in forked children.
 #include <gtest/gtest.h>
+#include "alloc_format.hpp"
 #include <netdb.h>
 #include <netinet/in.h>
 #include <unistd.h>
@@ -44,6 +45,9 @@
 
 using cairn::testing::FailMode;
 using cairn::testing::FailureSweep;
+
+using cairn::testing::alloc_format;
+using cairn::testing::bounded_alloc_format;
 
 namespace {
 
@@ -428,24 +432,6 @@ TEST(AllocationSweep, AdoptedThreadsAndCleanUpEntries)
 }
 
 namespace {
-
-int alloc_format(char **result, const char *format, ...)
-{
-    va_list ap;
-    va_start(ap, format);
-    int n = i18n_vsprintf(nullptr, result, format, ap);
-    va_end(ap);
-    return n;
-}
-
-int bounded_alloc_format(size_t size, char **result, const char *format, ...)
-{
-    va_list ap;
-    va_start(ap, format);
-    int n = i18n_vsnprintf(nullptr, size, result, format, ap);
-    va_end(ap);
-    return n;
-}
 
 int mapped_alloc_format(char **result, const char *format, ...)
 {
