@@ -16,8 +16,11 @@
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
 #include "child_process.hpp"
+#include "va_fronts.hpp"
 
 using cairn::testing::run_in_child;
+using cairn::testing::vcreate;
+using cairn::testing::vpopulate;
 
 namespace {
 
@@ -230,25 +233,6 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
         take(msg_structext_render(msg_structext_new(1, "%100000000d|", 1, &number, &one)));
     EXPECT_EQ(wide.size(), 19456u + 12 + 1 - 1);
     EXPECT_EQ(wide.find_first_not_of(' '), std::string::npos) << "cut inside the padding";
-}
-
-// The va_list forms, reached through variadic wrappers as callers reach them.
-structext *vcreate(uint32_t id, const char *form, ...)
-{
-    va_list ap;
-    va_start(ap, form);
-    structext *st = msg_vstructext_create(id, form, ap);
-    va_end(ap);
-    return st;
-}
-
-structext *vpopulate(structext *st, uint32_t id, const char *form, ...)
-{
-    va_list ap;
-    va_start(ap, form);
-    structext *out = msg_vstructext_populate(st, id, form, ap);
-    va_end(ap);
-    return out;
 }
 
 msg_t *vmessage(int32_t id, uint32_t severity, const char *form, ...)

@@ -5,7 +5,7 @@
 // existed before the call whole and usable.  Calls whose allocations end
 // the process (the failing-stop allocators) are swept in forked children.
 #include <gtest/gtest.h>
-#include "alloc_format.hpp"
+#include "va_fronts.hpp"
 #include <netdb.h>
 #include <netinet/in.h>
 #include <unistd.h>
@@ -48,6 +48,8 @@ using cairn::testing::FailureSweep;
 
 using cairn::testing::alloc_format;
 using cairn::testing::bounded_alloc_format;
+using cairn::testing::vcreate;
+using cairn::testing::vpopulate;
 
 namespace {
 
@@ -809,24 +811,6 @@ bool owned_text(char *t)
     return t != nullptr;
 }
 
-structext *vcreated(uint32_t id, const char *form, ...)
-{
-    va_list ap;
-    va_start(ap, form);
-    structext *r = msg_vstructext_create(id, form, ap);
-    va_end(ap);
-    return r;
-}
-
-structext *vpopulated(structext *st, uint32_t id, const char *form, ...)
-{
-    va_list ap;
-    va_start(ap, form);
-    structext *r = msg_vstructext_populate(st, id, form, ap);
-    va_end(ap);
-    return r;
-}
-
 }  // namespace
 
 // Values, attributes, message records and error records take their memory
@@ -1041,11 +1025,11 @@ TEST(AllocationSweep, MessagesAndErrorRecordsStopCleanly)
              return record(r);
          }},
         {"msg_vstructext_create",
-         [&] { return vcreated(9, "%s", MSG_ARG_TEXT, "nine") != nullptr; }},
+         [&] { return vcreate(9, "%s", MSG_ARG_TEXT, "nine") != nullptr; }},
         {"msg_vstructext_populate",
          [&] {
              structext *r = msg_structext_copy(st);
-             vpopulated(r, 9, "%s", MSG_ARG_TEXT, "nine");
+             vpopulate(r, 9, "%s", MSG_ARG_TEXT, "nine");
              return record(r);
          }},
         {"msg_structext_copy", [&] { return record(msg_structext_copy(st)); }},
