@@ -5,6 +5,7 @@
 // the exit handler undoes.  (The ::1 check cannot fail here: the resolver
 // names loopback addresses itself.)
 #include <fcntl.h>
+#include <linux/if_addr.h>
 #include <net/if.h>
 #include <netdb.h>
 #include <netinet/tcp.h>
@@ -12,8 +13,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <fstream>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "child_exit.hpp"
 #include "cairn/concurrency.h"
@@ -226,6 +230,19 @@ TEST(SocketCalls, VectorsKeepAliveAndCarefulClose)
     });
 }
 
+// Whether lo's fe80::1 is missing or still tentative, as the namespace's
+// address list tells.
+bool link_local_tentative()
+{
+    std::ifstream list("/proc/net/if_inet6");
+    std::string addr, name;
+    unsigned index, prefix, scope, flags;
+    while (list >> addr >> std::hex >> index >> prefix >> scope >> flags >> name)
+        if (addr == "fe800000000000000000000000000001" && name == "lo")
+            return (flags & IFA_F_TENTATIVE) != 0;
+    return true;
+}
+
 // Give lo the link-local address fe80::1 (before the first ox_socket(),
 // which takes the interface list).
 void add_link_local_to_lo()
@@ -241,6 +258,14 @@ void add_link_local_to_lo()
     int fd = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ASSERT_EQ(ioctl(fd, SIOCSIFADDR, &req), 0) << strerror(errno);
     close(fd);
+    // A new address is tentative until the kernel's address work has run,
+    // even on lo, where no duplicate detection is done; binding to it fails
+    // until then, later the more loaded the machine.
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (link_local_tentative()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), limit) << "fe80::1 stayed tentative";
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 TEST(SocketCalls, LinkLocalConnectFindsTheInterface)
