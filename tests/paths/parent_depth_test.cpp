@@ -54,8 +54,7 @@ const ParentCase kParents[] = {
     {"\\\\?\\Volume{x}\\a", '\\', "/"},
 };
 
-// Each case into a buffer, allocated and in place; then the buffer bounds
-// and bad arguments.
+// Each case into a buffer, allocated and in place; then the buffer bounds.
 TEST(Parent, AsTableAndBounds)
 {
     for (const ParentCase &c : kParents) {
@@ -92,8 +91,11 @@ TEST(Parent, AsTableAndBounds)
     EXPECT_STREQ(small, "/abcd");
     EXPECT_EQ(getpathparent_dirsep("/a", small, 1, '/'), nullptr);  // even "/" needs two bytes
     EXPECT_EQ(getpathparent_dirsep("/a", small, 0, '/'), nullptr);
+}
 
-    std::strcpy(out, "junk");
+TEST(Parent, BadArguments)
+{
+    char out[8] = "junk";
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(getpathparent_dirsep(nullptr, out, sizeof out, '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
