@@ -26,6 +26,7 @@
 #include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "diagnostics/debug_line.hpp"
+#include "va_front.hpp"
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
@@ -41,37 +42,10 @@ std::string read_file(const std::string &path)
     return ss.str();
 }
 
-void vdprintf_at(int level, const char *fmt, ...)
-{
-    va_list ap;
-    va_start(ap, fmt);
-    ox_vdprintf(level, fmt, ap);
-    va_end(ap);
-}
-
-void printerr_through_v(const char *fmt, ...)
-{
-    va_list ap;
-    va_start(ap, fmt);
-    vprinterr(fmt, ap);
-    va_end(ap);
-}
-
-void vdfprintf_at(int level, const char *fmt, ...)
-{
-    va_list ap;
-    va_start(ap, fmt);
-    vdfprintf(level, fmt, ap);
-    va_end(ap);
-}
-
-void printinfo_through_v(const char *fmt, ...)
-{
-    va_list ap;
-    va_start(ap, fmt);
-    vprintinfo(fmt, ap);
-    va_end(ap);
-}
+CAIRN_VA_FRONT_VOID(vdprintf_at, (int level, const char *fmt, ...), fmt, ox_vdprintf, level, fmt)
+CAIRN_VA_FRONT_VOID(printerr_through_v, (const char *fmt, ...), fmt, vprinterr, fmt)
+CAIRN_VA_FRONT_VOID(vdfprintf_at, (int level, const char *fmt, ...), fmt, vdfprintf, level, fmt)
+CAIRN_VA_FRONT_VOID(printinfo_through_v, (const char *fmt, ...), fmt, vprintinfo, fmt)
 
 class TempDir {
 public:

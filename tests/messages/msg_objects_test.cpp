@@ -16,6 +16,7 @@
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
 #include "child_process.hpp"
+#include "va_front.hpp"
 #include "va_fronts.hpp"
 
 using cairn::testing::run_in_child;
@@ -235,14 +236,8 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
     EXPECT_EQ(wide.find_first_not_of(' '), std::string::npos) << "cut inside the padding";
 }
 
-msg_t *vmessage(int32_t id, uint32_t severity, const char *form, ...)
-{
-    va_list ap;
-    va_start(ap, form);
-    msg_t *m = msg_vcreate(id, severity, form, ap);
-    va_end(ap);
-    return m;
-}
+CAIRN_VA_FRONT(msg_t *, vmessage, (int32_t id, uint32_t severity, const char *form, ...), form,
+               msg_vcreate, id, severity, form)
 
 TEST(StructextCalls, VaListFormsMatchTheirVariadicTwins)
 {
