@@ -26,7 +26,7 @@
 #include "child_process.hpp"
 #include "debug_scope.hpp"
 #include "diagnostics/debug_line.hpp"
-#include "va_front.hpp"
+#include "va_fronts.hpp"
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;

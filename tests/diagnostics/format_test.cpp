@@ -3,7 +3,6 @@
 // va_list forms; display widths of UTF-8 text; and the formatter against the
 // C library's vsnprintf on generated formats.
 #include <gtest/gtest.h>
-#include "va_front.hpp"
 #include "va_fronts.hpp"
 
 #include <algorithm>

@@ -16,7 +16,6 @@
 #include "cairn/diagnostics.h"
 #include "cairn/messages.h"
 #include "child_process.hpp"
-#include "va_front.hpp"
 #include "va_fronts.hpp"
 
 using cairn::testing::run_in_child;
