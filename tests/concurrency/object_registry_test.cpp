@@ -145,30 +145,12 @@ TEST(ObjectRegistry, PublicReferencesCallTheDestructorOnce)
     EXPECT_EQ(ox_object_reference(&o), OX_ENOENT);
 }
 
-TEST(ObjectRegistry, DestructorRunsWithoutTheRegistryLock)
-{
-    // The destructor waits for another thread that registers an object: if
-    // the registry lock were still held, that thread could never finish.
-    static Obj o;
-    static std::atomic<int> other_index{-2};
-    auto destructor = [](void *p) -> int {
-        std::thread other([] {
-            static Obj fresh;
-            other_index = register_obj(fresh);
-            _ox_object_unreference(&fresh);
-        });
-        other.join();
-        return _ox_object_unreference(p) == 0 ? 42 : -1;
-    };
-    ASSERT_GE(register_obj(o, destructor), 0);
-    EXPECT_EQ(ox_object_unreference(&o), 42);
-    EXPECT_GE(other_index.load(), 0);
-}
-
 TEST(ObjectRegistry, DyingObjectCannotBeReferencedAgain)
 {
     // While the destructor runs (count 0, the slot not yet dropped), the
     // object is gone for everyone else: a new reference or release is 49.
+    // The other thread takes the registry lock, so it could never finish if
+    // the destructor ran under it; the destructor's result comes back as is.
     static Obj o;
     static std::atomic<int> seen_reference{-1};
     static std::atomic<int> seen_unreference{-1};
@@ -178,10 +160,10 @@ TEST(ObjectRegistry, DyingObjectCannotBeReferencedAgain)
             seen_unreference = ox_object_unreference(p);
         });
         other.join();
-        return counting_destructor(p);
+        return counting_destructor(p) == OX_SUCCESS ? 42 : -1;
     };
     ASSERT_GE(register_obj(o, destructor), 0);
-    EXPECT_EQ(ox_object_unreference(&o), OX_SUCCESS);
+    EXPECT_EQ(ox_object_unreference(&o), 42);
     EXPECT_EQ(seen_reference.load(), OX_ENOENT);
     EXPECT_EQ(seen_unreference.load(), OX_ENOENT);
     EXPECT_EQ(o.destroyed, 1);

@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "cairn/containers.h"
 #include "cairn/frame.h"
@@ -47,22 +44,6 @@ TEST(Array, GrowthKeepsTheIteratorsPlace)
     EXPECT_EQ(ox_array_index_b(a, ptr(30)), -1);
     EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
     ox_iterator_destroy(it);
-    ox_array_destroy(a);
-}
-
-std::vector<intptr_t> g_visited;
-void visit(void *data, void *) { g_visited.push_back(val(data)); }
-
-TEST(Array, ForeachVisitsSlotsInNumberOrder)
-{
-    ox_array *a = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
-    ASSERT_NE(a, nullptr);
-    for (intptr_t i = 0; i < 5; ++i)
-        ox_array_add(a, ptr(100 - i), ptr(i + 1));
-    ox_array_remove_index(a, 1, nullptr);
-    g_visited.clear();
-    ox_array_foreach(a, visit, nullptr);
-    EXPECT_EQ(g_visited, (std::vector<intptr_t>{1, 3, 4, 5}));
     ox_array_destroy(a);
 }
 
@@ -116,6 +97,8 @@ TEST(Array, FailedGrowthLeavesTheArrayUnchanged)
     }
     EXPECT_EQ(ox_array_add(a, ptr(999), ptr(1)), 0);
     EXPECT_EQ(ox_array_index_b(a, ptr(999)), 256);
+    EXPECT_EQ(ox_array_remove_index(a, 256, nullptr), 0);  // nowhere to hand the data
+    EXPECT_EQ(ox_array_size(a), 256);
     ox_array_destroy(a);
 }
 

@@ -413,6 +413,19 @@ TEST(ContainerModel, ArrayAgainstModel)
             ASSERT_EQ(val(out), mi.current ? m.slots[*mi.current]->data : 0);
         }
         ASSERT_EQ(ox_array_size(array), m.count());
+        if (step % 1000 == 0) {  // foreach visits the used slots in number order
+            std::vector<intptr_t> seen, want;
+            ox_array_foreach(
+                array,
+                [](void *d, void *arg) {
+                    static_cast<std::vector<intptr_t> *>(arg)->push_back(val(d));
+                },
+                &seen);
+            for (auto &e : m.slots)
+                if (e)
+                    want.push_back(e->data);
+            ASSERT_EQ(seen, want);
+        }
     }
     EXPECT_GE(grew, 2);  // past 256 and 512 slots
     ox_iterator_destroy(its[0]);

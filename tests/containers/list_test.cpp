@@ -2,7 +2,6 @@
 // that re-enter the list, failure paths and contention.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -286,37 +285,6 @@ TEST_F(ListTest, IteratorKeyFormsGiveKeyAndData)
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(ox_iterator_destroy(it), 0);
     EXPECT_EQ(ox_list_destroy(l), 0);
-}
-
-TEST_F(ListTest, ConcurrentProducersAndConsumersKeepEveryElement)
-{
-    ox_list *l = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);
-    ASSERT_NE(l, nullptr);
-    constexpr int kPerProducer = 20000;
-    std::atomic<long> popped_sum{0};
-    std::atomic<int> popped{0};
-    std::vector<std::thread> threads;
-    for (int p = 0; p < 2; ++p)
-        threads.emplace_back([l] {
-            for (intptr_t i = 1; i <= kPerProducer; ++i)
-                ox_list_append(l, nullptr, reinterpret_cast<void *>(i));
-        });
-    for (int c = 0; c < 2; ++c)
-        threads.emplace_back([&] {
-            while (popped.load() < 2 * kPerProducer) {
-                void *out = nullptr;
-                if (ox_list_pop(l, &out) == 0) {
-                    popped_sum += reinterpret_cast<intptr_t>(out);
-                    ++popped;
-                }
-            }
-        });
-    for (auto &t : threads)
-        t.join();
-    EXPECT_EQ(popped.load(), 2 * kPerProducer);
-    EXPECT_EQ(popped_sum.load(), 2L * kPerProducer * (kPerProducer + 1) / 2);
-    EXPECT_EQ(ox_list_size(l), 0);
-    ox_list_destroy(l);
 }
 
 }  // namespace
