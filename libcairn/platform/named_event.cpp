@@ -29,6 +29,10 @@ Watch g_watch;
 std::atomic<bool> g_stopping{false};
 std::atomic<bool> g_watching{false};
 pthread_t g_watcher;
+// Whether g_watcher is still to be joined (or, when a stop cannot wait for
+// it, detached): a stop joins it, so that nothing of the thread outlives
+// the stop, not even the stack of a thread that is returning.
+std::atomic<bool> g_joinable{false};
 std::atomic<unsigned long> g_refusals{0};
 
 // Whether a datagram sent by `uid` may fire this process's event: only its
@@ -172,17 +176,21 @@ int start_thread(Watch *watch)
     sigset_t all, old;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &old);
-    pthread_attr_t attr;
-    pthread_attr_init(&attr);
-    pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
     g_stopping.store(false, std::memory_order_relaxed);
     g_watching.store(true, std::memory_order_release);
-    int rc = pthread_create(&g_watcher, &attr, watch_loop, watch);
-    if (rc != 0)
-        g_watching.store(false, std::memory_order_relaxed);
-    pthread_attr_destroy(&attr);
+    int rc = pthread_create(&g_watcher, nullptr, watch_loop, watch);
+    g_watching.store(rc == 0, std::memory_order_release);
+    g_joinable.store(rc == 0, std::memory_order_release);
     pthread_sigmask(SIG_SETMASK, &old, nullptr);
     return rc;
+}
+
+// A watcher that a stop cannot wait for ends on its own, and is reclaimed
+// when it does.
+void let_the_watcher_go()
+{
+    if (g_joinable.exchange(false, std::memory_order_acq_rel))
+        pthread_detach(g_watcher);
 }
 
 }  // namespace
@@ -228,6 +236,7 @@ void named_event_forget_after_fork()
         close(g_watch.fd);
     g_watch = Watch{};
     g_watching.store(false);
+    g_joinable.store(false);  // the watcher is the parent's, not this process's
     g_stopping.store(false);
 }
 
@@ -238,16 +247,23 @@ bool named_event_stop()
     // A shut-down socket wakes the watcher's receive at once.
     g_stopping.store(true, std::memory_order_release);
     shutdown(g_watch.fd, SHUT_RDWR);
-    if (g_watching.load(std::memory_order_acquire) && pthread_equal(g_watcher, pthread_self()))
-        return false;  // asked from the watcher's own handler: it ends on return
+    if (g_watching.load(std::memory_order_acquire) && pthread_equal(g_watcher, pthread_self())) {
+        let_the_watcher_go();  // asked from the watcher's own handler: it ends on return
+        return false;
+    }
     // The watcher may be in the event's handler: wait for it a while, but
     // never keep an exiting process waiting on a handler that hangs.
     for (int waited_ms = 0; g_watching.load(std::memory_order_acquire); ++waited_ms) {
-        if (waited_ms >= kStopWaitMs)
+        if (waited_ms >= kStopWaitMs) {
+            let_the_watcher_go();
             return false;
+        }
         timespec ms{0, 1000000};
         nanosleep(&ms, nullptr);
     }
+    // Past its last step the watcher only returns: the join is immediate.
+    if (g_joinable.exchange(false, std::memory_order_acq_rel))
+        pthread_join(g_watcher, nullptr);
     close(g_watch.fd);
     g_watch = Watch{};
     g_stopping.store(false, std::memory_order_relaxed);

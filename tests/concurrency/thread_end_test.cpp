@@ -138,4 +138,3 @@ TEST(ThreadEnd, JoinersSurviveTheWinnerRestartingOrDestroying)
         }
     }
 }
-

@@ -26,6 +26,18 @@
 
 namespace {
 
+// Threads of this process, as the kernel counts them.
+int live_threads()
+{
+    int n = 0;
+    if (DIR *dir = opendir("/proc/self/task")) {
+        while (dirent *e = readdir(dir))
+            n += e->d_name[0] != '.';
+        closedir(dir);
+    }
+    return n;
+}
+
 // Open descriptors and what each refers to.
 std::map<int, std::string> open_descriptors()
 {
@@ -159,13 +171,14 @@ void sockets_and_resolver()
 
 }  // namespace
 
-TEST(Teardown, ExitHandlersLeaveNoObjectAndNoDescriptor)
+TEST(Teardown, ExitHandlersLeaveNoObjectDescriptorOrThread)
 {
     char tmpl[] = "/tmp/cairn-teardown-XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
     const std::string dir = tmpl;
     auto r = cairn::testing::run_in_child([&dir] {
         const auto before = open_descriptors();
+        const int threads_before = live_threads();
         oxinit("teardown");
         threads_pool_timer();
         containers_and_attributes();
@@ -176,6 +189,8 @@ TEST(Teardown, ExitHandlersLeaveNoObjectAndNoDescriptor)
 
         ox_atexit_execute_and_remove_all();
         EXPECT_EQ(cairn::registry_live_count(), 0u) << live_objects();
+        // Every thread the library started is gone, not merely told to end.
+        EXPECT_EQ(live_threads(), threads_before);
         const auto after = open_descriptors();
         for (const auto &[fd, target] : after)
             EXPECT_TRUE(before.count(fd) && before.at(fd) == target)
