@@ -13,6 +13,10 @@ same code is not checking the same results).
   per_test_coverage.py redundant      a set of tests that can all go together
                                       without losing any line or branch outcome,
                                       largest first, by file
+  per_test_coverage.py cut [LINES]    a greedy cut: tests removed one at a time,
+                                      each time the one losing the least reach
+                                      per line of its body, until LINES (default
+                                      all) are gone; with what is lost so far
 
 Tests are named as gtest names them (Suite.Name); the instances of a
 parametrised test count as one.  Forked children write their counts through
@@ -150,14 +154,40 @@ def redundant(groups):
     print(f'{len(gone)} tests, {sum(sizes[n][1] for n in gone)} lines')
 
 
+def cut(groups, limit):
+    sizes = test_sizes()
+    alive = {k: v for k, v in groups.items() if k in sizes}
+    counts = collections.Counter(x for v in alive.values() for x in v)
+    totals = collections.Counter('branch' if x.startswith('B ') else 'line'
+                                 for x in counts)
+    lost = collections.Counter()
+    removed = 0
+    print('removed  body  lines lost  branch outcomes lost  test')
+    while alive and removed < limit:
+        def unique_per_line(name):
+            return sum(counts[x] == 1 for x in alive[name]) / max(1, sizes[name][1])
+        name = min(alive, key=unique_per_line)
+        for x in alive.pop(name):
+            counts[x] -= 1
+            if counts[x] == 0:
+                lost['branch' if x.startswith('B ') else 'line'] += 1
+        removed += sizes[name][1]
+        print(f"{removed:7d} {sizes[name][1]:5d} {lost['line']:6d} "
+              f"({100 * lost['line'] / max(1, totals['line']):4.1f}%) {lost['branch']:6d} "
+              f"({100 * lost['branch'] / max(1, totals['branch']):4.1f}%)  {name}")
+
+
 def main(argv):
-    if len(argv) < 2 or argv[1] not in ('collect', 'lost', 'overlap', 'redundant'):
+    if len(argv) < 2 or argv[1] not in ('collect', 'lost', 'overlap', 'redundant', 'cut'):
         sys.exit(__doc__)
     if argv[1] == 'collect':
         build = argv[2] if len(argv) > 2 else DEFAULT_BUILD
         collect(build, argv[3] if len(argv) > 3 else os.path.join(build, 'per_test.json'))
         return
     groups = load(os.environ.get('PER_TEST_JSON', os.path.join(DEFAULT_BUILD, 'per_test.json')))
+    if argv[1] == 'cut':
+        cut(groups, int(argv[2]) if len(argv) > 2 else 1 << 60)
+        return
     names = argv[2:]
     unknown = [n for n in names if n not in groups]
     if unknown:
