@@ -14,6 +14,8 @@
 #include <cstring>
 #include <ctime>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "cairn/diagnostics.h"
@@ -33,7 +35,7 @@ constexpr ox_time64_t kForever32 = 0x7FFFFFFF;
 constexpr ox_time64_t kForever64 = INT64_MAX;
 constexpr ox_time64_t kIndefinite = 5748491471LL;
 
-TEST(TimeValues, ConstantsAndPredicates)
+TEST(TimeValues, ConstantsPredicatesAndConversionsAsTables)
 {
     EXPECT_EQ(OX_TIME_FOREVER32, kForever32);
     EXPECT_EQ(OX_TIME_FOREVER, kForever64);
@@ -41,14 +43,11 @@ TEST(TimeValues, ConstantsAndPredicates)
     EXPECT_EQ(OX_TIMEOFFSET_FOREVER, -1);
     EXPECT_EQ(OX_TIMEOFFSET_OVERFLOW, -2);
     EXPECT_EQ(OX_TIMEOFFSET_INDEFINITE, -3);
-    struct Row {
-        ox_time64_t t;
-        int forever;
-    } rows[] = {{kForever32, 1}, {kForever64, 1}, {0x7FFFFFFE, 0}, {0x80000000LL, 0},
-                {0, 0},          {-1, 0},         {INT64_MIN, 0},  {kIndefinite, 0}};
-    for (const Row &r : rows)
-        EXPECT_EQ(ox_is_forever_time(r.t), r.forever) << r.t;
-
+    const std::pair<ox_time64_t, int> forever[] = {
+        {kForever32, 1}, {kForever64, 1}, {0x7FFFFFFE, 0}, {0x80000000LL, 0},
+        {0, 0},          {-1, 0},         {INT64_MIN, 0},  {kIndefinite, 0}};
+    for (auto [t, expected] : forever)
+        EXPECT_EQ(ox_is_forever_time(t), expected) << t;
     EXPECT_EQ(ox_is_forever_timeoffset(-1), 1);
     EXPECT_EQ(ox_is_forever_timeoffset(-3), 0);
     EXPECT_EQ(ox_is_forever_timeoffset(0), 0);
@@ -56,14 +55,9 @@ TEST(TimeValues, ConstantsAndPredicates)
     EXPECT_EQ(ox_is_new_indefinite_timeoffset(-2), 0);
     EXPECT_EQ(ox_is_new_indefinite_timeoffset(-1), 0);
     EXPECT_EQ(ox_new_indefinite_timeoffset(), -3);
-}
 
-TEST(TimeValues, CompareTreatsBothForeversAlike)
-{
-    struct Row {
-        ox_time64_t a, b;
-        int expected;
-    } rows[] = {
+    // Comparison treats both forevers alike.
+    const std::tuple<ox_time64_t, ox_time64_t, int> compared[] = {
         {kForever32, kForever64, 0},
         {kForever64, kForever32, 0},
         {kForever32, kForever32, 0},
@@ -76,16 +70,10 @@ TEST(TimeValues, CompareTreatsBothForeversAlike)
         {INT64_MIN, kForever64, -1},
         {kIndefinite, kForever32, -1},
     };
-    for (const Row &r : rows)
-        EXPECT_EQ(ox_time_cmp(r.a, r.b), r.expected) << r.a << " vs " << r.b;
-}
+    for (auto [a, b, expected] : compared)
+        EXPECT_EQ(ox_time_cmp(a, b), expected) << a << " vs " << b;
 
-TEST(TimeValues, SixtyFourToThirtyTwo)
-{
-    struct Row {
-        ox_time64_t t;
-        ox_time32_t expected;
-    } rows[] = {
+    const std::pair<ox_time64_t, ox_time32_t> to32[] = {
         {0, 0},
         {1624269600, 1624269600},
         {0x7FFFFFFE, 0x7FFFFFFE},
@@ -99,16 +87,10 @@ TEST(TimeValues, SixtyFourToThirtyTwo)
         {INT64_MIN, -1},
         {-4294967296LL, -1},
     };
-    for (const Row &r : rows)
-        EXPECT_EQ(ox_time64_to_32(r.t), r.expected) << r.t;
-}
+    for (auto [t, expected] : to32)
+        EXPECT_EQ(ox_time64_to_32(t), expected) << t;
 
-TEST(TimeValues, TimeToOffset)
-{
-    struct Row {
-        ox_time64_t t, base;
-        ox_timeoffset_t expected;
-    } rows[] = {
+    const std::tuple<ox_time64_t, ox_time64_t, ox_timeoffset_t> to_offset[] = {
         {1000, 1000, 0},
         {1100, 1000, 100},
         {999, 1000, -2},  // one second before the base would read as forever
@@ -122,16 +104,10 @@ TEST(TimeValues, TimeToOffset)
         {0, 0x100000000LL, 0},         // only the low half of the base counts
         {1624269600 + 0x7FFFFFF0LL, 1624269600, 0x7FFFFFF0},  // past 2038, still positive
     };
-    for (const Row &r : rows)
-        EXPECT_EQ(ox_time64_to_offset(r.t, r.base), r.expected) << r.t << " from " << r.base;
-}
+    for (auto [t, base, expected] : to_offset)
+        EXPECT_EQ(ox_time64_to_offset(t, base), expected) << t << " from " << base;
 
-TEST(TimeValues, OffsetToTime)
-{
-    struct Row {
-        ox_timeoffset_t offset;
-        ox_time64_t base, expected;
-    } rows[] = {
+    const std::tuple<ox_timeoffset_t, ox_time64_t, ox_time64_t> from_offset[] = {
         {-1, 1000, kForever64},
         {-1, 0, kForever64},
         {5, kForever32, kForever64},  // a forever base makes every offset forever
@@ -147,22 +123,8 @@ TEST(TimeValues, OffsetToTime)
         {3, 0x7FFFFFFD, 0x80000000LL},  // one past it is a real time
         {0x7FFFFFF0, 1624269600, 1624269600 + 0x7FFFFFF0LL},
     };
-    for (const Row &r : rows)
-        EXPECT_EQ(ox_timeoffset_to_64(r.offset, r.base), r.expected)
-            << r.offset << " from " << r.base;
-}
-
-TEST(TimeValues, CurrentTimeFollowsTheClockAndFillsThePointer)
-{
-    ox_time64_t before = static_cast<int32_t>(std::time(nullptr));
-    ox_time64_t stored = 0;
-    ox_time64_t now = ox_time(&stored);
-    ox_time64_t after = static_cast<int32_t>(std::time(nullptr));
-    EXPECT_EQ(now, stored);
-    EXPECT_GE(now, before);
-    EXPECT_LE(now, after);
-    EXPECT_NE(now, kForever32);
-    EXPECT_GE(ox_time(nullptr), now);
+    for (auto [offset, base, expected] : from_offset)
+        EXPECT_EQ(ox_timeoffset_to_64(offset, base), expected) << offset << " from " << base;
 }
 
 std::tm fields(int year, int month, int day, int hour, int min, int sec)
@@ -307,7 +269,7 @@ TEST(Clocks, MonotonicClockNeverGoesBack)
     EXPECT_GE(prev.tv_sec + 1, ts.tv_sec);
 }
 
-TEST(Clocks, WallClockAndNull)
+TEST(Clocks, WallClockCurrentTimeAndNull)
 {
     // Bounds from the same precise clock: time() reads a coarse copy that
     // can still show the last second a few milliseconds into the next.
@@ -329,6 +291,17 @@ TEST(Clocks, WallClockAndNull)
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(ox_gettimeofday_current_time(nullptr), -1);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
+
+    // ox_time() follows the clock and fills its pointer.
+    ox_time64_t low = static_cast<int32_t>(std::time(nullptr));
+    ox_time64_t stored = 0;
+    ox_time64_t now = ox_time(&stored);
+    ox_time64_t high = static_cast<int32_t>(std::time(nullptr));
+    EXPECT_EQ(now, stored);
+    EXPECT_GE(now, low);
+    EXPECT_LE(now, high);
+    EXPECT_NE(now, kForever32);
+    EXPECT_GE(ox_time(nullptr), now);
 }
 
 TEST(Clocks, DebugLinesAtLevelThirteenOrTraceBit)
@@ -369,10 +342,7 @@ TEST(RetentionLimit, OffsetOverflowFromNow)
 {
     const ox_time64_t now = ox_time(nullptr);
     const ox_time64_t span = ox_time64_t{1} << 32;
-    struct Row {
-        ox_time64_t t;
-        int expected;
-    } rows[] = {
+    const std::pair<ox_time64_t, int> rows[] = {
         {0, 0},
         {OX_TIME_FOREVER, 0},
         {OX_TIME_FOREVER32, 0},  // forever in 32 bits is within reach
@@ -385,13 +355,13 @@ TEST(RetentionLimit, OffsetOverflowFromNow)
         {INT64_MIN, 0},
         {-1, 0},
     };
-    for (const Row &r : rows)
-        EXPECT_EQ(ox_is_ret_time_max(r.t), r.expected) << r.t;
+    for (auto [t, expected] : rows)
+        EXPECT_EQ(ox_is_ret_time_max(t), expected) << t;
 }
 
 class RoundUp : public ::testing::TestWithParam<const char *> {};
 
-TEST_P(RoundUp, MovesToTheLastSecondOfTheLocalDay)
+TEST_P(RoundUp, MovesToTheLastSecondOfTheLocalDayUnlessWithinADay)
 {
     ZoneGuard zone(GetParam());
     for (ox_time64_t t : {kJune21At10Utc, kJune21At10Utc + 7 * 3600 + 17, ox_time64_t{1610712000},
@@ -405,11 +375,7 @@ TEST_P(RoundUp, MovesToTheLastSecondOfTheLocalDay)
         EXPECT_EQ(after.tm_yday, before.tm_yday) << t;
         EXPECT_EQ(ox_time_roundup(r), r) << "rounding is idempotent";
     }
-}
-
-TEST_P(RoundUp, RetentionWithinADayIsLeftAlone)
-{
-    ZoneGuard zone(GetParam());
+    // Retention within a day is left alone.
     const ox_time64_t now = ox_time(nullptr);
     EXPECT_EQ(ox_ret_time_roundup(now + 3600), now + 3600);
     EXPECT_EQ(ox_ret_time_roundup(now + 86399), now + 86399);
@@ -447,7 +413,7 @@ TEST(RoundUpValues, ExactResultsMarkersAndUnbreakableTimes)
     EXPECT_EQ(ox_time_roundup(0x7FFFFFFF - 3600), 0x7FFFFFFE);
 }
 
-TEST(ServiceTime, StaysFrozenUntilReset)
+TEST(ServiceTime, StaysFrozenUntilResetForEveryThread)
 {
     svc_time_reset();
     ox_time64_t first = svc_time();
@@ -463,10 +429,8 @@ TEST(ServiceTime, StaysFrozenUntilReset)
     ox_time64_t second = svc_time();
     EXPECT_GT(second, first);
     EXPECT_EQ(svc_time(), second);
-}
 
-TEST(ServiceTime, ThreadsSeeOneValueBetweenResets)
-{
+    // Threads see one value between resets.
     svc_time_reset();
     constexpr int kThreads = 4;
     constexpr int kRounds = 20000;
