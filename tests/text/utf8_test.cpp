@@ -97,7 +97,7 @@ Converted run(Converter fn, const char *in, size_t size = 64)
     return {r, std::string(out.c_str()), count};
 }
 
-TEST_F(Latin1, MultibyteToUtf8)
+TEST_F(Latin1, MultibyteToUtf8AndWholeCharacterBounds)
 {
     Converted c = run(ox_mbs_to_utf8s, "\xE9t\xE9 \xFF");
     EXPECT_EQ(c.result, 0);
@@ -114,15 +114,12 @@ TEST_F(Latin1, MultibyteToUtf8)
     Converted back = run(ox_utf8s_to_mbs, c.text.c_str(), 600);
     EXPECT_EQ(back.result, 0);
     EXPECT_EQ(back.text, all);
-}
 
-TEST_F(Latin1, MultibyteToUtf8StopsAtWholeCharacters)
-{
     // "\xE9t\xE9" needs 5 bytes and a terminator.
     const size_t sizes[] = {1, 2, 3, 4, 5, 6};
     const char *wants[] = {"", "", "\xC3\xA9", "\xC3\xA9t", "\xC3\xA9t", "\xC3\xA9t\xC3\xA9"};
     for (size_t i = 0; i < 6; ++i) {
-        Converted c = run(ox_mbs_to_utf8s, "\xE9t\xE9", sizes[i]);
+        c = run(ox_mbs_to_utf8s, "\xE9t\xE9", sizes[i]);
         EXPECT_EQ(c.result, i == 5 ? 0 : 46) << sizes[i];
         EXPECT_EQ(c.text, wants[i]) << sizes[i];
         EXPECT_EQ(c.count, std::strlen(wants[i]));
@@ -137,7 +134,7 @@ TEST_F(Latin1, MultibyteToUtf8StopsAtWholeCharacters)
     EXPECT_EQ(count, 0u);
 }
 
-TEST_F(Latin1, Utf8ToMultibyte)
+TEST_F(Latin1, Utf8ToMultibyteAndTheOtherForms)
 {
     Converted c = run(ox_utf8s_to_mbs, "\xC3\xA9t\xC3\xA9");
     EXPECT_EQ(c.result, 0);
@@ -153,14 +150,11 @@ TEST_F(Latin1, Utf8ToMultibyte)
     c = run(ox_utf8s_to_mbs, "\xEF\xA2\xA9|\xEF\xA3\xBF|\xEF\xA2\x80|\xF0\x9F\xA2\xA9");
     EXPECT_EQ(c.result, 0);
     EXPECT_EQ(c.text, "\xA9|\xFF|\x80|\xA9");
-}
-
-TEST_F(Latin1, MbtsFormsAreTheLocaleConversions)
-{
+    // The mbts and oem forms are the locale conversions.
     EXPECT_EQ(run(ox_mbsoem_to_utf8s, "\xE9").text, "\xC3\xA9");
     EXPECT_EQ(run(ox_utf8s_to_mbsoem, "\xC3\xA9").text, "\xE9");
     EXPECT_EQ(run(ox_utf8s_to_mbts, "\xC3\xA9").text, "\xE9");
-    Converted c = run(ox_mbs_to_mbts, "\xE9t\xE9");
+    c = run(ox_mbs_to_mbts, "\xE9t\xE9");
     EXPECT_EQ(c.result, 0);
     EXPECT_EQ(c.text, "\xE9t\xE9");
     c = run(ox_mbts_to_mbs, "\xE9t\xE9", 3);
@@ -168,7 +162,7 @@ TEST_F(Latin1, MbtsFormsAreTheLocaleConversions)
     EXPECT_EQ(c.text, "\xE9t");
 }
 
-TEST_F(Utf8Locale, MultibyteToUtf8ReplacesBadBytes)
+TEST_F(Utf8Locale, ConversionsReplaceBadBytesAndKeepWholeCharacters)
 {
     Converted c = run(ox_mbs_to_utf8s, "a\xE6\x97\xA5\xC3(\xFF");
     EXPECT_EQ(c.result, 1);
@@ -189,32 +183,22 @@ TEST_F(Utf8Locale, MultibyteToUtf8ReplacesBadBytes)
     c = run(ox_mbs_to_utf8s, "x\xE6\x97");
     EXPECT_EQ(c.result, 1);
     EXPECT_EQ(c.text, "x??");
-}
 
-TEST_F(Utf8Locale, Utf8ToMultibyteBoundsWholeCharacters)
-{
-    Converted c = run(ox_utf8s_to_mbs,
-                      "a\xE6\x97\xA5"
-                      "b",
-                      64);
+    // Back to the locale: whole characters only.
+    const char *day = "a\xE6\x97\xA5"
+                      "b";  // "a", U+65E5, "b"
+    c = run(ox_utf8s_to_mbs, day, 64);
     EXPECT_EQ(c.result, 0);
-    EXPECT_EQ(c.text, "a\xE6\x97\xA5"
-                      "b");
+    EXPECT_EQ(c.text, day);
     // The three bytes of U+65E5 do not fit after "a" in 3 bytes: stop there,
     // without reporting.
     for (size_t size : {2u, 3u, 4u}) {
-        c = run(ox_utf8s_to_mbs,
-                "a\xE6\x97\xA5"
-                "b",
-                size);
+        c = run(ox_utf8s_to_mbs, day, size);
         EXPECT_EQ(c.result, 0) << size;
         EXPECT_EQ(c.text, "a") << size;
         EXPECT_EQ(c.count, 1u);
     }
-    c = run(ox_utf8s_to_mbs,
-            "a\xE6\x97\xA5"
-            "b",
-            5);
+    c = run(ox_utf8s_to_mbs, day, 5);
     EXPECT_EQ(c.text, "a\xE6\x97\xA5");
     // Surrogate values cannot be written in the locale's encoding.
     c = run(ox_utf8s_to_mbs, "\xED\xA0\x80z");
@@ -223,10 +207,8 @@ TEST_F(Utf8Locale, Utf8ToMultibyteBoundsWholeCharacters)
     // The raw-byte range wins over the locale: 0xA9 alone, not valid UTF-8.
     c = run(ox_utf8s_to_mbs, "\xEF\xA2\xA9");
     EXPECT_EQ(c.text, "\xA9");
-}
 
-TEST_F(Utf8Locale, ArgumentsAndWholeCharacterCopies)
-{
+    // Arguments, and whole-character copies between the mbs and mbts forms.
     char out[4] = "##";
     size_t count = 5;
     EXPECT_EQ(ox_utf8s_to_mbs(out, "", sizeof out, &count), 31);
@@ -241,7 +223,7 @@ TEST_F(Utf8Locale, ArgumentsAndWholeCharacterCopies)
     EXPECT_EQ(ox_utf8s_to_mbs(out, "abcdef", 4, &count), 0);
     EXPECT_STREQ(out, "abc");
     EXPECT_EQ(count, 3u);
-    Converted c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 4);
+    c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 4);
     EXPECT_EQ(c.result, 46);
     EXPECT_EQ(c.text, "ab");
     c = run(ox_mbs_to_mbts, "ab\xE6\x97\xA5", 6);
