@@ -5,6 +5,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cairn/frame.h"
@@ -20,30 +21,24 @@ std::vector<ox_wchar> wide(const char *ascii)
 }
 }  // namespace
 
-TEST(BoundedCopy, StrlcpyBoundsAndMeasures)
+TEST(BoundedCopy, CopyAndConcatenateBoundsAndMeasures)
 {
-    struct Case {
-        size_t size;
-        const char *want;
-    };
-    const Case cases[] = {{1, ""}, {2, "h"}, {5, "hell"}, {6, "hello"}, {9, "hello"}};
-    for (const Case &c : cases) {
+    const std::pair<size_t, const char *> copies[] = {
+        {1, ""}, {2, "h"}, {5, "hell"}, {6, "hello"}, {9, "hello"}};
+    for (auto [size, want] : copies) {
         char buf[10];
         std::memset(buf, '#', sizeof buf);
-        EXPECT_EQ(ox_strlcpy(buf, "hello", c.size), 5u);
-        EXPECT_STREQ(buf, c.want);
-        EXPECT_EQ(buf[c.size], '#') << "wrote past the size " << c.size;
+        EXPECT_EQ(ox_strlcpy(buf, "hello", size), 5u);
+        EXPECT_STREQ(buf, want);
+        EXPECT_EQ(buf[size], '#') << "wrote past the size " << size;
     }
-    char buf[4] = "abc";
-    EXPECT_EQ(ox_strlcpy(buf, "hello", 0), 5u);
-    EXPECT_STREQ(buf, "abc");
+    char small[4] = "abc";
+    EXPECT_EQ(ox_strlcpy(small, "hello", 0), 5u);
+    EXPECT_STREQ(small, "abc");
     EXPECT_EQ(ox_strlcpy(nullptr, "hello", 8), 5u);
-    EXPECT_EQ(ox_strlcpy(buf, nullptr, 4), 0u);
-    EXPECT_STREQ(buf, "abc");
-}
+    EXPECT_EQ(ox_strlcpy(small, nullptr, 4), 0u);
+    EXPECT_STREQ(small, "abc");
 
-TEST(BoundedCopy, StrlcatResultsAndBounds)
-{
     struct Case {
         const char *dst;
         const char *src;
@@ -67,25 +62,23 @@ TEST(BoundedCopy, StrlcatResultsAndBounds)
     char buf[8] = "ab";
     EXPECT_EQ(ox_strlcat(buf, nullptr, sizeof buf), 2u);
     EXPECT_EQ(ox_strlcat(nullptr, "xyz", 8), 3u);
-}
 
-TEST(BoundedCopy, WideCopyAndConcatenate)
-{
+    // The wide forms.
     auto src = wide("hello");
-    ox_wchar buf[8];
-    std::fill(std::begin(buf), std::end(buf), 0x2323);
-    EXPECT_EQ(ox_wcslcpy(buf, src.data(), 4), 5u);
-    EXPECT_EQ(ox_wcslen(buf), 3u);
-    EXPECT_EQ(buf[4], 0x2323);
+    ox_wchar wbuf[8];
+    std::fill(std::begin(wbuf), std::end(wbuf), 0x2323);
+    EXPECT_EQ(ox_wcslcpy(wbuf, src.data(), 4), 5u);
+    EXPECT_EQ(ox_wcslen(wbuf), 3u);
+    EXPECT_EQ(wbuf[4], 0x2323);
     auto tail = wide("XY");
-    EXPECT_EQ(ox_wcslcat(buf, tail.data(), 8), 5u);
-    EXPECT_EQ(ox_wcslen(buf), 5u);
-    EXPECT_EQ(buf[4], 'Y');
-    EXPECT_EQ(ox_wcslcat(buf, tail.data(), 6), 7u);
-    EXPECT_EQ(ox_wcslen(buf), 5u);
-    EXPECT_EQ(ox_wcslcat(buf, tail.data(), 3), 5u) << "no terminator within size";
+    EXPECT_EQ(ox_wcslcat(wbuf, tail.data(), 8), 5u);
+    EXPECT_EQ(ox_wcslen(wbuf), 5u);
+    EXPECT_EQ(wbuf[4], 'Y');
+    EXPECT_EQ(ox_wcslcat(wbuf, tail.data(), 6), 7u);
+    EXPECT_EQ(ox_wcslen(wbuf), 5u);
+    EXPECT_EQ(ox_wcslcat(wbuf, tail.data(), 3), 5u) << "no terminator within size";
     EXPECT_EQ(ox_wcslen(nullptr), 0u);
-    EXPECT_EQ(ox_wcslcpy(buf, nullptr, 8), 0u);
+    EXPECT_EQ(ox_wcslcpy(wbuf, nullptr, 8), 0u);
 }
 
 // Folding to upper case puts '_' (0x5F) after the letters; bytes from 0x80
@@ -249,7 +242,7 @@ TEST(Case, FoldsOnlyAsciiLetters)
     EXPECT_EQ(ox_strlower(nullptr), nullptr);
 }
 
-TEST(Edit, ReplaceIsBoundedAndAllOrNothing)
+TEST(Edit, ReplaceIsBoundedAllOrNothingAndLinearAppendGrows)
 {
     char buf[16] = "a-b-c";
     EXPECT_EQ(ox_strreplace(buf, sizeof buf, "-", "::"), 2);
@@ -273,27 +266,20 @@ TEST(Edit, ReplaceIsBoundedAndAllOrNothing)
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
     EXPECT_EQ(ox_strreplace(nullptr, 4, "a", "b"), -1);
     EXPECT_EQ(ox_strreplace(tight, 8, "a", nullptr), -1);
-}
 
-// Replacement is linear: a mebibyte of hits grows and shrinks at once, and
-// a growing replacement that cannot have its storage leaves the text as it
-// was.
-TEST(Edit, ReplaceIsLinear)
-{
+    // Replacement is linear: a mebibyte of hits grows and shrinks at once.
     const std::size_t mib = 1 << 20;
-    std::vector<char> buf(2 * mib + 1, '\0');
-    std::memset(buf.data(), 'a', mib);
-    EXPECT_EQ(ox_strreplace(buf.data(), buf.size(), "a", "bb"), static_cast<int>(mib));
-    EXPECT_EQ(std::strlen(buf.data()), 2 * mib);
-    EXPECT_EQ(std::string(buf.data(), 4), "bbbb");
-    EXPECT_EQ(std::strspn(buf.data(), "b"), 2 * mib);
-    EXPECT_EQ(ox_strreplace(buf.data(), buf.size(), "bb", "c"), static_cast<int>(mib));
-    EXPECT_EQ(std::strspn(buf.data(), "c"), mib);
-    EXPECT_EQ(std::strlen(buf.data()), mib);
-}
+    std::vector<char> big(2 * mib + 1, '\0');
+    std::memset(big.data(), 'a', mib);
+    EXPECT_EQ(ox_strreplace(big.data(), big.size(), "a", "bb"), static_cast<int>(mib));
+    EXPECT_EQ(std::strlen(big.data()), 2 * mib);
+    EXPECT_EQ(std::string(big.data(), 4), "bbbb");
+    EXPECT_EQ(std::strspn(big.data(), "b"), 2 * mib);
+    EXPECT_EQ(ox_strreplace(big.data(), big.size(), "bb", "c"), static_cast<int>(mib));
+    EXPECT_EQ(std::strspn(big.data(), "c"), mib);
+    EXPECT_EQ(std::strlen(big.data()), mib);
 
-TEST(Edit, AppendGrows)
-{
+    // Appending grows the text.
     char *s = ox_strappend(nullptr, "back");
     ASSERT_NE(s, nullptr);
     s = ox_strappend(s, "up");
@@ -305,11 +291,7 @@ TEST(Edit, AppendGrows)
 
 TEST(Numbers, StrtollResultsAsData)
 {
-    struct Case {
-        const char *text;
-        int64_t value;
-    };
-    const Case cases[] = {
+    const std::pair<const char *, int64_t> cases[] = {
         {"", 0},
         {"0", 0},
         {"42", 42},
@@ -327,12 +309,12 @@ TEST(Numbers, StrtollResultsAsData)
         {"0x10", OX_STRTOLL_FAILED},  // base 10 only
         {nullptr, OX_STRTOLL_FAILED},
     };
-    for (const Case &c : cases)
-        EXPECT_EQ(ox_strtoll(c.text), c.value) << (c.text ? c.text : "(null)");
+    for (auto [text, value] : cases)
+        EXPECT_EQ(ox_strtoll(text), value) << (text ? text : "(null)");
     EXPECT_EQ(OX_STRTOLL_FAILED, INT64_MAX);
 }
 
-TEST(Vectors, EmptyAndRefusedAllocations)
+TEST(Vectors, EmptyRefusedAndJoinedWithAndWithoutSeparator)
 {
     char **empty = ox_strvalloc(0, 8);
     ASSERT_NE(empty, nullptr);
@@ -341,10 +323,7 @@ TEST(Vectors, EmptyAndRefusedAllocations)
     EXPECT_EQ(ox_strvalloc(-1, 8), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
     ox_strvfree(nullptr);
-}
 
-TEST(Vectors, JoinWithAndWithoutSeparator)
-{
     char a[] = "usr", b[] = "", c[] = "bin";
     char *v[] = {a, b, c, nullptr};
     struct Case {
