@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "cairn/frame.h"
@@ -50,7 +51,7 @@ const NameCase kNames[] = {
     {"\\\\?\\C:\\a", '\\', "a", "\\\\?\\C:\\"},
 };
 
-TEST(Names, BaseAndDirectoryAsTable)
+TEST(Names, BaseAndDirectoryAsTableBoundsAndFailures)
 {
     for (const NameCase &c : kNames) {
         char out[64] = "junk";
@@ -67,30 +68,24 @@ TEST(Names, BaseAndDirectoryAsTable)
         ox_path_free(base);
         ox_path_free(dir);
     }
-}
 
-TEST(Names, BoundsAndFailures)
-{
-    char out[3];
+    char small[3];
+    char *out = small;
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
-    EXPECT_EQ(ox_path_basename("/x/abc", out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_path_basename("/x/abc", out, sizeof small, '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_ENOSPC);
-    EXPECT_EQ(ox_path_basename("/x/ab", out, sizeof out, '/'), out);
+    EXPECT_EQ(ox_path_basename("/x/ab", out, sizeof small, '/'), out);
     EXPECT_STREQ(out, "ab");
-    EXPECT_EQ(ox_path_dirname("/abc/d", out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_path_dirname("/abc/d", out, sizeof small, '/'), nullptr);
     EXPECT_EQ(ox_path_dirname("/a", out, 1, '/'), nullptr);
-    EXPECT_EQ(ox_path_basename(nullptr, out, sizeof out, '/'), nullptr);
+    EXPECT_EQ(ox_path_basename(nullptr, out, sizeof small, '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-    EXPECT_EQ(ox_path_dirname("/a", out, sizeof out, 0), nullptr);
+    EXPECT_EQ(ox_path_dirname("/a", out, sizeof small, 0), nullptr);
 }
 
 TEST(Names, StripAsTable)
 {
-    struct Case {
-        const char *in;
-        int sep;
-        const char *out;
-    } cases[] = {
+    const std::tuple<const char *, int, const char *> cases[] = {
         {" \"C:\\x\\\" ", '\\', "C:\\x"},
         {"\t/a/b//\n", '/', "/a/b"},
         {"\"/a b/\"", '/', "/a b"},
@@ -104,10 +99,10 @@ TEST(Names, StripAsTable)
         {"   ", '/', ""},
         {"a\"", '/', "a"},
     };
-    for (const Case &c : cases) {
-        auto buf = exact_copy(c.in);
-        EXPECT_EQ(ox_path_strip(buf.get(), c.sep), buf.get());
-        EXPECT_STREQ(buf.get(), c.out) << '"' << c.in << '"';
+    for (auto [in, sep, stripped] : cases) {
+        auto buf = exact_copy(in);
+        EXPECT_EQ(ox_path_strip(buf.get(), sep), buf.get());
+        EXPECT_STREQ(buf.get(), stripped) << '"' << in << '"';
     }
     EXPECT_EQ(ox_path_strip(nullptr, '/'), nullptr);
 }
@@ -128,28 +123,24 @@ TEST(ValidDirsep, SlashGivesTheMessage)
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
 }
 
-TEST(AddSeparator, AsTable)
+TEST(TrailingSeparators, AddRemoveAndSetAsTablesAndBadArguments)
 {
-    struct Case {
-        const char *in;
-        int sep;
-        const char *out;
-    } cases[] = {
+    const std::tuple<const char *, int, const char *> added[] = {
         {"/a", '/', "/a/"},     {"/a/", '/', "/a/"},  {"/", '/', "/"},
         {"/", '\\', "/"},       {"", '/', "/"},       {"C:", '\\', "C:\\"},
         {"C:\\", '\\', "C:\\"}, {"a/", '\\', "a/\\"},  // only the given separator counts
     };
-    for (const Case &c : cases) {
-        auto buf = exact_copy(c.in, 1);
-        EXPECT_EQ(adddirsep(buf.get(), c.sep), buf.get());
-        EXPECT_STREQ(buf.get(), c.out) << c.in;
-        std::vector<ox_wchar> wide(std::strlen(c.in) + 2, 0);
-        std::copy(c.in, c.in + std::strlen(c.in), wide.begin());
-        EXPECT_EQ(adddirsepw(wide.data(), c.sep), wide.data());
-        EXPECT_EQ(std::string(wide.begin(), wide.begin() + static_cast<long>(std::strlen(c.out))),
-                  c.out)
-            << c.in;
-        EXPECT_EQ(wide[std::strlen(c.out)], 0);
+    for (auto [in, sep, out] : added) {
+        auto buf = exact_copy(in, 1);
+        EXPECT_EQ(adddirsep(buf.get(), sep), buf.get());
+        EXPECT_STREQ(buf.get(), out) << in;
+        std::vector<ox_wchar> wide(std::strlen(in) + 2, 0);
+        std::copy(in, in + std::strlen(in), wide.begin());
+        EXPECT_EQ(adddirsepw(wide.data(), sep), wide.data());
+        EXPECT_EQ(std::string(wide.begin(), wide.begin() + static_cast<long>(std::strlen(out))),
+                  out)
+            << in;
+        EXPECT_EQ(wide[std::strlen(out)], 0);
     }
     // Never beyond the path limit.
     std::string longest(OX_PATH_MAX - 2, 'a');
@@ -158,44 +149,30 @@ TEST(AddSeparator, AsTable)
     EXPECT_EQ(std::strlen(buf.get()), static_cast<size_t>(OX_PATH_MAX - 1));
     adddirsep(buf.get(), '\\');
     EXPECT_EQ(std::strlen(buf.get()), static_cast<size_t>(OX_PATH_MAX - 1));
-}
 
-TEST(RemoveSeparators, AsTable)
-{
-    struct Case {
-        const char *in;
-        int sep, removed;
-        const char *out;
-    } cases[] = {
+    const std::tuple<const char *, int, int, const char *> removed[] = {
         {"/", '/', 0, "/"},    {"//", '/', 1, "/"},     {"///", '/', 2, "/"},
         {"/a/", '/', 1, "/a"}, {"/a//", '/', 2, "/a"},  {"a", '/', 0, "a"},
         {"", '/', 0, ""},      {"a\\\\", '\\', 2, "a"}, {"a/\\", '\\', 1, "a/"},
         {"\\", '\\', 0, "\\"},
     };
-    for (const Case &c : cases) {
-        auto buf = exact_copy(c.in);
-        EXPECT_EQ(rmdirsep(buf.get(), c.sep), c.removed) << c.in;
-        EXPECT_STREQ(buf.get(), c.out) << c.in;
+    for (auto [in, sep, count, out] : removed) {
+        auto copy = exact_copy(in);
+        EXPECT_EQ(rmdirsep(copy.get(), sep), count) << in;
+        EXPECT_STREQ(copy.get(), out) << in;
     }
-}
 
-TEST(SetSeparators, AsTable)
-{
-    struct Case {
-        const char *in;
-        int count, sep;
-        const char *out;
-    } cases[] = {
+    const std::tuple<const char *, int, int, const char *> set[] = {
         {"/", 1, '/', "/"},      {"/", 2, '/', "//"},
         {"/a", 2, '/', "/a//"},  {"/a///", 1, '/', "/a/"},
         {"/a///", 0, '/', "/a"}, {"/a", -5, '/', "/a"},
         {"///", 1, '/', "/"},    {"C:\\x\\\\", 1, '\\', "C:\\x\\"},
         {"", 2, '/', "//"},
     };
-    for (const Case &c : cases) {
-        auto buf = exact_copy(c.in, 4);
-        EXPECT_EQ(setdirsep(buf.get(), c.count, c.sep), buf.get());
-        EXPECT_STREQ(buf.get(), c.out) << c.in << " count " << c.count;
+    for (auto [in, count, sep, out] : set) {
+        auto copy = exact_copy(in, 4);
+        EXPECT_EQ(setdirsep(copy.get(), count, sep), copy.get());
+        EXPECT_STREQ(copy.get(), out) << in << " count " << count;
     }
     std::string big(10, 'a');
     std::vector<char> room(OX_PATH_MAX);
@@ -203,21 +180,18 @@ TEST(SetSeparators, AsTable)
     setdirsep(room.data(), 1 << 30, '/');
     EXPECT_EQ(std::strlen(room.data()), static_cast<size_t>(OX_PATH_MAX - 1))
         << "bounded by the path limit";
-}
 
-TEST(TrailingSeparators, BadArguments)
-{
-    char buf[8] = "/a";
+    char small[8] = "/a";
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(adddirsep(nullptr, '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-    EXPECT_EQ(adddirsep(buf, 'x'), nullptr);
+    EXPECT_EQ(adddirsep(small, 'x'), nullptr);
     EXPECT_EQ(adddirsepw(nullptr, '/'), nullptr);
     EXPECT_EQ(rmdirsep(nullptr, '/'), 0);
-    EXPECT_EQ(rmdirsep(buf, ':'), 0);
+    EXPECT_EQ(rmdirsep(small, ':'), 0);
     EXPECT_EQ(setdirsep(nullptr, 1, '/'), nullptr);
-    EXPECT_EQ(setdirsep(buf, 1, 'a'), nullptr);
-    EXPECT_STREQ(buf, "/a");
+    EXPECT_EQ(setdirsep(small, 1, 'a'), nullptr);
+    EXPECT_STREQ(small, "/a");
 }
 
 struct ChildCase {
