@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "cairn/frame.h"
 #include "cairn/paths.h"
@@ -55,7 +56,7 @@ const ParentCase kParents[] = {
 };
 
 // Each case into a buffer, allocated and in place; then the buffer bounds.
-TEST(Parent, AsTableAndBounds)
+TEST(Parent, AsTableBoundsAndBadArguments)
 {
     for (const ParentCase &c : kParents) {
         SCOPED_TRACE(std::string('"' + std::string(c.path) + "\" with ") + sep_name(c.sep));
@@ -91,11 +92,9 @@ TEST(Parent, AsTableAndBounds)
     EXPECT_STREQ(small, "/abcd");
     EXPECT_EQ(getpathparent_dirsep("/a", small, 1, '/'), nullptr);  // even "/" needs two bytes
     EXPECT_EQ(getpathparent_dirsep("/a", small, 0, '/'), nullptr);
-}
 
-TEST(Parent, BadArguments)
-{
-    char out[8] = "junk";
+    // Bad arguments.
+    std::strcpy(out, "junk");
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(getpathparent_dirsep(nullptr, out, sizeof out, '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
@@ -104,12 +103,9 @@ TEST(Parent, BadArguments)
     EXPECT_EQ(getpathparent(nullptr, nullptr, 0), nullptr);
 }
 
-TEST(Depth, AsTable)
+TEST(DepthAndRelativity, AsTables)
 {
-    struct Case {
-        const char *path;
-        int sep, depth;
-    } cases[] = {
+    const std::tuple<const char *, int, int> depths[] = {
         {"/", '/', 0},
         {"/a", '/', 1},
         {"/a/b", '/', 2},
@@ -133,30 +129,24 @@ TEST(Depth, AsTable)
         {"\\\\?\\C:\\a\\b", '\\', 1},  // types other than a share count as one
         {"\\\\.\\pipe\\x\\y", '\\', 1},
     };
-    for (const Case &c : cases)
-        EXPECT_EQ(getpathdepth_dirsep(c.path, c.sep), c.depth)
-            << '"' << c.path << "\" with " << sep_name(c.sep);
+    for (auto [path, sep, depth] : depths)
+        EXPECT_EQ(getpathdepth_dirsep(path, sep), depth)
+            << '"' << path << "\" with " << sep_name(sep);
     EXPECT_EQ(getpathdepth("C:\\a\\b"), 2);
     EXPECT_EQ(getpathdepth_dirsep(nullptr, '/'), -1);
     EXPECT_EQ(getpathdepth_dirsep("/a", 'x'), -1);
     EXPECT_EQ(getpathdepth(nullptr), -1);
-}
 
-TEST(Relative, AsTable)
-{
-    struct Case {
-        const char *path;
-        int sep, relative;
-    } cases[] = {
+    const std::tuple<const char *, int, int> relative[] = {
         {"/a", '/', 0},    {"/", '/', 0},    {"a", '/', 1},         {"", '/', 1},
         {"C:\\x", '/', 1}, {"\\x", '/', 1},  {"\\\\s\\h", '\\', 0}, {"//s/h", '\\', 0},
         {"/", '\\', 0},    {"\\x", '\\', 0}, {"C:\\x", '\\', 0},    {"c:x", '\\', 0},
         {"a\\b", '\\', 1}, {"", '\\', 1},    {"/etc", '\\', 1},  // '/' is not the separator here
         {"a:b", '\\', 0},
     };
-    for (const Case &c : cases)
-        EXPECT_EQ(ispathrelative(c.path, c.sep), c.relative)
-            << '"' << c.path << "\" with " << sep_name(c.sep);
+    for (auto [path, sep, expected] : relative)
+        EXPECT_EQ(ispathrelative(path, sep), expected)
+            << '"' << path << "\" with " << sep_name(sep);
     EXPECT_EQ(ispathrelative(nullptr, '/'), 0);
     EXPECT_EQ(ispathrelative("a", 0), 0);
 }
