@@ -7,6 +7,7 @@
 #include <clocale>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cairn/frame.h"
@@ -59,7 +60,7 @@ std::vector<ox_wchar> widen_ascii(const char *s)
     return w;
 }
 
-TEST(Unc, ClassificationAsTable)
+TEST(Unc, ClassificationAsTableAndNullArguments)
 {
     for (const UncCase &c : kNames) {
         EXPECT_EQ(is_unc_path(c.path), c.type != OX_UNC_NONE) << c.path;
@@ -76,21 +77,15 @@ TEST(Unc, ClassificationAsTable)
         std::vector<ox_wchar> wide = widen_ascii(c.path);
         EXPECT_EQ(unc_skip_prefixw(wide.data()), wide.data() + c.prefix) << c.path;
     }
-}
-
-TEST(Unc, NullArguments)
-{
     EXPECT_EQ(is_unc_path(nullptr), 0);
     EXPECT_EQ(get_unc_obj_type(nullptr), OX_UNC_NONE);
     EXPECT_EQ(get_unc_file_path(nullptr), nullptr);
     EXPECT_EQ(unc_skip_prefixw(nullptr), nullptr);
 }
 
-TEST(DriveCase, AsTable)
+TEST(DriveCase, AsTableAndLongServerNames)
 {
-    struct Case {
-        const char *in, *out;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"c:\\x", "C:\\x"},
         {"abc:def:g", "ABC:def:g"},
         {":abc", ":abc"},  // a ':' at the start: nothing
@@ -108,12 +103,18 @@ TEST(DriveCase, AsTable)
         {"\\\\srv\\shr\\\xff\xf0\x9f\x98\x80",
          "\\\\SRV\\SHR\\\xff\xf0\x9f\x98\x80"},  // the rest byte for byte
     };
-    for (const Case &c : cases) {
-        auto buf = exact_copy(c.in);
+    for (auto [in, out] : cases) {
+        auto buf = exact_copy(in);
         EXPECT_EQ(convertDriveToUpper(buf.get()), buf.get());
-        EXPECT_STREQ(buf.get(), c.out) << c.in;
+        EXPECT_STREQ(buf.get(), out) << in;
     }
     EXPECT_EQ(convertDriveToUpper(nullptr), nullptr);
+    // A long server name takes its room from the heap.
+    std::string path = "\\\\" + std::string(2000, 's') + "\\share\\x";
+    std::string upper = "\\\\" + std::string(2000, 'S') + "\\SHARE\\x";
+    auto buf = exact_copy(path);
+    convertDriveToUpper(buf.get());
+    EXPECT_EQ(std::string(buf.get()), upper);
 }
 
 TEST(DriveCase, WideCaseMappingFollowsTheLocale)
@@ -122,29 +123,18 @@ TEST(DriveCase, WideCaseMappingFollowsTheLocale)
     std::string saved = old ? old : "C";
     if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr)
         CAIRN_SKIP_UNLESS_CI("no C.UTF-8 locale");
-    struct Case {
-        const char *in, *out;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"\\\\s\xc3\xa9rver\\share\\x",
          "\\\\S\xc3\x89RVER\\SHARE\\x"},  // e acute, two bytes both ways
         // U+0250 (2 bytes) maps to U+2C6F (3 bytes): no room, left alone.
         {"\\\\\xc9\x90\\share\\x", "\\\\\xc9\x90\\share\\x"},
     };
-    for (const Case &c : cases) {
-        auto buf = exact_copy(c.in);
+    for (auto [in, out] : cases) {
+        auto buf = exact_copy(in);
         convertDriveToUpper(buf.get());
-        EXPECT_STREQ(buf.get(), c.out) << c.in;
+        EXPECT_STREQ(buf.get(), out) << in;
     }
     std::setlocale(LC_CTYPE, saved.c_str());
-}
-
-TEST(DriveCase, LongServerNamesUseTheHeap)
-{
-    std::string path = "\\\\" + std::string(2000, 's') + "\\share\\x";
-    std::string upper = "\\\\" + std::string(2000, 'S') + "\\SHARE\\x";
-    auto buf = exact_copy(path);
-    convertDriveToUpper(buf.get());
-    EXPECT_EQ(std::string(buf.get()), upper);
 }
 
 }  // namespace
