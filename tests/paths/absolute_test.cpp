@@ -66,7 +66,7 @@ TEST(FullCanon, JoiningRulesAsTable)
     EXPECT_STREQ(out, "C:\\x\\a");
 }
 
-TEST(FullCanon, CurrentDirectoryAndSameBuffer)
+TEST(FullCanon, CurrentDirectorySameBufferLimitAndBadArguments)
 {
     char cwd[PATH_MAX];
     ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
@@ -77,10 +77,8 @@ TEST(FullCanon, CurrentDirectoryAndSameBuffer)
     if (std::strcmp(cwd, "/") == 0)
         expected = "/sub";
     EXPECT_STREQ(buf.data(), expected.c_str());
-}
 
-TEST(FullCanon, TooLongJoinFails)
-{
+    // A join longer than the path limit fails.
     std::string name(OX_PATH_MAX - 5, 'n');
     std::vector<char> out(OX_PATH_MAX, '#');
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
@@ -93,17 +91,14 @@ TEST(FullCanon, TooLongJoinFails)
     std::string fits(OX_PATH_MAX - 1 - 6, 'n');
     EXPECT_EQ(fullcanon_dirsep(fits.c_str(), out.data(), "/home", '/'), out.data());
     EXPECT_EQ(std::strlen(out.data()), static_cast<size_t>(OX_PATH_MAX - 1));
-}
 
-TEST(FullCanon, BadArguments)
-{
-    char out[OX_PATH_MAX];
+    // Bad arguments.
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
-    EXPECT_EQ(fullcanon_dirsep(nullptr, out, "/", '/'), nullptr);
+    EXPECT_EQ(fullcanon_dirsep(nullptr, out.data(), "/", '/'), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
     EXPECT_EQ(fullcanon_dirsep("a", nullptr, "/", '/'), nullptr);
-    EXPECT_EQ(fullcanon_dirsep("a", out, "/", '.'), nullptr);
-    EXPECT_EQ(fullcanon(nullptr, out, nullptr), nullptr);
+    EXPECT_EQ(fullcanon_dirsep("a", out.data(), "/", '.'), nullptr);
+    EXPECT_EQ(fullcanon(nullptr, out.data(), nullptr), nullptr);
 }
 
 TEST(FullCanon, TracesAndMissingCurrentDirectory)
