@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "cairn/frame.h"
 #include "cairn/net.h"
@@ -30,7 +32,7 @@ bool last_is_einval()
     return ox_error_get_last_native(&kind) == EINVAL && kind == OX_ERRKIND_ERRNO;
 }
 
-TEST(Address, FieldsAndFamilies)
+TEST(Address, FieldsFamiliesAndSetters)
 {
     EXPECT_EQ(ox_inet_getaf("fe80::1"), AF_INET6);
     EXPECT_EQ(ox_inet_getaf("10.0.0.1"), AF_INET);
@@ -64,17 +66,15 @@ TEST(Address, FieldsAndFamilies)
 
     EXPECT_EQ(ox_inet_setunixaddr(sa(none), "/tmp/x"), -1);
     EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(ENOSYS));
-}
 
-TEST(Address, WildcardAndLoopbackSetters)
-{
-    sockaddr_storage a4 = address("10.1.2.3", 80), a6 = address("fe80::1", 9);
+    // The wildcard and loopback setters keep the port.
+    sockaddr_storage b6 = address("fe80::1", 9);
     ox_inet_setloopback(sa(a4));
     EXPECT_EQ(ntop(a4), "127.0.0.1");
-    EXPECT_EQ(ox_inet_getport(sa(a4)), htons(80));  // the port is kept
-    ox_inet_setanyaddr(sa(a6));
-    EXPECT_EQ(ntop(a6), "::");
-    EXPECT_EQ(ox_inet_isanyaddr(sa(a6)), 1);
+    EXPECT_EQ(ox_inet_getport(sa(a4)), htons(80));
+    ox_inet_setanyaddr(sa(b6));
+    EXPECT_EQ(ntop(b6), "::");
+    EXPECT_EQ(ox_inet_isanyaddr(sa(b6)), 1);
 
     // A zeroed structure takes the host's natural family.
     sockaddr_storage z{};
@@ -86,11 +86,7 @@ TEST(Address, WildcardAndLoopbackSetters)
 
 TEST(Address, LoopbackTests)
 {
-    struct Row {
-        const char *text;
-        int loopback;
-        int any;
-    } rows[] = {
+    const std::tuple<const char *, int, int> rows[] = {
         {"127.0.0.1", 1, 0},
         {"127.255.0.1", 1, 0},
         {"128.0.0.1", 0, 0},
@@ -101,10 +97,10 @@ TEST(Address, LoopbackTests)
         {"0.0.0.0", 0, 1},
         {"::", 0, 1},
     };
-    for (const Row &r : rows) {
-        sockaddr_storage a = address(r.text);
-        EXPECT_EQ(ox_inet_isloopback(sa(a)), r.loopback) << r.text;
-        EXPECT_EQ(ox_inet_isanyaddr(sa(a)), r.any) << r.text;
+    for (auto [text, loopback, any] : rows) {
+        sockaddr_storage a = address(text);
+        EXPECT_EQ(ox_inet_isloopback(sa(a)), loopback) << text;
+        EXPECT_EQ(ox_inet_isanyaddr(sa(a)), any) << text;
     }
     for (const char *n : {"localhost", "LOCALHOST6", "loopback", "localhost.localdomain",
                           "localhost6.localdomain6", "ip6-localhost", "Ip6-Loopback"})
@@ -113,44 +109,30 @@ TEST(Address, LoopbackTests)
     EXPECT_EQ(ox_inet_isloopback_name(nullptr), 0);
 }
 
-TEST(Address, Equality)
+TEST(Address, EqualityAndMaskedOrdering)
 {
-    struct Row {
-        const char *a;
-        uint16_t pa;
-        const char *b;
-        uint16_t pb;
-        int want;
-    } rows[] = {
+    const std::tuple<const char *, uint16_t, const char *, uint16_t, int> equal[] = {
         {"10.1.2.3", 80, "::ffff:10.1.2.3", 443, 0},
         {"10.1.2.3", 80, "10.1.2.4", 80, -1},
         {"fe80::1", 1, "fe80::1", 2, 0},
         {"::1", 0, "127.0.0.1", 0, -1},
         {"2001:db8::1", 0, "2001:db8::2", 0, -1},
     };
-    for (const Row &r : rows) {
-        sockaddr_storage a = address(r.a, r.pa), b = address(r.b, r.pb);
-        EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(b)), r.want) << r.a << " " << r.b;
+    for (auto [ta, pa, tb, pb, want] : equal) {
+        sockaddr_storage a = address(ta, pa), b = address(tb, pb);
+        EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(b)), want) << ta << " " << tb;
     }
-    sockaddr_storage a = address("10.0.0.1"), zero{};
+    sockaddr_storage one = address("10.0.0.1"), zero{};
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
-    EXPECT_EQ(ox_inet_addrcmp(sa(a), sa(zero)), -1);
+    EXPECT_EQ(ox_inet_addrcmp(sa(one), sa(zero)), -1);
     EXPECT_TRUE(last_is_einval());
     // Scope identifiers are not compared.
     sockaddr_storage s2 = address("fe80::1"), s3 = address("fe80::1");
     reinterpret_cast<sockaddr_in6 *>(&s2)->sin6_scope_id = 2;
     reinterpret_cast<sockaddr_in6 *>(&s3)->sin6_scope_id = 3;
     EXPECT_EQ(ox_inet_addrcmp(sa(s2), sa(s3)), 0);
-}
 
-TEST(Address, MaskedOrdering)
-{
-    struct Row {
-        const char *a;
-        const char *b;
-        const char *mask;
-        int want;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *, int> masked[] = {
         {"10.1.2.3", "10.1.9.9", "255.255.0.0", 0},
         {"10.1.2.3", "10.1.9.9", "255.255.255.0", -1},
         {"10.1.9.9", "10.1.2.3", "255.255.255.0", 1},
@@ -160,10 +142,10 @@ TEST(Address, MaskedOrdering)
         {"2001:db8::1", "2001:db9::1", "ffff:ffff::", -1},
         {"2001:db8::1", "2001:db8::2", "ffff:ffff::", 0},
     };
-    for (const Row &r : rows) {
-        sockaddr_storage a = address(r.a), b = address(r.b), m = address(r.mask);
-        EXPECT_EQ(ox_inet_addrcmp_netmask(sa(a), sa(b), sa(m)), r.want)
-            << r.a << " " << r.b << " " << r.mask;
+    for (auto [ta, tb, mask, want] : masked) {
+        sockaddr_storage a = address(ta), b = address(tb), m = address(mask);
+        EXPECT_EQ(ox_inet_addrcmp_netmask(sa(a), sa(b), sa(m)), want)
+            << ta << " " << tb << " " << mask;
     }
     sockaddr_storage a = address("10.1.2.3"), b = address("10.1.9.9"),
                      v6a = address("2001:db8::a01:203");
@@ -175,11 +157,7 @@ TEST(Address, MaskedOrdering)
 
 TEST(Address, MasksFromAndToPrefixes)
 {
-    struct Row {
-        int family;
-        unsigned prefix;
-        const char *mask;
-    } rows[] = {
+    const std::tuple<int, unsigned, const char *> rows[] = {
         {AF_INET, 0, "0.0.0.0"},
         {AF_INET, 24, "255.255.255.0"},
         {AF_INET, 32, "255.255.255.255"},
@@ -189,10 +167,10 @@ TEST(Address, MasksFromAndToPrefixes)
         {AF_INET6, 60, "ffff:ffff:ffff:fff0::"},
         {AF_INET6, 128, "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
     };
-    for (const Row &r : rows) {
+    for (auto [family, prefix, mask] : rows) {
         sockaddr_storage m{};
-        ASSERT_EQ(ox_inet_netmask_from_prefix(r.family, r.prefix, sa(m)), 0);
-        EXPECT_EQ(ntop(m), r.mask) << r.prefix;
+        ASSERT_EQ(ox_inet_netmask_from_prefix(family, prefix, sa(m)), 0);
+        EXPECT_EQ(ntop(m), mask) << prefix;
     }
     sockaddr_storage m{};
     EXPECT_EQ(ox_inet_netmask_from_prefix(AF_INET, 129, sa(m)), -1);
@@ -200,10 +178,7 @@ TEST(Address, MasksFromAndToPrefixes)
     EXPECT_EQ(ox_inet_netmask_from_prefix(AF_UNIX, 8, sa(m)), 0);
     EXPECT_EQ(reinterpret_cast<sockaddr *>(&m)->sa_family, 0);  // nothing written
 
-    struct Count {
-        const char *mask;
-        int want;
-    } counts[] = {
+    const std::pair<const char *, int> counts[] = {
         {"255.255.255.0", 24},
         {"255.255.255.255", 32},
         {"0.0.0.0", 0},
@@ -213,9 +188,9 @@ TEST(Address, MasksFromAndToPrefixes)
         {"ffff:ffff:ffff:fff0::", 36},
         {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", 128},
     };
-    for (const Count &c : counts) {
-        sockaddr_storage a = address(c.mask);
-        EXPECT_EQ(ox_inet_prefix_from_netmask(sa(a)), c.want) << c.mask;
+    for (auto [mask, want] : counts) {
+        sockaddr_storage a = address(mask);
+        EXPECT_EQ(ox_inet_prefix_from_netmask(sa(a)), want) << mask;
     }
     sockaddr_storage none{};
     EXPECT_EQ(ox_inet_prefix_from_netmask(sa(none)), 0);
@@ -223,22 +198,18 @@ TEST(Address, MasksFromAndToPrefixes)
 
 TEST(Address, PrintedForms)
 {
-    struct Row {
-        const char *in;
-        const char *text;
-        const char *hex;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"10.0.0.1", "10.0.0.1", "0a000001"},
         {"::1", "::1", "0001"},
         {"fe80::1", "fe80::0:0:0:1", "fe800000001"},  // link-local: prefix and last groups
         {"::ffff:192.0.2.7", "192.0.2.7", "00ffffc0000207"},
         {"::ffff:0:0", "0.0.0.0", "00ffff0"},  // mapped: looked up as IPv4
     };
-    for (const Row &r : rows) {
-        sockaddr_storage a = address(r.in);
-        char hex[64] = "untouched";
-        EXPECT_EQ(ntop(a), r.text) << r.in;
-        EXPECT_STREQ(ox_inet_addrtohex(sa(a), hex, sizeof hex), r.hex) << r.in;
+    for (auto [in, text, hex] : rows) {
+        sockaddr_storage a = address(in);
+        char out[64] = "untouched";
+        EXPECT_EQ(ntop(a), text) << in;
+        EXPECT_STREQ(ox_inet_addrtohex(sa(a), out, sizeof out), hex) << in;
     }
     sockaddr_storage none{};
     char buf[16] = "untouched";
@@ -254,20 +225,16 @@ TEST(Address, PrintedForms)
 
 TEST(Address, ParsingTexts)
 {
-    struct Row {
-        const char *text;
-        int ok;
-        const char *printed;
-    } rows[] = {
+    const std::tuple<const char *, int, const char *> rows[] = {
         {"10.1.2.3", 1, "10.1.2.3"},       {"::", 1, "::"},      {"0.0.0.0", 1, "0.0.0.0"},
         {"2001:db8::1", 1, "2001:db8::1"}, {"1.2.3.4.5", 0, ""}, {"::g", 0, ""},
     };
-    for (const Row &r : rows) {
+    for (auto [text, ok, printed] : rows) {
         sockaddr_storage a{};
-        EXPECT_EQ(ox_inet_pton(r.text, sa(a)), r.ok ? 0 : -1) << r.text;
-        EXPECT_EQ(ox_inet_isvalidaddr(r.text), r.ok) << r.text;
-        if (r.ok) {
-            EXPECT_EQ(ntop(a), r.printed);
+        EXPECT_EQ(ox_inet_pton(text, sa(a)), ok ? 0 : -1) << text;
+        EXPECT_EQ(ox_inet_isvalidaddr(text), ok) << text;
+        if (ok) {
+            EXPECT_EQ(ntop(a), printed);
         }
     }
     sockaddr_storage a{};
@@ -279,15 +246,12 @@ TEST(Address, ParsingTexts)
     EXPECT_EQ(ox_inet_isvalidipv6addr("::1", 2), 0);
     EXPECT_EQ(ox_inet_isvalidipv6addr("10.0.0.1", 0), 0);
 
-    struct Head {
-        const char *text;
-        int len;
-    } heads[] = {
+    const std::pair<const char *, int> heads[] = {
         {"fe80::1:/tmp", 7}, {"fe80::1", 0}, {"fe80::1_rest", 7},       {"::1:C:\\dir", 3},
         {"a_b:c", 0},        {"nocolon", 0}, {"2001:db8::5:0_x_y", 13},
     };
-    for (const Head &h : heads)
-        EXPECT_EQ(ox_inet_parseipv6addr(h.text), h.len) << h.text;
+    for (auto [text, len] : heads)
+        EXPECT_EQ(ox_inet_parseipv6addr(text), len) << text;
 }
 
 TEST(Address, InterfaceList)
