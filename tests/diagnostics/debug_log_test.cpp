@@ -61,7 +61,7 @@ private:
     std::string dir_;
 };
 
-TEST(DebugLog, ProcessStreamLevelsAndPrefix)
+TEST(DebugLog, ProcessStreamLevelsPrefixesAndStamps)
 {
     TempDir tmp;
     std::string path = tmp.file("proc.log");
@@ -81,13 +81,10 @@ TEST(DebugLog, ProcessStreamLevelsAndPrefix)
     ASSERT_NE(at, std::string::npos) << text;
     EXPECT_EQ(at, std::string("prog: 11/15/26 18:22:52.123456").size()) << text;
     EXPECT_EQ(text.substr(at + note.size()), "prog: two 2\nprog: internal line\n");
-}
 
-TEST(DebugLog, DebugprintfStampAndTimestampedPrefix)
-{
-    TempDir tmp;
-    std::string path = tmp.file("stamp.log");
-    ox_set_progname("prog");
+    // debugprintf's stamp, and the time-stamped prefix.
+    path = tmp.file("stamp.log");
+    Debug = 0;  // no open note this time
     dfopen(path.c_str());
     debugprintf("hello\n");
     set_timestamps_dprintf(0);
@@ -97,8 +94,7 @@ TEST(DebugLog, DebugprintfStampAndTimestampedPrefix)
     dfprintf(0, "dated\n");
     print_timestamps(0);
     dfclose();
-    std::string text = read_file(path);
-    std::istringstream lines(text);
+    std::istringstream lines(read_file(path));
     std::string l1, l2, l3;
     std::getline(lines, l1);
     std::getline(lines, l2);
@@ -221,7 +217,7 @@ TEST(DebugLog, FallbacksToStandardError)
     EXPECT_NE(err.find("\nbare\nprog: lib line\nprog: shown 1\n"), std::string::npos) << err;
 }
 
-TEST(DebugLog, VerbprintStrictLevel)
+TEST(DebugLog, VerbprintStrictLevelPrinterrPrintinfoAndAccrual)
 {
     auto child = run_in_child([] {
         setenv("BXR_STRICT_LEVEL", "3", 1);
@@ -235,11 +231,9 @@ TEST(DebugLog, VerbprintStrictLevel)
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.err, "[-1][0][3]<0><1><2>");
-}
 
-TEST(DebugLog, PrinterrPrintinfoAndAccrual)
-{
-    auto child = run_in_child([] {
+    // printerr, printinfo and the accrual decision.
+    child = run_in_child([] {
         ox_set_progname("prog");
         printerr("before\n");  // accrual is off until blow_err()
         blow_err(0);
@@ -263,7 +257,7 @@ TEST(DebugLog, PrinterrPrintinfoAndAccrual)
     EXPECT_EQ(odd.err, "pSq: x\n");
 }
 
-TEST(DebugLog, SettersAndDefaults)
+TEST(DebugLog, SettersDefaultsAndPrefixLengths)
 {
     EXPECT_EQ(DriveStealExclusion, 30);
     EXPECT_EQ(need_timestamps(), 0);
@@ -283,16 +277,13 @@ TEST(DebugLog, SettersAndDefaults)
     EXPECT_EQ(dfopen_thread_filehndl(), nullptr);
     EXPECT_GE(std::fputs("x", fp), 0);
     std::fclose(fp);
-}
 
-struct PrefCase {
-    const char *path;
-    const char *prefix;
-    int expected;
-};
-
-TEST(Preflen, CasesAsTable)
-{
+    // How much of a path a prefix covers.
+    struct PrefCase {
+        const char *path;
+        const char *prefix;
+        int expected;
+    };
     const PrefCase cases[] = {
         {"C:\\dir", "c:", 2},    {"\\dir\\x", "\\dir", 4}, {"\\dirx", "\\dir", 0},
         {"\\anything", "\\", 1}, {"C:\\dir", "c:\\", 3},   {"C:dir", "c:\\", 0},
