@@ -26,10 +26,7 @@
 #include "cairn/frame.h"
 #include "capture_fd.hpp"
 #include "child_process.hpp"
-#include "debug_scope.hpp"
-#include "debug_text.hpp"
-#include "platform/alloc.hpp"
-#include "platform/alloc_testing.hpp"
+#include "../diagnostics/debug_capture.hpp"
 
 namespace {
 
@@ -45,7 +42,7 @@ Texts numbered(int n, const char *prefix = "v")
     return t;
 }
 
-TEST(Values, SingleRecords)
+TEST(Values, SingleRecordsAndBuildingLists)
 {
     val_t *v = val_new(nullptr);
     EXPECT_STREQ(v->value, "");
@@ -74,10 +71,8 @@ TEST(Values, SingleRecords)
     EXPECT_EQ(val_cmp_exact(b.head, a.head), 1);
     EXPECT_EQ(val_cmp_exact(c.head, d.head), 1) << "bytes compare unsigned";
     EXPECT_EQ(stream_text([&](FILE *f) { val_print(f, a.head); }), "Beta ");
-}
 
-TEST(Values, BuildingLists)
-{
+    // Building lists.
     Vals l;
     vallist_add(&l.head, "b");
     vallist_insert(&l.head, "a");
@@ -107,21 +102,16 @@ TEST(Values, BuildingLists)
 
 TEST(Values, Add2RefusesBadInputWithADebugLine)
 {
-    DebugScope scope(9, 0);
-    CaptureFd err(2);
     Vals empty;
     val_t *tail = reinterpret_cast<val_t *>(&empty);
-    EXPECT_EQ(vallist_add2(&empty.head, &tail, "x"), nullptr);
-    EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
+    std::string text = debug_output(9, 0, [&] {
+        EXPECT_EQ(vallist_add2(&empty.head, &tail, "x"), nullptr);
+        EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
+    });
     EXPECT_EQ(empty.head, nullptr);
-    std::string text = without_debug_prefixes(err.text());
     EXPECT_NE(text.find("vallist_add2(): invalid input\n"), std::string::npos) << text;
-    err.restore();
-
-    DebugScope quiet(0, 0);
-    CaptureFd err2(2);
-    EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
-    EXPECT_EQ(err2.text(), "");
+    EXPECT_EQ(debug_output(0, 0, [&] { EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr); }),
+              "");
 }
 
 TEST(Values, SortedInsertionByEachComparison)
@@ -166,7 +156,7 @@ TEST(Values, SortedInsertionByEachComparison)
     std::setlocale(LC_COLLATE, saved.c_str());
 }
 
-TEST(Values, SearchingAndTrimmedSearch)
+TEST(Values, SearchingTrimmedSearchUniqueAndPatterns)
 {
     Vals l(Texts{"alpha", "Beta", "gamma", "beta", "delta"});
     EXPECT_EQ(vallist_find(l.head, "BETA"), l.head->next);
@@ -203,10 +193,8 @@ TEST(Values, SearchingAndTrimmedSearch)
     EXPECT_EQ(spaced.get(), (Texts{"two words", "a\nb", "x"})) << "stops at the match";
     EXPECT_EQ(vallist_find_trim(spaced.head, "nothing"), nullptr);
     EXPECT_EQ(spaced.get(), (Texts{"two words", "a b", "x"}));
-}
 
-TEST(Values, FindUniqueAndPatternMatch)
-{
+    // Values of one list missing from another, and pattern matching.
     Vals a(Texts{"c", "b", "a"}), b(Texts{"a", "c"});
     EXPECT_EQ(vallist_find_unique(a.head, b.head), a.head->next);
     Vals same(Texts{"a", "b", "c", "c"});
@@ -307,7 +295,7 @@ TEST(Values, MergeIntersectCollideSubset)
     EXPECT_EQ(vallist_subset(x.head, sub_case.head), 0);
 }
 
-TEST(Values, SortingAndDuplicates)
+TEST(Values, SortingDuplicatesComparingAndDiffApply)
 {
     for (int n : kSizes) {
         Texts t;
@@ -339,10 +327,8 @@ TEST(Values, SortingAndDuplicates)
     EXPECT_EQ(vallist_cmp(q.head, r.head), 0);
     EXPECT_NE(vallist_cmp_exact(q.head, r.head), 0);
     EXPECT_EQ(vallist_cmp(nullptr, nullptr), 0);
-}
 
-TEST(Values, DiffApply)
-{
+    // Applying the difference of two lists to a third.
     struct Row {
         Texts old_v, new_v, target;
         int mode;
@@ -442,32 +428,29 @@ TEST(Values, PrintedForms)
     EXPECT_EQ(one.rfind("\t12) k\n"), one.size() - 7)
         << "values too wide for columns take one column";
 
-    DebugScope scope(0, 0);
-    CaptureFd err(2);
-    vallist_dprint("hosts", l.head);
-    vallist_dprint(nullptr, nullptr);
-    std::string text = err.text();  // each line may start with a time stamp
+    std::string text = debug_output(0, 0, [&] {  // each line may start with a time stamp
+        vallist_dprint("hosts", l.head);
+        vallist_dprint(nullptr, nullptr);
+    });
     EXPECT_NE(text.find("hosts: a, b\n"), std::string::npos) << text;
     EXPECT_NE(text.find("<empty>\n"), std::string::npos) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
 }
 
-TEST(Values, ConvertsToTheLocalForm)
+TEST(Values, ConvertsToTheLocalFormAndAnArgumentVector)
 {
     const char *old = std::setlocale(LC_CTYPE, nullptr);
     std::string saved = old ? old : "C";
     std::setlocale(LC_CTYPE, "C");
-    Vals l(Texts{"plain", "", "caf\xc3\xa9", "\xef\xa3\xbf"});  // U+F8FF carries the raw byte 0xFF
-    val_t *third = l.head->next->next;
-    vlist_utf8_to_mbts(&l.head);
-    EXPECT_EQ(l.get(), (Texts{"plain", "", "caf?", "\xff"}));
-    EXPECT_NE(l.head->next->next, third) << "records are replaced in place";
+    Vals local(Texts{"plain", "", "caf\xc3\xa9", "\xef\xa3\xbf"});  // U+F8FF: the raw byte 0xFF
+    val_t *third = local.head->next->next;
+    vlist_utf8_to_mbts(&local.head);
+    EXPECT_EQ(local.get(), (Texts{"plain", "", "caf?", "\xff"}));
+    EXPECT_NE(local.head->next->next, third) << "records are replaced in place";
     vlist_utf8_to_mbts(nullptr);
     std::setlocale(LC_CTYPE, saved.c_str());
-}
 
-TEST(Values, ArgumentVector)
-{
+    // The argument-vector form.
     for (int n : kSizes) {
         Vals l(numbered(n));
         int count = -1;
@@ -481,8 +464,7 @@ TEST(Values, ArgumentVector)
         EXPECT_EQ(vec[n], nullptr);
         free(vec);
     }
-    Vals l(Texts{"a", "b", "c"});
-    EXPECT_EQ(vallist_to_argv(l.head, nullptr, nullptr), -1);
+    EXPECT_EQ(vallist_to_argv(local.head, nullptr, nullptr), -1);
 }
 
 int32_t number_of(const msg_t *m) { return m != nullptr ? m->err.number : 0; }
@@ -584,7 +566,7 @@ TEST_F(ValueFiles, WritesEachValueOnItsLine)
     EXPECT_EQ(st.st_mode & 0777, 0640u);
 }
 
-TEST_F(ValueFiles, UnreadablePathsGiveTheReadMessage)
+TEST_F(ValueFiles, UnreadableAndUnwritablePathsGiveTheirMessages)
 {
     CaptureFd err(2);
     Vals l(Texts{"kept"});
@@ -607,29 +589,27 @@ TEST_F(ValueFiles, UnreadablePathsGiveTheReadMessage)
     }
     EXPECT_EQ(l.get(), (Texts{"kept"}));
     EXPECT_EQ(err.text(), "") << "the message is returned, not printed";
-}
 
-TEST_F(ValueFiles, UnwritablePathsGiveTheWriteMessage)
-{
-    CaptureFd err(2);
-    Vals l(Texts{"a"});
+    // Unwritable paths give the write message.
+    Vals one(Texts{"a"});
     std::string nowhere = path("no/such/dir");
-    msg_t *m = vallist_write_file(l.head, nowhere.c_str());
+    m = vallist_write_file(one.head, nowhere.c_str());
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->err.number, VALLIST_MSG_OPEN_WRITE);
     EXPECT_EQ(std::string(m->text), "Unable to open file '" + nowhere + "' for writing\n");
-    EXPECT_EQ(number_of(vallist_write_file(l.head, nullptr)), VALLIST_MSG_OPEN_WRITE);
-    EXPECT_EQ(number_of(vallist_write_file(l.head, "")), VALLIST_MSG_OPEN_WRITE);
+    EXPECT_EQ(number_of(vallist_write_file(one.head, nullptr)), VALLIST_MSG_OPEN_WRITE);
+    EXPECT_EQ(number_of(vallist_write_file(one.head, "")), VALLIST_MSG_OPEN_WRITE);
     // A directory in the way: the temporary is written, the rename fails,
     // and nothing is left behind.
     mkdir(path("adir").c_str(), 0700);
     put(path("adir/inner"), "");
-    EXPECT_EQ(number_of(vallist_write_file(l.head, path("adir").c_str())), VALLIST_MSG_OPEN_WRITE);
+    EXPECT_EQ(number_of(vallist_write_file(one.head, path("adir").c_str())),
+              VALLIST_MSG_OPEN_WRITE);
     EXPECT_EQ(entries(), 1);
     if (geteuid() != 0) {
         put(path("old"), "old\n");
         chmod(dir_.c_str(), 0500);
-        EXPECT_EQ(number_of(vallist_write_file(l.head, path("old").c_str())),
+        EXPECT_EQ(number_of(vallist_write_file(one.head, path("old").c_str())),
                   VALLIST_MSG_OPEN_WRITE);
         chmod(dir_.c_str(), 0700);
         EXPECT_EQ(get(path("old")), "old\n");
