@@ -150,7 +150,7 @@ TEST(MsgLog, ProcessesAppendWholeLines)
     EXPECT_EQ(seen.size(), static_cast<std::size_t>(kChildren * kLines));
 }
 
-TEST(MsgLog, RefusedLogsFallBackToStandardErrorOnce)
+TEST(MsgLog, RefusedLogsAndNoLogsDirectoryFallBackToStandardErrorOnce)
 {
     LogDir dir;
     ASSERT_EQ(symlink("/dev/null", dir.file("messages.log").c_str()), 0);
@@ -192,11 +192,9 @@ TEST(MsgLog, RefusedLogsFallBackToStandardErrorOnce)
     } else {
         EXPECT_EQ(dir.lines("daemon.log").size(), 2u);
     }
-}
 
-TEST(MsgLog, NoLogsDirectory)
-{
-    auto child = run_in_child([] {
+    // No usable logs directory at all.
+    child = run_in_child([] {
         std::printf("%d %d;", msg_log_open("/nonexistent/logs"), msg_log_open("/dev/null"));
         msg_print(5, 50000, MSG_LOG_AUDIT, "%s\n", MSG_ARG_TEXT, "nowhere");
         msg_print(6, 50000, MSG_LOG_AUDIT, "%s\n", MSG_ARG_TEXT, "still");
@@ -211,6 +209,9 @@ TEST(MsgLog, NoLogsDirectory)
     EXPECT_NE(child.err.find("#6: still\n"), std::string::npos);
     EXPECT_EQ(child.err.rfind("Cannot use"), 0u);
 }
+
+std::string g_seen;
+void remember(const char *text) { g_seen += text; }
 
 struct DirectCase {
     int32_t number;
@@ -255,7 +256,7 @@ TEST(MsgPrint, DirectPathAsTable)
 
 // Also: the environment can force message numbers on (number 0 still
 // prints none).
-TEST(MsgPrint, ArgumentsRenderByDescriptorAndForcedNumbers)
+TEST(MsgPrint, ArgumentsRenderByDescriptorForcedNumbersAndTheCallback)
 {
     auto child = run_in_child([] {
         setenv("BXR_FORCE_MSG_ID", "", 1);
@@ -273,6 +274,19 @@ TEST(MsgPrint, ArgumentsRenderByDescriptorAndForcedNumbers)
     });
     ASSERT_TRUE(child.exited);
     EXPECT_EQ(child.out, "1234:tool: copy of disk\n[a|42|literal|null|  2.5]two-one{<in>|(obj)}|0");
+
+    // The callback sees every message, printed, posted or neither.
+    child = run_in_child([] {
+        msg_callback_set(remember);
+        msg_print(0, 50000, 0, "%s!", MSG_ARG_TEXT, "quiet");
+        msg_print(0, 50000, 1, "%s!", MSG_ARG_TEXT, "loud");
+        msg_print(0, 50000, 8, "%s!", MSG_ARG_TEXT, "posted");
+        msg_callback_set(nullptr);
+        msg_print(0, 50000, 0, "%s!", MSG_ARG_TEXT, "unseen");
+        std::printf("|%s", g_seen.c_str());
+    });
+    ASSERT_TRUE(child.exited);
+    EXPECT_EQ(child.out, "loud!|quiet!loud!posted!");
 }
 
 TEST(MsgPrint, PostingDecisionAndSeverityScaling)
@@ -306,24 +320,6 @@ TEST(MsgPrint, PostingDecisionAndSeverityScaling)
     auto rendered = dir.lines("rendered.log");
     ASSERT_EQ(rendered.size(), 1u);
     EXPECT_NE(rendered[0].find(" info(6) #10: six"), std::string::npos) << rendered[0];
-}
-
-std::string g_seen;
-void remember(const char *text) { g_seen += text; }
-
-TEST(MsgPrint, CallbackSeesEveryMessage)
-{
-    auto child = run_in_child([] {
-        msg_callback_set(remember);
-        msg_print(0, 50000, 0, "%s!", MSG_ARG_TEXT, "quiet");
-        msg_print(0, 50000, 1, "%s!", MSG_ARG_TEXT, "loud");
-        msg_print(0, 50000, 8, "%s!", MSG_ARG_TEXT, "posted");
-        msg_callback_set(nullptr);
-        msg_print(0, 50000, 0, "%s!", MSG_ARG_TEXT, "unseen");
-        std::printf("|%s", g_seen.c_str());
-    });
-    ASSERT_TRUE(child.exited);
-    EXPECT_EQ(child.out, "loud!|quiet!loud!posted!");
 }
 
 }  // namespace

@@ -43,6 +43,9 @@ std::string dump(const structext *st)
     return s;
 }
 
+CAIRN_VA_FRONT(msg_t *, vmessage, (int32_t id, uint32_t severity, const char *form, ...), form,
+               msg_vcreate, id, severity, form)
+
 std::string parsed(structext *st)
 {
     std::string s = dump(st);
@@ -50,7 +53,7 @@ std::string parsed(structext *st)
     return s;
 }
 
-TEST(MsgObjects, CreationFieldsArgumentsAndText)
+TEST(MsgObjects, CreationFieldsArgumentsTextRingAndOwnedCopies)
 {
     msg_t *m = msg_create(77, 52013, "%s+%d", MSG_ARG_TEXT, "a", MSG_ARG_NUMBER, "5");
     ASSERT_NE(m, nullptr);
@@ -79,10 +82,8 @@ TEST(MsgObjects, CreationFieldsArgumentsAndText)
     });
     EXPECT_EQ(child.out, "<null> 0 null");
     EXPECT_EQ(child.err, "passing null into one of the msg creation calls with msg id 42\n");
-}
 
-TEST(MsgObjects, RingOfThirtyTwoAndOwnedCopies)
-{
+    // The ring of thirty-two, and copies the caller owns.
     std::thread([] {  // a fresh thread: its ring starts at the first slot
         msg_t *first = msg_create(1, 50000, "first %s", MSG_ARG_TEXT, "x");
         msg_t *keep = msg_copy(first);
@@ -172,7 +173,7 @@ TEST(MsgRings, LiteralRingOfTwoHundred)
     }).join();
 }
 
-TEST(StructextCalls, BuildPopulateCopyAndConvert)
+TEST(StructextCalls, BuildPopulateCopyConvertAndVaListForms)
 {
     const int32_t descs[] = {0, 1, 2};
     const char *texts[] = {"a", "b", "c"};
@@ -233,21 +234,16 @@ TEST(StructextCalls, BuildPopulateCopyAndConvert)
         take(msg_structext_render(msg_structext_new(1, "%100000000d|", 1, &number, &one)));
     EXPECT_EQ(wide.size(), 19456u + 12 + 1 - 1);
     EXPECT_EQ(wide.find_first_not_of(' '), std::string::npos) << "cut inside the padding";
-}
 
-CAIRN_VA_FRONT(msg_t *, vmessage, (int32_t id, uint32_t severity, const char *form, ...), form,
-               msg_vcreate, id, severity, form)
-
-TEST(StructextCalls, VaListFormsMatchTheirVariadicTwins)
-{
+    // The va_list forms match their variadic twins.
     structext *st = vcreate(5, "%s=%s", MSG_ARG_TEXT, "k", MSG_ARG_NUMBER, "7");
     EXPECT_EQ(dump(st), "5|%s=%s|0:k|1:7");
     EXPECT_EQ(vcreate(5, nullptr), nullptr);
-    structext *own = msg_structext_copy(st);
+    own = msg_structext_copy(st);
     EXPECT_EQ(vpopulate(own, 6, "<%s>", MSG_ARG_TEXT, nullptr), own);
     EXPECT_EQ(dump(own), "6|<%s>|0:null");
     msg_structext_free(own);
-    msg_t *m = vmessage(8, 52000, "%s=%s", MSG_ARG_TEXT, "k", MSG_ARG_NUMBER, "7");
+    m = vmessage(8, 52000, "%s=%s", MSG_ARG_TEXT, "k", MSG_ARG_NUMBER, "7");
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->err.number, 8);
     EXPECT_EQ(m->err.type, 5);
