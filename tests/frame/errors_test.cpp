@@ -63,7 +63,7 @@ TEST(LastError, SetGetAndPerThread)
     EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
 }
 
-TEST(LastError, MessagesByKind)
+TEST(LastError, MessagesByKindNetworkingRewriteAndBufferBounds)
 {
     struct Case {
         uint32_t code;
@@ -93,10 +93,8 @@ TEST(LastError, MessagesByKind)
         ox_error_set_last(c.code, c.kind);
         EXPECT_EQ(message(), c.text) << c.code << " kind " << c.kind;
     }
-}
 
-TEST(LastError, NetworkingErrnoIsRewrittenToWinsock)
-{
+    // A networking errno is rewritten to Winsock.
     ox_error_set_last(ENODATA, OX_ERRKIND_ERRNO);
     // Kind 4 keeps the system's text as it is, line end included.
     EXPECT_EQ(message(),
@@ -116,10 +114,8 @@ TEST(LastError, NetworkingErrnoIsRewrittenToWinsock)
     EXPECT_EQ(message(), "The operation completed successfully.\r\n");
     EXPECT_EQ(ox_error_get_last_native(&kind), 0u);
     EXPECT_EQ(kind, OX_ERRKIND_WINSOCK);
-}
 
-TEST(LastError, MessageBufferBounds)
-{
+    // The message buffer's bounds.
     ox_error_set_last(5, OX_ERRKIND_WIN32);
     ox_error_get_message(nullptr, 100);  // must not crash
 
@@ -296,7 +292,7 @@ TEST(ErrorMapping, CodesAndErrnoRoundTrip)
     EXPECT_EQ(ox_error_from_errno(EOPNOTSUPP), OX_ENOTSUP);
 }
 
-TEST(ErrorMapping, Win32AndWinsockRowsAndCounts)
+TEST(ErrorMapping, Win32WinsockAndResolverRowsAndCounts)
 {
     struct Row {
         uint32_t native;
@@ -345,10 +341,8 @@ TEST(ErrorMapping, Win32AndWinsockRowsAndCounts)
         EXPECT_EQ(ox_error_from_native(v, OX_ERRKIND_VSS), OX_EUNKNOWN);
     EXPECT_EQ(ox_error_from_native(0, 0), OX_EUNKNOWN);
     EXPECT_EQ(ox_error_from_native(0, 6), OX_EUNKNOWN);
-}
 
-TEST(ErrorMapping, FromResolverByMeaning)
-{
+    // Resolver codes map by meaning.
     const std::map<int, int> expected = {
         {EAI_FAMILY, OX_EAFNOSUPPORT}, {EAI_AGAIN, OX_EAGAIN},
         {EAI_BADFLAGS, OX_EINVAL},     {EAI_SERVICE, OX_EINVAL},
@@ -363,10 +357,8 @@ TEST(ErrorMapping, FromResolverByMeaning)
         EXPECT_EQ(ox_error_from_resolver(eai), want) << "EAI " << eai;
         EXPECT_EQ(ox_error_from_native(static_cast<uint32_t>(eai), OX_ERRKIND_RESOLVER), want);
     }
-}
 
-TEST(ErrorMapping, ErrnoFromWin32StoresTheWin32Code)
-{
+    // The errno of a Win32 code stores the Win32 code.
     EXPECT_EQ(ox_errno_from_win32(5), EACCES);
     int kind = 0;
     EXPECT_EQ(ox_error_get_last_native(&kind), 5u);
@@ -383,7 +375,7 @@ struct TypeRow {
     const char *last_text;  // nullptr: not checked
 };
 
-TEST(Errinfo, BuiltInTypesAsData)
+TEST(Errinfo, BuiltInTypesAsDataAndRegistering)
 {
     const TypeRow rows[] = {
         {1, "SYSTEM", 1, "Unknown error"},
@@ -425,10 +417,8 @@ TEST(Errinfo, BuiltInTypesAsData)
     EXPECT_STREQ(cairn::err_type_lookup(4, 0).text, "Unknown error");
     EXPECT_STREQ(cairn::err_severity_name(5), "critical");
     EXPECT_STREQ(cairn::err_severity_name(6), "info");
-}
 
-TEST(Errinfo, SetTypeCopiesCutsAndReplaces)
-{
+    // Registering a type copies, cuts and replaces.
     std::string long_name(200, 'n');
     char first[] = "1234:Disk full";
     const char *texts[] = {"Fine", first, nullptr};
@@ -506,7 +496,7 @@ struct SevenRow {
     const char *text;
 };
 
-TEST(Errinfo, ComposedNumbersAndTextsAsData)
+TEST(Errinfo, ComposedNumbersSetKindsAndKeepingRecords)
 {
     char busy[1024];
     std::snprintf(busy, sizeof busy, "%s", ox_strerror(16));
@@ -537,10 +527,8 @@ TEST(Errinfo, ComposedNumbersAndTextsAsData)
     msg_t *given = err_setall(3, 4, 5, "own text");
     EXPECT_EQ(given->err.number, 34005);
     EXPECT_STREQ(given->text, "own text");
-}
 
-TEST(Errinfo, SetKindsAndKeepingRecords)
-{
+    // The setting calls, and keeping records.
     const char *texts[] = {"ok", "4711:Tape jammed"};
     const int sev[] = {1, 4};
     ASSERT_EQ(err_settype(7, 1, "TAPE", texts, sev), 0);
