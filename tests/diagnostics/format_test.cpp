@@ -12,6 +12,8 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "cairn/diagnostics.h"
@@ -96,11 +98,7 @@ std::vector<int> kinds_fetched(const char *format)
 TEST(FormatKinds, KindOfEachConversionAndTheCountAsData)
 {
     // One conversion: the kind its argument is fetched as (0: a word).
-    struct Single {
-        int kind;
-        std::vector<const char *> formats;
-    };
-    const Single singles[] = {
+    const std::pair<int, std::vector<const char *>> singles[] = {
         {1, {"%c", "%d", "%i", "%hd", "%hu", "%hhx"}},
         {2, {"%X", "%o", "%u", "%x"}},
         {3, {"%ld", "%lx", "%li", "%ls", "%lc", "%zd", "%zx", "%jd", "%td"}},
@@ -112,14 +110,10 @@ TEST(FormatKinds, KindOfEachConversionAndTheCountAsData)
         {9, {"%lu", "%zu", "%ju"}},
         {0, {"%I64d", "%n"}},
     };
-    for (const Single &s : singles)
-        for (const char *format : s.formats)
-            EXPECT_EQ(kinds_fetched(format), std::vector<int>{s.kind}) << format;
-    struct Case {
-        const char *format;
-        std::vector<int> kinds;
-    };
-    const Case cases[] = {
+    for (const auto &[kind, formats] : singles)
+        for (const char *format : formats)
+            EXPECT_EQ(kinds_fetched(format), std::vector<int>{kind}) << format;
+    const std::pair<const char *, std::vector<int>> cases[] = {
         {"%2$zu %1$td", {3, 9}},
         {"%3$d", {0, 0, 1}},  // positions never mentioned: a word
         {"%*d", {1, 1}},
@@ -130,15 +124,11 @@ TEST(FormatKinds, KindOfEachConversionAndTheCountAsData)
         {"100%", {}},
         {"%5!d", {}},
     };
-    for (const Case &c : cases)
-        EXPECT_EQ(kinds_fetched(c.format), c.kinds) << c.format;
+    for (const auto &[format, kinds] : cases)
+        EXPECT_EQ(kinds_fetched(format), kinds) << format;
 
     // The argument count is the highest position used.
-    struct Count {
-        const char *format;
-        int count;
-    };
-    const Count counts[] = {
+    const std::pair<const char *, int> counts[] = {
         {"", 0},         {"plain", 0},
         {"%%", 0},       {"%d %s", 2},
         {"%3$d", 3},     {"%*d", 2},
@@ -147,8 +137,8 @@ TEST(FormatKinds, KindOfEachConversionAndTheCountAsData)
         {"%256$d", 256}, {"%99999999999$d", 2147483646},  // saturated: the count is INT_MAX
         {"%5!", 0},
     };
-    for (const Count &c : counts)
-        EXPECT_EQ(get_formatted_args_num(c.format), c.count) << c.format;
+    for (auto [format, count] : counts)
+        EXPECT_EQ(get_formatted_args_num(format), count) << format;
     EXPECT_EQ(get_formatted_args_num(nullptr), 0);
 }
 
@@ -234,12 +224,7 @@ TEST(FormatText, UnknownAndBrokenSpecifications)
 // The extremes and the zero cases; the generated formats below cover the rest.
 TEST(FormatNumbers, FlagsWidthsAndPrecisionsAsData)
 {
-    struct Case {
-        const char *format;
-        long long value;
-        const char *want;
-    };
-    const Case cases[] = {
+    const std::tuple<const char *, long long, const char *> cases[] = {
         {"%lld", -9223372036854775807LL - 1, "-9223372036854775808"},
         {"%llu", -1, "18446744073709551615"},
         {"%.0lld", 0, ""},
@@ -248,8 +233,8 @@ TEST(FormatNumbers, FlagsWidthsAndPrecisionsAsData)
         {"%#.0llo", 0, "0"},
         {"%#5.3llo", 8, "  010"},
     };
-    for (const Case &c : cases)
-        EXPECT_EQ(fmt(c.format, c.value), c.want) << c.format;
+    for (auto [format, value, want] : cases)
+        EXPECT_EQ(fmt(format, value), want) << format;
     EXPECT_EQ(fmt("%hhd|%hd|%hu|%hhu", 300, 70000, 70000, 511), "44|4464|4464|255");
     EXPECT_EQ(fmt("%*d|%-*d|%.*d", -4, 1, 3, 2, -2, 3), "1   |2  |3");
 }
@@ -381,20 +366,16 @@ TEST(FormatC99, SnprintfReturnsTheFullLengthAndFollowsTheRuntimeForText)
     // bytes and a null string prints as the C library prints it.
     const char *cjk = "\xe4\xb8\xad\xe6\x96\x87";  // two wide characters, six bytes
     const char *none = nullptr;
-    struct Case {
-        const char *format;
-        const char *arg;
-    };
-    const Case cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"[%8s]", cjk},   {"[%-8s]", cjk},  {"[%.4s]", cjk}, {"[%s]", none},
         {"[%.3s]", none}, {"[%.6s]", none}, {"[%8s]", none}, {"[%-9.2s]", none},
     };
-    for (const Case &c : cases) {
+    for (auto [format, arg] : cases) {
         char want[64], got[64];
-        const char *f = hidden(c.format);  // keep the compiler's checks of a null %s away
-        int n = std::snprintf(want, sizeof want, f, c.arg);
-        EXPECT_EQ(ox_snprintf(got, sizeof got, f, c.arg), n) << c.format;
-        EXPECT_STREQ(got, want) << c.format;
+        const char *f = hidden(format);  // keep the compiler's checks of a null %s away
+        int n = std::snprintf(want, sizeof want, f, arg);
+        EXPECT_EQ(ox_snprintf(got, sizeof got, f, arg), n) << format;
+        EXPECT_STREQ(got, want) << format;
     }
     // The positional formatter keeps its own rules.
     EXPECT_EQ(fmt("[%8s]", cjk), std::string("[    ") + cjk + "]");
@@ -725,12 +706,8 @@ TEST(FormatDifferential, HandWrittenCornerCases)
 // Display width of UTF-8 text on a terminal, by lead byte.
 TEST(DisplayWidth, CharacterWidthByLeadByteAsData)
 {
-    struct Case {
-        const char *text;
-        int width;
-        int last;  // index of the character's last byte
-    };
-    const Case cases[] = {
+    // Each row: the text, the width, and the index of the character's last byte.
+    const std::tuple<const char *, int, int> cases[] = {
         {"a", 1, 0},
         {"\x80", 1, 0},                      // below 0xC0: one byte
         {"\xC3\xA9", 1, 1},                  // two bytes
@@ -755,11 +732,10 @@ TEST(DisplayWidth, CharacterWidthByLeadByteAsData)
         {"\xE6", 2, 0},                      // cut off: never past the terminator
         {"\xF0\x9F", 2, 1},
     };
-    for (const Case &c : cases) {
+    for (auto [text, width, last] : cases) {
         int index = 0;
-        EXPECT_EQ(utf8_ttywidth(c.text, &index), c.width)
-            << testing::PrintToString(std::string(c.text));
-        EXPECT_EQ(index, c.last) << testing::PrintToString(std::string(c.text));
+        EXPECT_EQ(utf8_ttywidth(text, &index), width) << testing::PrintToString(std::string(text));
+        EXPECT_EQ(index, last) << testing::PrintToString(std::string(text));
     }
 }
 
@@ -788,14 +764,10 @@ TEST(DisplayWidth, WalkingWholeAndFirstCharactersAndBadArguments)
     EXPECT_EQ(utf8_ttystrlen(nullptr), 0);
     EXPECT_EQ(utf8_ttystrlen("\xE6"), 2);
 
-    struct Case {
-        int n;
-        int width;
-    };
-    for (Case c :
-         {Case{0, 0}, Case{1, 1}, Case{2, 3}, Case{3, 5}, Case{4, 6}, Case{99, 6}, Case{-1, 0}}) {
-        EXPECT_EQ(ox_utf8swidth(text, c.n), c.width) << c.n;
-        EXPECT_EQ(ox_mbswidth(text, c.n), c.width) << c.n;
+    const std::pair<int, int> firsts[] = {{0, 0}, {1, 1}, {2, 3}, {3, 5}, {4, 6}, {99, 6}, {-1, 0}};
+    for (auto [count, width] : firsts) {
+        EXPECT_EQ(ox_utf8swidth(text, count), width) << count;
+        EXPECT_EQ(ox_mbswidth(text, count), width) << count;
     }
     EXPECT_EQ(ox_utf8swidth(nullptr, 3), 0);
     EXPECT_EQ(ox_utf8swidth("", 3), 0);
