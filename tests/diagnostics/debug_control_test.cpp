@@ -24,6 +24,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <thread>
 #include <vector>
 
@@ -48,12 +49,8 @@ namespace {
 // stores nothing.
 TEST(SettingNumbers, SyntaxAndBitListsAsTables)
 {
-    struct NumberCase {
-        const char *text;
-        bool ok;
-        int32_t value;
-    };
-    const NumberCase cases[] = {
+    // Each row: the text, whether it parses, and its value.
+    const std::tuple<const char *, bool, int32_t> cases[] = {
         {"0", true, 0},
         {"42", true, 42},
         {"  \t7", true, 7},
@@ -77,29 +74,24 @@ TEST(SettingNumbers, SyntaxAndBitListsAsTables)
         {"2147483648", true, INT32_MIN},
         {"18446744073709551617", true, 1},
     };
-    for (const NumberCase &c : cases) {
+    for (auto [text, ok, value] : cases) {
         int32_t v = -999;
-        EXPECT_EQ(cairn::parse_setting_number(c.text, &v), c.ok) << c.text;
-        EXPECT_EQ(v, c.ok ? c.value : -999) << c.text << ": a failed parse must not store";
+        EXPECT_EQ(cairn::parse_setting_number(text, &v), ok) << text;
+        EXPECT_EQ(v, ok ? value : -999) << text << ": a failed parse must not store";
     }
     int32_t unset;
     EXPECT_FALSE(cairn::parse_setting_number(nullptr, &unset));
 
-    struct BitsCase {
-        const char *text;
-        bool ok;
-        uint32_t value;
-    };
-    const BitsCase bit_cases[] = {
+    const std::tuple<const char *, bool, uint32_t> bit_cases[] = {
         {"1,2,5", true, 0x13}, {"0", true, 0},    {"1", true, 1},     {"32", true, 0x80000000u},
         {"33", true, 1},       {"-4,2", true, 2}, {"0x3", true, 4},   {"1, 2", true, 3},
         {"1,", false, 0},      {",1", false, 0},  {"1,,2", false, 0}, {"x", false, 0},
         {"2junk,3", true, 6},
     };
-    for (const BitsCase &c : bit_cases) {
+    for (auto [text, ok, value] : bit_cases) {
         uint32_t v = 0xdead;
-        EXPECT_EQ(cairn::parse_setting_bits(c.text, &v), c.ok) << c.text;
-        EXPECT_EQ(v, c.ok ? c.value : 0xdeadu) << c.text;
+        EXPECT_EQ(cairn::parse_setting_bits(text, &v), ok) << text;
+        EXPECT_EQ(v, ok ? value : 0xdeadu) << text;
     }
 }
 

@@ -15,6 +15,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <thread>
 #include <vector>
 
@@ -279,19 +280,14 @@ TEST(DebugLog, SettersDefaultsAndPrefixLengths)
     std::fclose(fp);
 
     // How much of a path a prefix covers.
-    struct PrefCase {
-        const char *path;
-        const char *prefix;
-        int expected;
-    };
-    const PrefCase cases[] = {
+    const std::tuple<const char *, const char *, int> cases[] = {
         {"C:\\dir", "c:", 2},    {"\\dir\\x", "\\dir", 4}, {"\\dirx", "\\dir", 0},
         {"\\anything", "\\", 1}, {"C:\\dir", "c:\\", 3},   {"C:dir", "c:\\", 0},
         {"\\DIR", "\\dir", 4},   {"\\di", "\\dir", 0},     {"", "", 0},
         {"abc", "", 0},          {"\\dir/x", "\\dir", 0},  {"ab", "ab", 2},
     };
-    for (const PrefCase &c : cases)
-        EXPECT_EQ(preflen(c.path, c.prefix), c.expected) << c.path << " / " << c.prefix;
+    for (auto [whole, prefix, expected] : cases)
+        EXPECT_EQ(preflen(whole, prefix), expected) << whole << " / " << prefix;
     EXPECT_EQ(preflen(nullptr, "a"), 0);
     EXPECT_EQ(preflen("a", nullptr), 0);
 }

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
@@ -78,20 +79,17 @@ protected:
 
 TEST_F(Output, ClassificationByModeFlagListAndEnvironmentAsData)
 {
-    struct Case {
-        int32_t mode;
-        bool listed;
-        int user;
-    };
-    const Case cases[] = {{0, false, 1}, {0, true, 0}, {1, false, 0}, {1, true, 1}, {7, true, 1}};
+    // Each row: the mode, whether the stream is listed, and whether it is a user stream.
+    const std::tuple<int32_t, bool, int> cases[] = {
+        {0, false, 1}, {0, true, 0}, {1, false, 0}, {1, true, 1}, {7, true, 1}};
     int fd = fileno(file_);
-    for (const Case &c : cases) {
-        Mast_flag = c.mode;
-        if (c.listed)
+    for (auto [mode, listed, user] : cases) {
+        Mast_flag = mode;
+        if (listed)
             oxp::excepted_add(fd);
         else
             oxp::excepted_remove(fd);
-        EXPECT_EQ(is_user_fp(file_), c.user) << "mode " << c.mode << " listed " << c.listed;
+        EXPECT_EQ(is_user_fp(file_), user) << "mode " << mode << " listed " << listed;
     }
     EXPECT_EQ(is_user_fp(nullptr), 0);
 
