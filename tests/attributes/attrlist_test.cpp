@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "attr_test_util.hpp"
 #include "cairn/attributes.h"
@@ -525,12 +526,7 @@ TEST(AttrForm, BuildString)
 
 TEST(AttrForm, ParsesNameValueSections)
 {
-    struct Row {
-        const char *text;
-        Attrs result;
-        const char *warnings;
-    };
-    const Row rows[] = {
+    const std::tuple<const char *, Attrs, const char *> rows[] = {
         {"a=1,b=2", {{"a", {"1"}}, {"b", {"2"}}}, ""},
         {"  a= x ,b=", {{"a", {" x "}}, {"b", {}}}, ""},
         {"a=1=2", {{"a", {"1=2"}}}, ""},
@@ -543,12 +539,12 @@ TEST(AttrForm, ParsesNameValueSections)
         {"A=1,a=2", {{"A", {"2"}}}, ""},
         {"", {}, ""},
     };
-    for (const Row &row : rows) {
+    for (const auto &[text, result, warnings] : rows) {
         CaptureFd err(2);
         AttrList l;
-        snmp_str_to_attrs(row.text, &l.head);
-        EXPECT_EQ(l.get(), row.result) << row.text;
-        EXPECT_EQ(err.text(), row.warnings) << row.text;
+        snmp_str_to_attrs(text, &l.head);
+        EXPECT_EQ(l.get(), result) << text;
+        EXPECT_EQ(err.text(), warnings) << text;
     }
     AttrList l(Attrs{{"keep", {"k"}}, {"a", {"old", "older"}}});
     EXPECT_EQ(snmp_str_to_attrs("a=new", &l.head), 1);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "cairn/frame.h"
 #include "cairn/utilities.h"
@@ -76,25 +77,21 @@ TEST(Xalloc, AHugeRequestEndsTheProcess)
 
 TEST(Inttostr, WritesDecimalWithinTheBuffer)
 {
-    struct Row {
-        int64_t value;
-        const char *text;
-    };
-    const Row rows[] = {{0, "0"},
-                        {7, "7"},
-                        {-7, "-7"},
-                        {1234567890, "1234567890"},
-                        {INT64_MAX, "9223372036854775807"},
-                        {INT64_MIN, "-9223372036854775808"}};
-    for (const Row &row : rows) {
+    const std::pair<int64_t, const char *> rows[] = {{0, "0"},
+                                                     {7, "7"},
+                                                     {-7, "-7"},
+                                                     {1234567890, "1234567890"},
+                                                     {INT64_MAX, "9223372036854775807"},
+                                                     {INT64_MIN, "-9223372036854775808"}};
+    for (auto [value, text] : rows) {
         char buf[OX_INTTOSTR_SIZE];
-        EXPECT_EQ(inttostr(row.value, buf, sizeof buf), buf);
-        EXPECT_STREQ(buf, row.text);
-        size_t need = std::strlen(row.text) + 1;
+        EXPECT_EQ(inttostr(value, buf, sizeof buf), buf);
+        EXPECT_STREQ(buf, text);
+        size_t need = std::strlen(text) + 1;
         char exact[OX_INTTOSTR_SIZE];
-        EXPECT_EQ(inttostr(row.value, exact, need), exact);
+        EXPECT_EQ(inttostr(value, exact, need), exact);
         char small[OX_INTTOSTR_SIZE] = "xx";
-        EXPECT_EQ(inttostr(row.value, small, need - 1), nullptr);
+        EXPECT_EQ(inttostr(value, small, need - 1), nullptr);
         EXPECT_EQ(ox_error_get_last(), ox_error_from_errno(ERANGE));
         EXPECT_STREQ(small, "") << "a short buffer holds no partial number";
     }
@@ -102,19 +99,16 @@ TEST(Inttostr, WritesDecimalWithinTheBuffer)
     EXPECT_EQ(inttostr(1, nullptr, 0), nullptr);
 }
 
-TEST(Regex, CompilesMatchesAndRefusesBadPatterns)
+TEST(Patterns, RegexCompilesMatchesAndRefusesBadPatternsFmatchMatchesWholeNames)
 {
-    struct Row {
-        const char *pattern, *text;
-        int match;
-    };
-    const Row rows[] = {{"abc", "xxabcxx", 1},  {"^abc$", "xabc", 0},    {"a.c", "abc", 1},
-                        {"a+b", "aaab", 1},     {"(x|y)z", "yz", 1},     {"ABC", "abc", 0},
-                        {"[0-9]{3}", "a12", 0}, {"[0-9]{3}", "a123", 1}, {"", "", 1}};
-    for (const Row &row : rows) {
-        ox_regex *re = regex_cmp(row.pattern);
-        ASSERT_NE(re, nullptr) << row.pattern;
-        EXPECT_EQ(regex_exec(re, row.text), row.match) << row.pattern << " ~ " << row.text;
+    const std::tuple<const char *, const char *, int> rows[] = {
+        {"abc", "xxabcxx", 1},  {"^abc$", "xabc", 0},    {"a.c", "abc", 1},
+        {"a+b", "aaab", 1},     {"(x|y)z", "yz", 1},     {"ABC", "abc", 0},
+        {"[0-9]{3}", "a12", 0}, {"[0-9]{3}", "a123", 1}, {"", "", 1}};
+    for (auto [pattern, text, match] : rows) {
+        ox_regex *re = regex_cmp(pattern);
+        ASSERT_NE(re, nullptr) << pattern;
+        EXPECT_EQ(regex_exec(re, text), match) << pattern << " ~ " << text;
         regex_done(re);
     }
     EXPECT_EQ(regex_cmp("a(b"), nullptr);
@@ -123,20 +117,14 @@ TEST(Regex, CompilesMatchesAndRefusesBadPatterns)
     EXPECT_EQ(regex_cmp(nullptr), nullptr);
     EXPECT_EQ(regex_exec(nullptr, "x"), -1);
     regex_done(nullptr);
-}
 
-TEST(Fmatch, MatchesWholeNames)
-{
-    struct Row {
-        const char *pattern, *name;
-        int match;
-    };
-    const Row rows[] = {{"*", "", 1},       {"*", "any/thing", 1}, {"a?c", "abc", 1},
-                        {"a?c", "ac", 0},   {"*.txt", "x.txt", 1}, {"*.txt", "x.txt2", 0},
-                        {"[ab]x", "bx", 1}, {"[!ab]x", "bx", 0},   {"\\*", "*", 1},
-                        {"\\*", "x", 0},    {"A*", "abc", 0},      {"*", ".hidden", 1}};
-    for (const Row &row : rows)
-        EXPECT_EQ(fmatch(row.pattern, row.name), row.match) << row.pattern << " ~ " << row.name;
+    // File-name patterns match whole names.
+    const std::tuple<const char *, const char *, int> names[] = {
+        {"*", "", 1},          {"*", "any/thing", 1},  {"a?c", "abc", 1},  {"a?c", "ac", 0},
+        {"*.txt", "x.txt", 1}, {"*.txt", "x.txt2", 0}, {"[ab]x", "bx", 1}, {"[!ab]x", "bx", 0},
+        {"\\*", "*", 1},       {"\\*", "x", 0},        {"A*", "abc", 0},   {"*", ".hidden", 1}};
+    for (auto [pattern, name, match] : names)
+        EXPECT_EQ(fmatch(pattern, name), match) << pattern << " ~ " << name;
     EXPECT_EQ(fmatch(nullptr, "x"), 0);
     EXPECT_EQ(fmatch("x", nullptr), 0);
 }

@@ -20,6 +20,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "attr_test_util.hpp"
 #include "cairn/attributes.h"
@@ -359,12 +360,7 @@ TEST(Values, CommaFormBothWays)
     Vals tabs(vallist_new_from_csv("\tx\t,y\n"));
     EXPECT_EQ(tabs.get(), (Texts{"x", "y"}));
 
-    struct Row {
-        Texts values;
-        int limit;
-        const char *text;
-    };
-    const Row rows[] = {
+    const std::tuple<Texts, int, const char *> rows[] = {
         {{}, 0, "<empty>"},
         {{"a", "b", "c"}, 0, "a, b, c"},
         {{"a", "b", "c"}, 6, "a, b, ..."},
@@ -374,10 +370,10 @@ TEST(Values, CommaFormBothWays)
         {{"abcdef"}, 1, "abcdef"},
         {{"", ""}, 0, ", "},
     };
-    for (const Row &row : rows) {
-        Vals l(row.values);
-        char *text = vallist_to_csv(l.head, row.limit);
-        EXPECT_STREQ(text, row.text);
+    for (const auto &[values, limit, want] : rows) {
+        Vals l(values);
+        char *text = vallist_to_csv(l.head, limit);
+        EXPECT_STREQ(text, want);
         free(text);
     }
     for (int n : kSizes) {
@@ -509,11 +505,7 @@ protected:
 
 TEST_F(ValueFiles, ReadsLinesAsTheyStandLongOnesInPieces)
 {
-    struct Row {
-        std::string content;
-        Texts values;
-    };
-    const Row rows[] = {
+    const std::pair<std::string, Texts> rows[] = {
         {"", {}},
         {"a\nb\n", {"a", "b"}},
         {"a\nb", {"a", "b"}},
@@ -522,11 +514,11 @@ TEST_F(ValueFiles, ReadsLinesAsTheyStandLongOnesInPieces)
         {"dos\r\nline\r\n", {"dos", "line"}},
         {"x\ry\n", {"x\ry"}},
     };
-    for (const Row &row : rows) {
-        put(path("in"), row.content);
+    for (const auto &[content, values] : rows) {
+        put(path("in"), content);
         Vals l;
         EXPECT_EQ(vallist_from_file(&l.head, path("in").c_str()), nullptr);
-        EXPECT_EQ(l.get(), row.values) << row.content;
+        EXPECT_EQ(l.get(), values) << content;
     }
     // Lines are appended to a list that has values already.
     put(path("in"), "c\n");

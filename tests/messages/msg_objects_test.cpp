@@ -350,11 +350,7 @@ TEST(StructextForms, BufferParserTable)
     const std::string kForm = "12|%s and %s";
     const std::string kFull = kForm + "|0:a|0:bcd";
     const std::string long_token(257, '1');
-    struct Row {
-        std::string text;
-        std::string expect;
-    };
-    const Row rows[] = {
+    const std::pair<std::string, std::string> rows[] = {
         {"12 9 %s and %s 2 0 1 a 0 3 bcd", kFull},
         {"12 9 %s and %s 2 0 1 a 0 3 bcd trailing", kFull},
         {"12 9 %s and %s 2 0 1 a 0 0 ", kForm + "|0:a|0:"},
@@ -383,8 +379,8 @@ TEST(StructextForms, BufferParserTable)
         {"12 ", "NULL"},
         {long_token + " 1 x", "NULL"},
     };
-    for (const Row &row : rows)
-        EXPECT_EQ(parsed(msg_stbuf_to_structext(row.text.c_str())), row.expect) << row.text;
+    for (const auto &[text, expect] : rows)
+        EXPECT_EQ(parsed(msg_stbuf_to_structext(text.c_str())), expect) << text;
     EXPECT_EQ(msg_stbuf_to_structext(nullptr), nullptr);
 
     // The rendered-plus-buffer form: the rendered length finds the buffer.
@@ -403,11 +399,7 @@ TEST(StructextForms, XmlParserTable)
     const std::string kArgs =
         " <MSGARGS>  <MSGARG arg=\"a\" argdesc=\"0\"/>  <MSGARG arg=\"&lt;&quot;x&bogus;&amp;\" "
         "argdesc=\"3\"/>  </MSGARGS> </MSG>";
-    struct Row {
-        std::string text;
-        std::string expect;
-    };
-    const Row rows[] = {
+    const std::pair<std::string, std::string> rows[] = {
         {kHead + kArgs, "12|%s and %s|0:a|3:<\"x&bogus;&"},
         {"junk " + kHead + kArgs, "12|%s and %s|0:a|3:<\"x&bogus;&"},
         {"<MSG id=\"1\" form=\"&amp;amp;\" argcount=\"0\"> </MSG>", "1|&amp;"},
@@ -427,8 +419,8 @@ TEST(StructextForms, XmlParserTable)
         {"<MSG id=\"1\" form=\"%255$s\" argcount=\"255\"> </MSG>", "NULL"},
         {"", "NULL"},
     };
-    for (const Row &row : rows)
-        EXPECT_EQ(parsed(msg_xmlstr_to_structext(row.text.c_str())), row.expect) << row.text;
+    for (const auto &[text, expect] : rows)
+        EXPECT_EQ(parsed(msg_xmlstr_to_structext(text.c_str())), expect) << text;
     EXPECT_EQ(msg_xmlstr_to_structext(nullptr), nullptr);
     EXPECT_TRUE(is_structext_xml("x<MSG y</MSG>"));
     EXPECT_FALSE(is_structext_xml("<MSG id=\"1\""));
