@@ -15,6 +15,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <thread>
 
 #include "cairn/frame.h"
@@ -65,12 +66,7 @@ TEST(LastError, SetGetAndPerThread)
 
 TEST(LastError, MessagesByKindNetworkingRewriteAndBufferBounds)
 {
-    struct Case {
-        uint32_t code;
-        int kind;
-        std::string text;
-    };
-    const Case cases[] = {
+    const std::tuple<uint32_t, int, std::string> cases[] = {
         {ENOENT, OX_ERRKIND_ERRNO, std::strerror(ENOENT)},
         // Win32 texts lose their line break and carry the code in hexadecimal.
         {2, OX_ERRKIND_WIN32, "The system cannot find the file specified. (Win32 error 0x2)"},
@@ -89,9 +85,9 @@ TEST(LastError, MessagesByKindNetworkingRewriteAndBufferBounds)
         {1, 0, "Unknown error"},
         {1, 17, "Unknown error"},
     };
-    for (const Case &c : cases) {
-        ox_error_set_last(c.code, c.kind);
-        EXPECT_EQ(message(), c.text) << c.code << " kind " << c.kind;
+    for (const auto &[code, kind, text] : cases) {
+        ox_error_set_last(code, kind);
+        EXPECT_EQ(message(), text) << code << " kind " << kind;
     }
 
     // A networking errno is rewritten to Winsock.
@@ -187,10 +183,7 @@ TEST(LastError, RecordAllocationFailureLeavesNoLastError)
 // properties of the whole table.
 TEST(SystemMessages, WellKnownCodesAndTheWholeTable)
 {
-    const struct {
-        uint32_t code;
-        const char *text;
-    } samples[] = {
+    const std::pair<uint32_t, const char *> samples[] = {
         {0, "The operation completed successfully.\r\n"},
         {5, "Access is denied.\r\n"},
         {193, "%1 is not a valid Win32 application.\r\n"},
@@ -199,10 +192,10 @@ TEST(SystemMessages, WellKnownCodesAndTheWholeTable)
         {10054, "An existing connection was forcibly closed by the remote host.\r\n"},
         {11001, "No such host is known.\r\n"},
     };
-    for (const auto &s : samples) {
-        const char *text = cairn::system_message_text(s.code);
-        ASSERT_NE(text, nullptr) << s.code;
-        EXPECT_STREQ(text, s.text) << s.code;
+    for (auto [code, want] : samples) {
+        const char *text = cairn::system_message_text(code);
+        ASSERT_NE(text, nullptr) << code;
+        EXPECT_STREQ(text, want) << code;
     }
     // Codes the platform does not define have no text.
     for (uint32_t code : {35u, 1300u, 0xFFFFFFFFu})
@@ -294,11 +287,7 @@ TEST(ErrorMapping, CodesAndErrnoRoundTrip)
 
 TEST(ErrorMapping, Win32WinsockAndResolverRowsAndCounts)
 {
-    struct Row {
-        uint32_t native;
-        int code;
-    };
-    const Row win32[] = {
+    const std::pair<uint32_t, int> win32[] = {
         {0, OX_SUCCESS},
         {1, OX_EINVAL},
         {5, OX_EACCES},
@@ -313,16 +302,16 @@ TEST(ErrorMapping, Win32WinsockAndResolverRowsAndCounts)
         {99999, OX_EUNKNOWN},
         {0xFFFFFFFFu, OX_EUNKNOWN},
     };
-    for (Row r : win32)
-        EXPECT_EQ(ox_error_from_win32(r.native), r.code) << "win32 " << r.native;
-    const Row winsock[] = {
+    for (auto [native, code] : win32)
+        EXPECT_EQ(ox_error_from_win32(native), code) << "win32 " << native;
+    const std::pair<uint32_t, int> winsock[] = {
         {0, OX_SUCCESS},         {6, OX_EBADF},           {7, OX_EUNKNOWN},
         {10035, OX_EAGAIN},      {10036, OX_EINPROGRESS}, {10037, OX_EALREADY},
         {10091, OX_EAGAIN},      {10092, OX_ENOTSUP},     {11001, OX_EHOSTNOTFOUND},
         {11003, OX_ENORECOVERY}, {11004, OX_ENODATA},     {11005, OX_EUNKNOWN},
     };
-    for (Row r : winsock)
-        EXPECT_EQ(ox_error_from_winsock(r.native), r.code) << "winsock " << r.native;
+    for (auto [native, code] : winsock)
+        EXPECT_EQ(ox_error_from_winsock(native), code) << "winsock " << native;
     EXPECT_EQ(mapped_count(20000u, ox_error_from_win32), 87);
     EXPECT_EQ(mapped_count(20000u, ox_error_from_winsock), 47);
     for (uint32_t v = 0; v <= 20000; ++v) {

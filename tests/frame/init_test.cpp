@@ -291,10 +291,7 @@ TEST(Environment, GetenvUlongRules)
         {"abc", "CAIRN_T_X=1,0:*", 0, 0},
     };
     for (const auto &c : cases) {
-        if (c.value)
-            ox_putenv((std::string("CAIRN_T_X=") + c.value).c_str());
-        else
-            ox_putenv("CAIRN_T_X=");
+        ox_putenv((std::string("CAIRN_T_X=") + (c.value ? c.value : "")).c_str());  // "": unset
         EXPECT_EQ(ox_getenv_ulong(c.spec, c.base), c.want)
             << (c.value ? c.value : "(unset)") << " " << c.spec << " " << c.base;
     }
@@ -342,18 +339,15 @@ TEST(ProgramName, DefaultsBaseNameBoundsAndArgv0)
     EXPECT_EQ(r.exit_code, 0);
 
     // The base name, cut at the first dot, in lower case; bounds.
-    const struct {
-        const char *argv0;
-        const char *name;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {"C:\\dir\\Backup.Tool.EXE", "backup"},
         {"/usr/sbin/StorageD", "storaged"},
         {"relative/dir/cli.sh", "cli"},
         {"/bin/longername", "longername"},
     };
-    for (const auto &c : cases) {
-        ox_set_progname(c.argv0);
-        EXPECT_EQ(progname(), c.name) << c.argv0;
+    for (auto [argv0, name] : cases) {
+        ox_set_progname(argv0);
+        EXPECT_EQ(progname(), name) << argv0;
     }
     // NULL and empty leave the name as it was.
     ox_set_progname(nullptr);
