@@ -462,7 +462,7 @@ TEST(AttrForm, PasswordSwitchSpecialNamesAndBounds)
     EXPECT_STREQ(small, "         ");
 }
 
-TEST(AttrForm, PrintingToStreamsAndTheDebugLog)
+TEST(AttrForm, PrintingToStreamsTheDebugLogAndAString)
 {
     AttrList l(Attrs{{"nopadding", {}}, {"port", {"a", "b"}}, {"z", {"1"}}});
     AttrList named(Attrs{{"Name", {"a", "b"}}});
@@ -504,22 +504,20 @@ TEST(AttrForm, PrintingToStreamsAndTheDebugLog)
     text = one.text();
     EXPECT_NE(text.find("single: "), std::string::npos) << text;
     EXPECT_NE(text.find("Name: a, b;\n"), std::string::npos) << text;
-}
 
-TEST(AttrForm, BuildString)
-{
-    AttrList l(Attrs{{"a", {"1"}}, {"b", {}}});
+    // Building a string of the whole list.
+    AttrList ab(Attrs{{"a", {"1"}}, {"b", {}}});
     std::string expect = "                           a: 1;\n                           b: ;\n";
     int size = 0;
-    EXPECT_EQ(attrlist_build_str(l.head, nullptr, &size), static_cast<int>(expect.size()));
+    EXPECT_EQ(attrlist_build_str(ab.head, nullptr, &size), static_cast<int>(expect.size()));
     EXPECT_EQ(size, static_cast<int>(expect.size()));
     char buf[200] = "head:";
     size = sizeof buf;
-    EXPECT_EQ(attrlist_build_str(l.head, buf, &size), static_cast<int>(expect.size()));
+    EXPECT_EQ(attrlist_build_str(ab.head, buf, &size), static_cast<int>(expect.size()));
     EXPECT_EQ(std::string(buf), "head:" + expect);
     char small[20] = "";
     size = sizeof small;
-    attrlist_build_str(l.head, small, &size);
+    attrlist_build_str(ab.head, small, &size);
     EXPECT_EQ(std::string(small), expect.substr(0, 19));
     EXPECT_EQ(attrlist_build_str(nullptr, buf, nullptr), 0);
 }

@@ -357,7 +357,7 @@ TEST(Values, SortingDuplicatesComparingAndDiffApply)
     EXPECT_EQ(vallist_diff_apply(nullptr, nullptr, nullptr, 0), 0);
 }
 
-TEST(Values, CommaFormBothWays)
+TEST(Values, CommaFormBothWaysAndPrintedForms)
 {
     Vals parsed(vallist_new_from_csv(" a , b c ,, d "));
     EXPECT_EQ(parsed.get(), (Texts{"a", "b c", "d"}));
@@ -390,10 +390,8 @@ TEST(Values, CommaFormBothWays)
         EXPECT_EQ(back.get(), l.get()) << n;
         free(text);
     }
-}
 
-TEST(Values, PrintedForms)
-{
+    // The printed forms.
     Vals l(Texts{"a", "b"});
     EXPECT_EQ(stream_text([&](FILE *f) { vallist_print(f, l.head); }), "a b \n");
     EXPECT_EQ(stream_text([&](FILE *f) { vallist_print(f, nullptr); }), "\n");
@@ -510,7 +508,7 @@ protected:
     std::string dir_;
 };
 
-TEST_F(ValueFiles, ReadsLinesAsTheyStandLongOnesInPieces)
+TEST_F(ValueFiles, ReadsLinesAsTheyStandWritesEachValueOnItsLine)
 {
     const std::pair<std::string, Texts> rows[] = {
         {"", {}},
@@ -529,18 +527,17 @@ TEST_F(ValueFiles, ReadsLinesAsTheyStandLongOnesInPieces)
     }
     // Lines are appended to a list that has values already.
     put(path("in"), "c\n");
-    Vals l(Texts{"a"});
-    EXPECT_EQ(vallist_from_file(&l.head, path("in").c_str()), nullptr);
-    EXPECT_EQ(l.get(), (Texts{"a", "c"}));
+    Vals has(Texts{"a"});
+    EXPECT_EQ(vallist_from_file(&has.head, path("in").c_str()), nullptr);
+    EXPECT_EQ(has.get(), (Texts{"a", "c"}));
     std::string exact(13311, 'x'), longer(13312, 'y');
     put(path("in"), exact + "\n" + longer + "\nend");
     Vals pieces;
     ASSERT_EQ(vallist_from_file(&pieces.head, path("in").c_str()), nullptr);
     EXPECT_EQ(pieces.get(), (Texts{exact, std::string(13311, 'y'), "y", "end"}));
-}
 
-TEST_F(ValueFiles, WritesEachValueOnItsLine)
-{
+    // Writing: each value on its line.
+    unlink(path("in").c_str());
     for (int n : kSizes) {
         Texts t;
         std::string expect;
@@ -558,8 +555,8 @@ TEST_F(ValueFiles, WritesEachValueOnItsLine)
     EXPECT_EQ(entries(), 1) << "no temporary file is left behind";
     // An existing file keeps its permissions.
     chmod(path("out").c_str(), 0640);
-    Vals l(Texts{"x"});
-    ASSERT_EQ(vallist_write_file(l.head, path("out").c_str()), nullptr);
+    Vals x(Texts{"x"});
+    ASSERT_EQ(vallist_write_file(x.head, path("out").c_str()), nullptr);
     struct stat st;
     ASSERT_EQ(stat(path("out").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
@@ -642,7 +639,7 @@ TEST_F(ValueFiles, AFullDiskLeavesTheOldFileWhole)
     EXPECT_EQ(entries(), 1) << "the temporary file is removed";
 }
 
-TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLine)
+TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLineAlsoOnHugeRequests)
 {
     auto *p = static_cast<char *>(xmalloc(0));
     ASSERT_NE(p, nullptr);
@@ -676,10 +673,8 @@ TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLine)
         EXPECT_EQ(r.err, std::string(c.caller) + ": out of memory (" +
                              (std::strcmp(c.caller, "xstrdup") == 0 ? "11" : "100") + " bytes)\n");
     }
-}
 
-TEST(Xalloc, AHugeRequestEndsTheProcess)
-{
+    // A request no allocator can meet, without injection.
     // A request no allocator can meet, without injection.  The address
     // sanitizer's allocator stops the process itself on such a request.
 #if defined(__SANITIZE_ADDRESS__)

@@ -178,7 +178,7 @@ TEST(FormatPositions, ReorderReuseAndTheLimitOf256)
 }
 
 // Padding counts screen columns; a precision never splits a character.
-TEST(FormatText, Utf8WidthPrecisionAndWideText)
+TEST(FormatText, Utf8WidthPrecisionWideTextUnknownAndBrokenSpecifications)
 {
     const char *cjk = "\xE6\x97\xA5\xE6\x9C\xAC";  // two wide characters, 6 bytes
     EXPECT_EQ(fmt("[%5s]", cjk), std::string("[ ") + cjk + "]");
@@ -203,10 +203,8 @@ TEST(FormatText, Utf8WidthPrecisionAndWideText)
     EXPECT_EQ(fmt("[%lc|%-3lc|%c]", static_cast<unsigned>(0xE9), static_cast<unsigned>('x'), 'y'),
               "[\xC3\xA9|x  |y]");
     EXPECT_EQ(fmt("[%ls]", static_cast<ox_wchar *>(nullptr)), "[null]");
-}
 
-TEST(FormatText, UnknownAndBrokenSpecifications)
-{
+    // Unknown and broken specifications.
     EXPECT_EQ(fmt("%I64d %d", 7, 8), "%I64d 8") << "the unknown letter takes one argument";
     EXPECT_EQ(fmt("100%"), "100%");
     EXPECT_EQ(fmt("%5!|%-"), "%5!|%-");
@@ -675,7 +673,7 @@ void check_format(const std::string &format)
 }
 }  // namespace
 
-TEST(FormatDifferential, PlainAndPositionalFormatsMatchTheRuntime)
+TEST(FormatDifferential, GeneratedAndHandWrittenFormatsMatchTheRuntime)
 {
     FormatGenerator plain(20240511), positional(77);
     for (int i = 0; i < 1500 && !HasFatalFailure(); ++i) {
@@ -683,12 +681,9 @@ TEST(FormatDifferential, PlainAndPositionalFormatsMatchTheRuntime)
             check_format(plain.plain());
         check_format(positional.positional());
     }
-}
 
-// A few hand-written formats that the generators reach only by chance, or
-// never (the generated ones have fewer conversions than the scan keeps).
-TEST(FormatDifferential, HandWrittenCornerCases)
-{
+    // A few hand-written formats that the generators reach only by chance, or
+    // never (the generated ones have fewer conversions than the scan keeps).
     const char *formats[] = {
         "%1$*2$.*3$d|%16$hhd|%16$hd|%4$#o|%4$#x|%5$+ld|%8$#llX",
         "%12$-*1$s|%12$.*3$s|%13$5s|%12$-*2$s|%14$-3c|%9$+.0f|%10$#.0e|%11$12.3Lf",
@@ -704,7 +699,7 @@ TEST(FormatDifferential, HandWrittenCornerCases)
 }
 
 // Display width of UTF-8 text on a terminal, by lead byte.
-TEST(DisplayWidth, CharacterWidthByLeadByteAsData)
+TEST(DisplayWidth, ByLeadByteAsDataWalkingWholeFirstCharactersAndBadArguments)
 {
     // Each row: the text, the width, and the index of the character's last byte.
     const std::tuple<const char *, int, int> cases[] = {
@@ -737,10 +732,8 @@ TEST(DisplayWidth, CharacterWidthByLeadByteAsData)
         EXPECT_EQ(utf8_ttywidth(text, &index), width) << testing::PrintToString(std::string(text));
         EXPECT_EQ(index, last) << testing::PrintToString(std::string(text));
     }
-}
 
-TEST(DisplayWidth, WalkingWholeAndFirstCharactersAndBadArguments)
-{
+    // Walking a text, and bad arguments.
     const char *text = "a\xE6\x97\xA5\xF0\x9F\x98\x80z";
     int widths[8];
     int n = 0;

@@ -558,7 +558,7 @@ TEST(Errinfo, ComposedNumbersSetKindsAndKeepingRecords)
     EXPECT_EQ(err_setall(1, 0, 4, nullptr)->err.number, 13004);
 }
 
-TEST(Errinfo, SaveOverwritesWithADebugLineAndPrintWarns)
+TEST(Errinfo, SaveOverwritesWithADebugLinePrintWarnsStateEndsWithTheThread)
 {
     auto child = run_in_child([] {
         ox_set_progname("prog");
@@ -580,10 +580,8 @@ TEST(Errinfo, SaveOverwritesWithADebugLineAndPrintWarns)
         << child.err;
     EXPECT_EQ(child.err.find("tmperr <second>"), std::string::npos);
     EXPECT_NE(child.err.find("13002:prog: second"), std::string::npos);
-}
 
-TEST(Errinfo, ThreadStateEndsWithTheThread)
-{
+    // The thread's state ends with the thread.
     // Under the sanitizers a leak of a thread's records fails the run.
     std::thread([] {
         err_setall(1, 0, 2, nullptr);

@@ -75,7 +75,7 @@ protected:
     std::string root_;
 };
 
-TEST_F(Init, BinDirectoryGivesItsParent)
+TEST_F(Init, BinDirectoryGivesItsParentDirectoriesByLayoutOriginProbe)
 {
     ProbeRun r = run("X/bxr/bin/Prog.Tool.exe", "bxr-fr");
     ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
@@ -97,12 +97,9 @@ TEST_F(Init, BinDirectoryGivesItsParent)
     // directory and subdirectory given.
     EXPECT_EQ(r.values["fips"], app + "/bin");
     EXPECT_EQ(r.values["fips_given"], "/opt/x/lib64");
-}
 
-// Where the directories come from, by layout: "@" stands for the test's
-// root directory.
-TEST_F(Init, DirectoriesByLayoutAsDataAndTheOriginProbe)
-{
+    // Where the directories come from, by layout: "@" stands for the test's
+    // root directory.
     struct Case {
         const char *copy_to, *name, *env, *key, *want;
     };
@@ -121,10 +118,10 @@ TEST_F(Init, DirectoriesByLayoutAsDataAndTheOriginProbe)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.copy_to) + " " + c.env);
-        ProbeRun r = run(c.copy_to, c.name, c.env);
-        EXPECT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+        ProbeRun probe = run(c.copy_to, c.name, c.env);
+        EXPECT_EQ(WEXITSTATUS(probe.status), 0) << probe.err;
         std::string want = c.want[0] == '@' ? root_ + (c.want + 1) : c.want;
-        EXPECT_EQ(r.values[c.key], want);
+        EXPECT_EQ(probe.values[c.key], want);
     }
 
     // The origin probe for install scripts tells where the program runs from,
@@ -270,7 +267,7 @@ struct UlongCase {
     unsigned long want;
 };
 
-TEST(Environment, GetenvUlongRules)
+TEST(Environment, GetenvUlongRulesAndMalformedSpecs)
 {
     const UlongCase cases[] = {
         {nullptr, "CAIRN_T_X=100,1:50", 0, 50},
@@ -295,12 +292,9 @@ TEST(Environment, GetenvUlongRules)
         EXPECT_EQ(ox_getenv_ulong(c.spec, c.base), c.want)
             << (c.value ? c.value : "(unset)") << " " << c.spec << " " << c.base;
     }
-}
 
-// In children: a malformed spec aborts with its line; at level 2 the
-// result is told.
-TEST(Environment, GetenvUlongAbortsOnAMalformedSpecAndTellsItsResult)
-{
+    // In children: a malformed spec aborts with its line; at level 2 the
+    // result is told.
     for (const char *spec : {"CAIRN_T_X=5", "=5,1:2", "CAIRN_T_X"}) {
         auto r = cairn::testing::run_in_child([spec] { ox_getenv_ulong(spec, 1); });
         EXPECT_EQ(r.signal, SIGABRT) << spec;

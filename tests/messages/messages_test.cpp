@@ -53,7 +53,7 @@ std::string child_text(int c, int i)
            std::string(filler, static_cast<char>('a' + (i + c) % 26));
 }
 
-TEST(MsgLog, LineFieldByFieldAndDestinations)
+TEST(MsgLog, LineFieldByFieldDestinationsAndLongTexts)
 {
     LogDir dir;
     auto child = run_in_child([&dir] {
@@ -107,10 +107,8 @@ TEST(MsgLog, LineFieldByFieldAndDestinations)
         EXPECT_STREQ(msg_log_name(flags[i]), names[i]);
     EXPECT_EQ(msg_log_name(0x18), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-}
 
-TEST(MsgLog, LongTextIsCutAtACharacterWithAMarker)
-{
+    // A long text is cut at a character, with a marker.
     char line[cairn::kLogLineMax];
     std::string text(cairn::kLogTextMax - 1, 'x');
     text += "\xc3\xa9tail";  // a two-byte character across the limit
@@ -417,7 +415,7 @@ TEST(MsgObjects, CreationFieldsArgumentsTextRingAndOwnedCopies)
         .join();
 }
 
-TEST(MsgRings, PoolSizeByEnvironmentAndReuse)
+TEST(MsgRings, PoolSizeByEnvironmentReuseAndTheLiteralRing)
 {
     struct Row {
         const char *value;
@@ -461,10 +459,8 @@ TEST(MsgRings, PoolSizeByEnvironmentAndReuse)
         EXPECT_EQ(child.err, std::string(row.line) + "freeing unused structext with msgid 41\n")
             << row.size;
     }
-}
 
-TEST(MsgRings, LiteralRingOfTwoHundred)
-{
+    // The literal ring of two hundred.
     std::thread([] {
         char *first = msg_mlit_create(12, "abc");
         EXPECT_STREQ(first, "12:abc");
@@ -655,7 +651,7 @@ TEST(StructextForms, WritersByteForByte)
     EXPECT_STREQ(rec.st.args[0].text, big.c_str()) << "the record is left as it was";
 }
 
-TEST(StructextForms, BufferParserTable)
+TEST(StructextForms, BufferAndXmlParserTables)
 {
     const std::string kForm = "12|%s and %s";
     const std::string kFull = kForm + "|0:a|0:bcd";
@@ -701,15 +697,13 @@ TEST(StructextForms, BufferParserTable)
     EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("short", 5)), "NULL");
     EXPECT_EQ(parsed(msg_stxdrbuf_to_structext("short", SIZE_MAX)), "NULL");
     EXPECT_EQ(parsed(msg_stxdrbuf_to_structext(nullptr, 0)), "NULL");
-}
 
-TEST(StructextForms, XmlParserTable)
-{
+    // The XML parser.
     const std::string kHead = "<MSG id=\"12\" form=\"%s and %s\" argcount=\"2\"> ";
     const std::string kArgs =
         " <MSGARGS>  <MSGARG arg=\"a\" argdesc=\"0\"/>  <MSGARG arg=\"&lt;&quot;x&bogus;&amp;\" "
         "argdesc=\"3\"/>  </MSGARGS> </MSG>";
-    const std::pair<std::string, std::string> rows[] = {
+    const std::pair<std::string, std::string> xml_rows[] = {
         {kHead + kArgs, "12|%s and %s|0:a|3:<\"x&bogus;&"},
         {"junk " + kHead + kArgs, "12|%s and %s|0:a|3:<\"x&bogus;&"},
         {"<MSG id=\"1\" form=\"&amp;amp;\" argcount=\"0\"> </MSG>", "1|&amp;"},
@@ -729,7 +723,7 @@ TEST(StructextForms, XmlParserTable)
         {"<MSG id=\"1\" form=\"%255$s\" argcount=\"255\"> </MSG>", "NULL"},
         {"", "NULL"},
     };
-    for (const auto &[text, expect] : rows)
+    for (const auto &[text, expect] : xml_rows)
         EXPECT_EQ(parsed(msg_xmlstr_to_structext(text.c_str())), expect) << text;
     EXPECT_EQ(msg_xmlstr_to_structext(nullptr), nullptr);
     EXPECT_TRUE(is_structext_xml("x<MSG y</MSG>"));
