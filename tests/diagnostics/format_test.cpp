@@ -276,18 +276,11 @@ TEST(FormatFailures, WidthAndPrecisionFailuresAsData)
     EXPECT_EQ(fmt("%.*d", INT_MIN, 12), "12");
 }
 
-TEST(FormatModes, BoundedCutsAtTheLastByteUnboundedAndNeither)
+// Where the bounded and C99 forms cut, and what they return, at every
+// buffer size: the differential below.
+TEST(FormatModes, BoundedCutsReportUnboundedAndNeither)
 {
     char buf[8];
-    std::memset(buf, '#', sizeof buf);
-    EXPECT_EQ(vformat(buf, 5, "%s-%d", "abc", 12345), 4);
-    EXPECT_STREQ(buf, "abc-");
-    EXPECT_EQ(buf[5], '#');
-    EXPECT_EQ(vformat(buf, 1, "%s", "abc"), 0);
-    EXPECT_STREQ(buf, "");
-    buf[0] = '#';
-    EXPECT_EQ(vformat(buf, 0, "%s", "abc"), 0) << "bounded with no room writes nothing";
-    EXPECT_EQ(buf[0], '#');
     EXPECT_EQ(vformat(nullptr, 8, "%s", "abc"), 0);
     EXPECT_EQ(debug_output(6, 0,
                            [&] {
@@ -337,18 +330,7 @@ TEST(FormatModes, BoundedCutsAtTheLastByteUnboundedAndNeither)
 TEST(FormatC99, SnprintfReturnsTheFullLengthAndFollowsTheRuntimeForText)
 {
     char buf[8];
-    std::memset(buf, '#', sizeof buf);
-    EXPECT_EQ(ox_snprintf(buf, 4, "%s", "0123456789"), 10);
-    EXPECT_STREQ(buf, "012");
-    EXPECT_EQ(buf[4], '#');
     EXPECT_EQ(ox_snprintf(nullptr, 0, "%d-%s", 42, "abc"), 6) << "measuring";
-    buf[0] = '#';
-    EXPECT_EQ(ox_snprintf(buf, 0, "%d", 42), 2);
-    EXPECT_EQ(buf[0], '#') << "size 0 writes nothing";
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%d", 42), 2);
-    EXPECT_STREQ(buf, "42");
-    EXPECT_EQ(ox_snprintf(buf, sizeof buf, "%2$s%1$s", "a", "b"), 2);
-    EXPECT_STREQ(buf, "ba");
     EXPECT_EQ(ox_snprintf(buf, sizeof buf, nullptr), -1);
 
     // The largest width is still a width; one more is beyond the int range.

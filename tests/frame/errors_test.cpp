@@ -239,22 +239,16 @@ int mapped_count(T limit, F map)
 TEST(ErrorMapping, CodesAndErrnoRoundTrip)
 {
     EXPECT_EQ(OX_ERROR_CODE_COUNT, 86);
-    struct Row {
-        int code, to_errno;
-    };
-    for (Row r : {Row{OX_SUCCESS, 0},
-                  {OX_EUNKNOWN, 0},
-                  {OX_ENULL, 0},
-                  {3, E2BIG},
-                  {4, EACCES},
-                  {OX_EHOSTNOTFOUND, 0},
-                  {OX_EINVAL, EINVAL},
-                  {OX_ENORECOVERY, 0},
-                  {OX_ENOENT, ENOENT},
-                  {OX_ETIMEDOUT, ETIMEDOUT},
-                  {84, EXDEV},
-                  {OX_EPRIVATE, 0}})
-        EXPECT_EQ(ox_error_to_errno(r.code), r.to_errno) << "code " << r.code;
+    // Codes with an errno: the values themselves (the loop below checks
+    // only that they map back).
+    const std::pair<int, int> rows[] = {{3, E2BIG},
+                                        {4, EACCES},
+                                        {OX_EINVAL, EINVAL},
+                                        {OX_ENOENT, ENOENT},
+                                        {OX_ETIMEDOUT, ETIMEDOUT},
+                                        {84, EXDEV}};
+    for (auto [code, to_errno] : rows)
+        EXPECT_EQ(ox_error_to_errno(code), to_errno) << "code " << code;
     // Exactly these codes have no errno; every other one maps back to
     // itself, but for EALREADY, whose errno belongs to EINPROGRESS.
     const std::set<int> no_errno = {0, 1, 2, 13, 25, 39, 45, 67, 76, 83, 85};
