@@ -275,7 +275,7 @@ TEST(Attributes, WholeListOperations)
     }
 }
 
-TEST(Attributes, Queries)
+TEST(Attributes, QueriesAndLocalisableCompanions)
 {
     AttrList list(Attrs{{"a", {"1", "2"}}, {"empty", {}}, {"blank", {""}}});
     struct Row {
@@ -304,10 +304,8 @@ TEST(Attributes, Queries)
         EXPECT_EQ(query_match_null(q.head, list.head), row.qnull)
             << ::testing::PrintToString(row.query);
     }
-}
 
-TEST(Attributes, LocalisableCompanions)
-{
+    // Localisable companions.
     AttrList l(Attrs{{"msg", {"Hello", "World"}}, {"novalue", {}}});
     const char *name = attrlist_add_I18Nattr(&l.head, "MSG", 0);
     ASSERT_NE(name, nullptr);

@@ -50,7 +50,7 @@ Texts numbered(int n, const char *prefix = "v")
     return t;
 }
 
-TEST(Values, SingleRecordsAndBuildingLists)
+TEST(Values, SingleRecordsBuildingListsAndAdd2RefusingBadInput)
 {
     val_t *v = val_new(nullptr);
     EXPECT_STREQ(v->value, "");
@@ -106,12 +106,10 @@ TEST(Values, SingleRecordsAndBuildingLists)
     EXPECT_EQ(dup.get(), built.get());
     EXPECT_NE(dup.head, built.head);
     EXPECT_EQ(vallist_build(nullptr), nullptr);
-}
 
-TEST(Values, Add2RefusesBadInputWithADebugLine)
-{
+    // vallist_add2 refuses bad input with a debug line.
     Vals empty;
-    val_t *tail = reinterpret_cast<val_t *>(&empty);
+    tail = reinterpret_cast<val_t *>(&empty);
     std::string text = debug_output(9, 0, [&] {
         EXPECT_EQ(vallist_add2(&empty.head, &tail, "x"), nullptr);
         EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
@@ -692,7 +690,7 @@ TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLineAlsoOnHugeRequests)
     EXPECT_NE(r.err.find("xcalloc: out of memory"), std::string::npos);
 }
 
-TEST(Inttostr, WritesDecimalWithinTheBuffer)
+TEST(TextUtilities, InttostrWithinTheBufferRegexAndFmatch)
 {
     const std::pair<int64_t, const char *> rows[] = {{0, "0"},
                                                      {7, "7"},
@@ -714,15 +712,13 @@ TEST(Inttostr, WritesDecimalWithinTheBuffer)
     }
     EXPECT_EQ(inttostr(1, nullptr, 5), nullptr);
     EXPECT_EQ(inttostr(1, nullptr, 0), nullptr);
-}
 
-TEST(Patterns, RegexCompilesMatchesAndRefusesBadPatternsFmatchMatchesWholeNames)
-{
-    const std::tuple<const char *, const char *, int> rows[] = {
+    // The two pattern matchers.
+    const std::tuple<const char *, const char *, int> regexes[] = {
         {"abc", "xxabcxx", 1},  {"^abc$", "xabc", 0},    {"a.c", "abc", 1},
         {"a+b", "aaab", 1},     {"(x|y)z", "yz", 1},     {"ABC", "abc", 0},
         {"[0-9]{3}", "a12", 0}, {"[0-9]{3}", "a123", 1}, {"", "", 1}};
-    for (auto [pattern, text, match] : rows) {
+    for (auto [pattern, text, match] : regexes) {
         ox_regex *re = regex_cmp(pattern);
         ASSERT_NE(re, nullptr) << pattern;
         EXPECT_EQ(regex_exec(re, text), match) << pattern << " ~ " << text;

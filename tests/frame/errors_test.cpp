@@ -129,7 +129,7 @@ TEST(LastError, MessagesByKindNetworkingRewriteAndBufferBounds)
     EXPECT_EQ(buf[6], 'x');
 }
 
-TEST(LastError, StrerrorLeavesTheLastErrorAlone)
+TEST(LastError, StrerrorLeavesItAloneRecordAllocationFailureLeavesNone)
 {
     ox_error_set_last(10060, OX_ERRKIND_WINSOCK);
     errno = EDOM;
@@ -152,10 +152,8 @@ TEST(LastError, StrerrorLeavesTheLastErrorAlone)
     const char *second = ox_strerror(EINVAL);
     EXPECT_EQ(first, second);
     EXPECT_STREQ(second, std::strerror(EINVAL));
-}
 
-TEST(LastError, RecordAllocationFailureLeavesNoLastError)
-{
+    // A failed allocation of the record leaves no last error.
     int before = -1, after = -1;
     std::thread fresh([&] {
         // The thread's library record is made first; the error record is

@@ -479,7 +479,7 @@ TEST(MsgRings, PoolSizeByEnvironmentReuseAndTheLiteralRing)
     }).join();
 }
 
-TEST(StructextCalls, BuildPopulateCopyConvertAndVaListForms)
+TEST(StructextCalls, BuildPopulateCopyConvertVaListFormsAndNesting)
 {
     const int32_t descs[] = {0, 1, 2};
     const char *texts[] = {"a", "b", "c"};
@@ -556,25 +556,23 @@ TEST(StructextCalls, BuildPopulateCopyConvertAndVaListForms)
     EXPECT_EQ(m->err.severity, 2);
     EXPECT_STREQ(m->text, "k=7");
     EXPECT_EQ(vmessage(8, 52000, nullptr), nullptr);
-}
 
-TEST(StructextCalls, NestedRecordsRenderEightLevelsDeep)
-{
+    // Nested records render eight levels deep.
     // r9 = "<%s>" with "core"; each r(i) nests r(i+1) with descriptor 49.
     char *inner = nullptr;
     std::string innermost;
     for (int level = 9; level >= 0; --level) {
         int32_t desc = level == 9 ? MSG_ARG_TEXT : MSG_ARG_NESTED;
         const char *text = level == 9 ? "core" : inner;
-        structext *st = msg_structext_new(level, "<%s>", 1, &desc, &text);
+        structext *rec = msg_structext_new(level, "<%s>", 1, &desc, &text);
         if (level == 8)
             innermost = inner;
         if (level == 0) {
-            EXPECT_EQ(take(msg_structext_render(st)),
+            EXPECT_EQ(take(msg_structext_render(rec)),
                       std::string(9, '<') + innermost + std::string(9, '>'));
         }
         std::free(inner);
-        inner = msg_structext_to_stbuf(st);
+        inner = msg_structext_to_stbuf(rec);
     }
     std::free(inner);
 }
