@@ -136,7 +136,7 @@ TEST(DebugLog, ProcessStreamLevelsPrefixesAndStamps)
     EXPECT_EQ(l3.substr(17), " prog: dated");
 }
 
-TEST(DebugLog, ProcessAndThreadStreamsBothWrittenProcessFirst)
+TEST(DebugLog, ProcessAndThreadStreamsDfopenTwiceEmptyNamesAndFailures)
 {
     TempDir tmp;
     std::string p = tmp.file("p.log"), t = tmp.file("t.log"), shared = tmp.file("both.log");
@@ -174,14 +174,9 @@ TEST(DebugLog, ProcessAndThreadStreamsBothWrittenProcessFirst)
     EXPECT_EQ(
         read_file(shared),
         "prog: Diagnostic: diag x\nprog: Diagnostic: diag x\nprog: one\nprog: one\nstill open\n");
-}
 
-TEST(DebugLog, DfopenTwiceEmptyNamesAndFailures)
-{
-    TempDir tmp;
+    // dfopen twice, with empty names, and failing.
     std::string a = tmp.file("a.log"), b = tmp.file("b.log");
-    ox_set_progname("prog");
-    DebugScope scope(1, 0);
     dfopen(a.c_str());
     std::FILE *first = dfopen_filehndl();
     dfopen(b.c_str());  // warns into a.log, then replaces it without closing
