@@ -26,6 +26,7 @@
 #include <string>
 #include <tuple>
 
+#include "../messages/log_dir.hpp"
 #include "attr_test_util.hpp"
 #include "cairn/attributes.h"
 #include "cairn/frame.h"
@@ -470,19 +471,7 @@ int32_t number_of(const msg_t *m) { return m != nullptr ? m->err.number : 0; }
 
 class ValueFiles : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        char templ[] = "/tmp/cairn-vallist-XXXXXX";
-        ASSERT_NE(mkdtemp(templ), nullptr);
-        dir_ = templ;
-    }
-    void TearDown() override
-    {
-        chmod(dir_.c_str(), 0700);
-        std::string cmd = "rm -rf '" + dir_ + "'";
-        ASSERT_EQ(std::system(cmd.c_str()), 0);
-    }
-    std::string path(const char *name) const { return dir_ + "/" + name; }
+    std::string path(const char *name) const { return dir_.file(name); }
     static void put(const std::string &p, const std::string &content)
     {
         std::ofstream(p, std::ios::binary) << content;
@@ -497,13 +486,13 @@ protected:
     int entries() const
     {
         int n = 0;
-        DIR *d = opendir(dir_.c_str());
+        DIR *d = opendir(dir_.path());
         while (dirent *e = readdir(d))
             n += e->d_name[0] != '.';
         closedir(d);
         return n;
     }
-    std::string dir_;
+    LogDir dir_;
 };
 
 TEST_F(ValueFiles, ReadsLinesAsTheyStandWritesEachValueOnItsLine)
@@ -571,7 +560,7 @@ TEST_F(ValueFiles, UnreadableAndUnwritablePathsGiveTheirMessages)
     EXPECT_EQ(m->err.type * 10000 + m->err.severity * 1000 + m->err.code, 55000);
     EXPECT_EQ(std::string(m->text), "Unable to open file '" + missing + "' for reading\n");
     EXPECT_STREQ(m->stext.args[0].text, missing.c_str());
-    EXPECT_EQ(number_of(vallist_from_file(&l.head, dir_.c_str())), VALLIST_MSG_OPEN_READ)
+    EXPECT_EQ(number_of(vallist_from_file(&l.head, dir_.path())), VALLIST_MSG_OPEN_READ)
         << "a directory cannot be read";
     EXPECT_EQ(number_of(vallist_from_file(&l.head, nullptr)), VALLIST_MSG_OPEN_READ);
     EXPECT_EQ(number_of(vallist_from_file(nullptr, missing.c_str())), VALLIST_MSG_OPEN_READ);
@@ -602,10 +591,10 @@ TEST_F(ValueFiles, UnreadableAndUnwritablePathsGiveTheirMessages)
     EXPECT_EQ(entries(), 1);
     if (geteuid() != 0) {
         put(path("old"), "old\n");
-        chmod(dir_.c_str(), 0500);
+        chmod(dir_.path(), 0500);
         EXPECT_EQ(number_of(vallist_write_file(one.head, path("old").c_str())),
                   VALLIST_MSG_OPEN_WRITE);
-        chmod(dir_.c_str(), 0700);
+        chmod(dir_.path(), 0700);
         EXPECT_EQ(get(path("old")), "old\n");
     }
 }

@@ -49,6 +49,7 @@
 #include "diagnostics/debug_control.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "diagnostics/debug_settings.hpp"
+#include "../messages/log_dir.hpp"
 #include "frame/process_identity.hpp"
 #include "messages/msg_identity.hpp"
 #include "platform/named_event.hpp"
@@ -73,23 +74,9 @@ CAIRN_VA_FRONT_VOID(printerr_through_v, (const char *fmt, ...), fmt, vprinterr, 
 CAIRN_VA_FRONT_VOID(vdfprintf_at, (int level, const char *fmt, ...), fmt, vdfprintf, level, fmt)
 CAIRN_VA_FRONT_VOID(printinfo_through_v, (const char *fmt, ...), fmt, vprintinfo, fmt)
 
-class TempDir {
-public:
-    TempDir()
-    {
-        char tmpl[] = "/tmp/cairn-dlog-XXXXXX";
-        dir_ = mkdtemp(tmpl);
-    }
-    ~TempDir() { std::system(("rm -rf " + dir_).c_str()); }
-    std::string file(const char *name) const { return dir_ + "/" + name; }
-
-private:
-    std::string dir_;
-};
-
 TEST(DebugLog, ProcessStreamLevelsPrefixesAndStamps)
 {
-    TempDir tmp;
+    cairn::testing::LogDir tmp;
     std::string path = tmp.file("proc.log");
     ox_set_progname("/usr/bin/Prog.exe");
     DebugScope scope(2, 0);
@@ -138,7 +125,7 @@ TEST(DebugLog, ProcessStreamLevelsPrefixesAndStamps)
 
 TEST(DebugLog, ProcessAndThreadStreamsDfopenTwiceEmptyNamesAndFailures)
 {
-    TempDir tmp;
+    cairn::testing::LogDir tmp;
     std::string p = tmp.file("p.log"), t = tmp.file("t.log"), shared = tmp.file("both.log");
     ox_set_progname("prog");
     DebugScope scope(1, 0);
@@ -289,7 +276,7 @@ TEST(DebugLog, SettersDefaultsAndPrefixLengths)
     Debug = saved;
     EXPECT_EQ(print_timestamps(0), 0);
     // Forgetting a thread stream does not close it.
-    TempDir tmp;
+    cairn::testing::LogDir tmp;
     std::string path = tmp.file("v.log");
     std::FILE *fp = std::fopen(path.c_str(), "a");
     dfopen_use_existing_thread_filehndl(fp);
@@ -361,7 +348,7 @@ void check_lines(const std::string &text, std::size_t payload, int writers)
 // share one debug file.
 TEST(DebugLines, ThreadsAndProcessesNeverInterleave)
 {
-    TempDir tmp;
+    cairn::testing::LogDir tmp;
     const std::string path = tmp.file("lines.log");
     const std::size_t payload = 9000;
     constexpr int kProcesses = 3;
