@@ -519,7 +519,8 @@ public:
         std::string f = literal();
         bool width_star = false, precision_star = false;
         for (int pos = 1; pos <= kPositions; ++pos) {
-            bool star_candidate = pos < kPositions && is_star_position(pos);
+            bool star_candidate = pos < kPositions && std::count(std::begin(kStarPositions),
+                                                                 std::end(kStarPositions), pos);
             if (star_candidate && !width_star && !precision_star && chance(4)) {
                 width_star = true;
                 continue;
@@ -542,15 +543,8 @@ public:
         int count = 1 + pick(6);
         for (int i = 0; i < count; ++i) {
             int pos = 1 + pick(kPositions);
-            std::string width, precision;
-            if (chance(4)) {
-                int star = kStarPositions[pick(4)];
-                width = star_at(star);
-            }
-            if (chance(4)) {
-                int star = kStarPositions[pick(4)];
-                precision = star_at(star);
-            }
+            std::string width = chance(4) ? star_at(kStarPositions[pick(4)]) : "";
+            std::string precision = chance(4) ? star_at(kStarPositions[pick(4)]) : "";
             f += conversion(pos, std::to_string(pos) + "$", width, precision);
             f += literal();
         }
@@ -558,22 +552,10 @@ public:
     }
 
 private:
-    // "*m$", built by appending (GCC 12 warns falsely on inserting concatenations).
-    static std::string star_at(int pos)
-    {
-        std::string s = "*";
-        s += std::to_string(pos);
-        s += '$';
-        return s;
-    }
+    static std::string star_at(int pos) { return "*" + std::to_string(pos) + "$"; }
 
     int pick(int n) { return static_cast<int>(rng_() % static_cast<unsigned>(n)); }
     bool chance(int one_in) { return pick(one_in) == 0; }
-    static bool is_star_position(int pos)
-    {
-        return std::find(std::begin(kStarPositions), std::end(kStarPositions), pos) !=
-               std::end(kStarPositions);
-    }
 
     std::string literal()
     {
@@ -605,10 +587,9 @@ private:
         bool text = letter == 's' || letter == 'c';
         bool hash_ok = std::strchr("oxXeEfFgGaA", letter) != nullptr;
         std::string f = std::string("%") + position;
-        for (char flag : std::string("-+ #0")) {
+        for (char flag : std::string("-+ #0"))
             if ((flag != '#' || hash_ok) && chance(4))
                 f += flag;
-        }
         if (!width_star.empty())
             f += width_star;
         else if (chance(2))
