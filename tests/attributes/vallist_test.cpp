@@ -626,7 +626,7 @@ TEST_F(ValueFiles, AFullDiskLeavesTheOldFileWhole)
     EXPECT_EQ(entries(), 1) << "the temporary file is removed";
 }
 
-TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLineAlsoOnHugeRequests)
+TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLine)
 {
     auto *p = static_cast<char *>(xmalloc(0));
     ASSERT_NE(p, nullptr);
@@ -660,8 +660,10 @@ TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLineAlsoOnHugeRequests)
         EXPECT_EQ(r.err, std::string(c.caller) + ": out of memory (" +
                              (std::strcmp(c.caller, "xstrdup") == 0 ? "11" : "100") + " bytes)\n");
     }
+}
 
-    // A request no allocator can meet, without injection.
+TEST(Xalloc, AHugeRequestEndsTheProcess)
+{
     // A request no allocator can meet, without injection.  The address
     // sanitizer's allocator stops the process itself on such a request.
 #if defined(__SANITIZE_ADDRESS__)

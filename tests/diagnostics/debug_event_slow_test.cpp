@@ -75,7 +75,7 @@ TEST(DebugEvent, ControlLineReachesARunningChild)
     rmdir(dir);
 }
 
-TEST(DebugEvent, RegisteredHandlerKeepRestoreAndAForkedChildsOwnEvent)
+TEST(DebugEvent, RegisteredHandlerKeepAndRestore)
 {
     // In this process: the event thread calls whichever handler is current.
     ASSERT_EQ(ox_debug_event_start(), 0);
@@ -86,8 +86,10 @@ TEST(DebugEvent, RegisteredHandlerKeepRestoreAndAForkedChildsOwnEvent)
     EXPECT_TRUE(wait_for([] { return g_custom_calls.load() >= 1; }));
     EXPECT_EQ(regevent(OX_DEBUG_EVENT, nullptr), custom_handler);
     EXPECT_EQ(regevent(OX_DEBUG_EVENT, OX_EVENT_HANDLER_KEEP), ondbgintr);
+}
 
-    // A forked child watches its own event.
+TEST(DebugEvent, ForkedChildWatchesItsOwnEvent)
+{
 #if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "starting threads after a multi-threaded fork is outside the thread sanitizer";
 #endif
