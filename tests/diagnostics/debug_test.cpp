@@ -45,7 +45,7 @@
 #include "cairn/frame.h"
 #include "cairn/messages.h"
 #include "child_process.hpp"
-#include "debug_scope.hpp"
+#include "debug_capture.hpp"
 #include "diagnostics/debug_control.hpp"
 #include "diagnostics/debug_line.hpp"
 #include "diagnostics/debug_settings.hpp"
@@ -57,6 +57,7 @@
 
 using cairn::testing::CaptureFd;
 using cairn::testing::DebugScope;
+using cairn::testing::eventually;
 using cairn::testing::run_in_child;
 
 namespace {
@@ -658,18 +659,6 @@ int run_as_other_user(const std::function<int()> &body)
 
 std::atomic<int> g_fired{0};
 int count_firing(int) { return g_fired.fetch_add(1) + 1; }
-
-// Wait, with a generous bound, until `done` holds.
-bool eventually(const std::function<bool()> &done)
-{
-    auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > until)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 TEST(DebugEventSecurity, AnotherUsersFiringIsIgnored)
 {
