@@ -310,7 +310,6 @@ TEST(FormatModes, BoundedCutsReportUnboundedAndNeither)
     cairn::mem_free(text);
 
     EXPECT_EQ(bounded_alloc_format(6, &text, "%s", "abcdefgh"), 5);
-    ASSERT_NE(text, nullptr);
     EXPECT_STREQ(text, "abcde");
     cairn::mem_free(text);
 
@@ -321,7 +320,6 @@ TEST(FormatModes, BoundedCutsReportUnboundedAndNeither)
     cairn::mem_free(text);
 
     EXPECT_EQ(alloc_format(&text, ""), 0);
-    ASSERT_NE(text, nullptr);
     EXPECT_STREQ(text, "");
     cairn::mem_free(text);
     EXPECT_EQ(alloc_format(nullptr, "abc"), 0) << "no result pointer";

@@ -224,7 +224,6 @@ TEST(Environment, ValuesStayValidUnsetOnesAreNotCachedPutenvUpdatesTheSnapshot)
 {
     ASSERT_EQ(ox_putenv("CAIRN_T_A=first"), 0);
     const char *first = ox_getenv("CAIRN_T_A");
-    ASSERT_NE(first, nullptr);
     EXPECT_STREQ(first, "first");
     EXPECT_EQ(ox_getenv("CAIRN_T_A"), first);  // cached
     ASSERT_EQ(ox_putenv("CAIRN_T_A=second"), 0);
