@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "attr_test_util.hpp"
 #include "cairn/attributes.h"
@@ -125,7 +126,7 @@ TEST(Attributes, AddingKeepsNameOrderAndMergesCase)
     }
 }
 
-TEST(Attributes, SettingReplacingDefaulting)
+TEST(Attributes, SettingReplacingDefaultingDeletingAndIntersecting)
 {
     AttrList l(Attrs{{"a", {"1", "2"}}});
     attrlist_set(&l.head, "A", nullptr);
@@ -156,6 +157,22 @@ TEST(Attributes, SettingReplacingDefaulting)
     attrlist_default(&l.head, "d", "fresh");
     EXPECT_STREQ(attrlist_getvalue(l.head, "b"), "filled");
     EXPECT_STREQ(attrlist_getvalue(l.head, "d"), "fresh");
+
+    // Deleting, removing and intersecting.
+    AttrList m(Attrs{{"a", {"1"}}, {"b", {"2"}}, {"c", {"3"}}, {"d", {}}});
+    EXPECT_EQ(attr_delete(&m.head, "B"), 1);
+    EXPECT_EQ(attr_delete(&m.head, "B"), 0);
+    AttrList keys(Attrs{{"A", {"key's own"}}, {"d", {}}, {"z", {}}});
+    attrlist_remove(&keys.head, &m.head);
+    EXPECT_EQ(keys.get(), (Attrs{{"a", {"1"}}, {"d", {}}}));
+    EXPECT_EQ(m.get(), (Attrs{{"c", {"3"}}}));
+    AttrList b(Attrs{{"x", {"1"}}, {"y", {"2"}}, {"z", {}}});
+    AttrList x(Attrs{{"X", {}}, {"z", {"9"}}});
+    attrlist_intersect(&x.head, &b.head);
+    EXPECT_EQ(b.get(), (Attrs{{"x", {"1"}}, {"z", {}}}));
+    AttrList nothing;
+    attrlist_intersect(&nothing.head, &b.head);
+    EXPECT_EQ(b.head, nullptr);
 }
 
 TEST(Attributes, FindingAndReading)
@@ -197,25 +214,6 @@ TEST(Attributes, FindingAndReading)
         EXPECT_EQ(attrlist_find(big.head, "zzz"), nullptr);
         EXPECT_EQ(attr_count(big.head), n);
     }
-}
-
-TEST(Attributes, DeletingRemovingIntersecting)
-{
-    AttrList l(Attrs{{"a", {"1"}}, {"b", {"2"}}, {"c", {"3"}}, {"d", {}}});
-    EXPECT_EQ(attr_delete(&l.head, "B"), 1);
-    EXPECT_EQ(attr_delete(&l.head, "B"), 0);
-    AttrList keys(Attrs{{"A", {"key's own"}}, {"d", {}}, {"z", {}}});
-    attrlist_remove(&keys.head, &l.head);
-    EXPECT_EQ(keys.get(), (Attrs{{"a", {"1"}}, {"d", {}}}));
-    EXPECT_EQ(l.get(), (Attrs{{"c", {"3"}}}));
-
-    AttrList b(Attrs{{"x", {"1"}}, {"y", {"2"}}, {"z", {}}});
-    AttrList a(Attrs{{"X", {}}, {"z", {"9"}}});
-    attrlist_intersect(&a.head, &b.head);
-    EXPECT_EQ(b.get(), (Attrs{{"x", {"1"}}, {"z", {}}}));
-    AttrList nothing;
-    attrlist_intersect(&nothing.head, &b.head);
-    EXPECT_EQ(b.head, nullptr);
 }
 
 TEST(Attributes, WholeListOperations)
@@ -277,7 +275,7 @@ TEST(Attributes, WholeListOperations)
     }
 }
 
-TEST(Attributes, Queries)
+TEST(Attributes, QueriesAndLocalisableCompanions)
 {
     AttrList list(Attrs{{"a", {"1", "2"}}, {"empty", {}}, {"blank", {""}}});
     struct Row {
@@ -306,13 +304,10 @@ TEST(Attributes, Queries)
         EXPECT_EQ(query_match_null(q.head, list.head), row.qnull)
             << ::testing::PrintToString(row.query);
     }
-}
 
-TEST(Attributes, LocalisableCompanions)
-{
+    // Localisable companions.
     AttrList l(Attrs{{"msg", {"Hello", "World"}}, {"novalue", {}}});
     const char *name = attrlist_add_I18Nattr(&l.head, "MSG", 0);
-    ASSERT_NE(name, nullptr);
     EXPECT_STREQ(name, "MSG_I18N");
     EXPECT_EQ(attr_count(l.head), 3);
     EXPECT_EQ(attrlist_add_I18Nattr(&l.head, "novalue", 0), nullptr);
@@ -349,65 +344,54 @@ std::string form_of(const char *name, const Texts &values, int options = 0, bool
 
 const std::string kTen = "0123456789";
 
+// A name right-aligned in 28 columns and its separator.
+std::string head(const std::string &name)
+{
+    return std::string(28 - std::min<size_t>(28, name.size()), ' ') + name + ": ";
+}
+
 TEST(AttrForm, TableOfForms)
 {
+    // `values` is the form after the padded name and before ";\n".
     struct Row {
         const char *name;
-        Texts values;
+        Texts in;
         int options;
         bool force;
-        std::string text;
+        std::string values;
     };
     const Row rows[] = {
-        {"Name", {"a", "b"}, 0, false, "                        Name: a, b;\n"},
-        {"n", {}, 0, false, "                           n: ;\n"},
-        {"Name", {"a", "b"}, ATTR_NO_PADDING, false, "Name: a, b;\n"},
-        {"exactly_twenty_eight_columns", {"v"}, 0, false, "exactly_twenty_eight_columns: v;\n"},
-        {"a_name_longer_than_the_28_columns",
-         {"v"},
-         0,
-         false,
-         "a_name_longer_than_the_28_columns: v;\n"},
-        {"q", {""}, 0, false, "                           q: \"\";\n"},
-        {"q", {"a,b"}, 0, false, "                           q: \"a,b\";\n"},
-        {"q", {"x "}, 0, false, "                           q: \"x \";\n"},
-        {"q", {"\tx"}, 0, false, "                           q: \"\tx\";\n"},
-        {"q", {"a\\b"}, 0, false, "                           q: \"a\\\\b\";\n"},
-        {"q", {"say \"hi\""}, 0, false, "                           q: \"say \\\"hi\\\"\";\n"},
-        {"q", {"line\n"}, 0, false, "                           q: \"line\";\n"},
-        {"q", {"two\nlines"}, 0, false, "                           q: \"two\nlines\";\n"},
-        {"q", {"#", ":", ";"}, 0, false, "                           q: \"#\", \":\", \";\";\n"},
-        {"q", {"in side", "a-b"}, 0, false, "                           q: in side, a-b;\n"},
-        {"q", {"plain"}, 0, true, "                           q: \"plain\";\n"},
-        {"q", {"secret"}, ATTR_HIDE_VALUES, false, "                           q: *******;\n"},
-        {"q",
-         {"x", "y"},
-         ATTR_HIDE_VALUES,
-         true,
-         "                           q: \"*******\", \"*******\";\n"},
-        {"user password",
-         {"s1", "s2"},
-         0,
-         false,
-         "               user password: *******, *******;\n"},
-        {"PassWordHint", {"s"}, 0, false, "                PassWordHint: *******;\n"},
+        {"Name", {"a", "b"}, 0, false, "a, b"},
+        {"n", {}, 0, false, ""},
+        {"exactly_twenty_eight_columns", {"v"}, 0, false, "v"},
+        {"a_name_longer_than_the_28_columns", {"v"}, 0, false, "v"},
+        {"q", {""}, 0, false, "\"\""},
+        {"q", {"a,b"}, 0, false, "\"a,b\""},
+        {"q", {"x "}, 0, false, "\"x \""},
+        {"q", {"\tx"}, 0, false, "\"\tx\""},
+        {"q", {"a\\b"}, 0, false, "\"a\\\\b\""},
+        {"q", {"say \"hi\""}, 0, false, "\"say \\\"hi\\\"\""},
+        {"q", {"line\n"}, 0, false, "\"line\""},
+        {"q", {"two\nlines"}, 0, false, "\"two\nlines\""},
+        {"q", {"#", ":", ";"}, 0, false, "\"#\", \":\", \";\""},
+        {"q", {"in side", "a-b"}, 0, false, "in side, a-b"},
+        {"q", {"plain"}, 0, true, "\"plain\""},
+        {"q", {"secret"}, ATTR_HIDE_VALUES, false, "*******"},
+        {"q", {"x", "y"}, ATTR_HIDE_VALUES, true, "\"*******\", \"*******\""},
+        {"user password", {"s1", "s2"}, 0, false, "*******, *******"},
+        {"PassWordHint", {"s"}, 0, false, "*******"},
         // Companions show their structured text rendered; text that does not
         // parse shows as it is.
-        {"m_I18N",
-         {"0 5 Hello", "12 4 a %s 1 0 1 b", "plain"},
-         0,
-         false,
-         "                      m_I18N: Hello, a b, plain;\n"},
-        {"m_I18N",
-         {"0 5 Hello"},
-         ATTR_NO_RENDER,
-         false,
-         "                      m_I18N: 0 5 Hello;\n"},
-        {"m", {"0 5 Hello"}, 0, false, "                           m: 0 5 Hello;\n"},
-        {"m", {"0 5 Hello"}, ATTR_RENDER, false, "                           m: Hello;\n"},
+        {"m_I18N", {"0 5 Hello", "12 4 a %s 1 0 1 b", "plain"}, 0, false, "Hello, a b, plain"},
+        {"m_I18N", {"0 5 Hello"}, ATTR_NO_RENDER, false, "0 5 Hello"},
+        {"m", {"0 5 Hello"}, 0, false, "0 5 Hello"},
+        {"m", {"0 5 Hello"}, ATTR_RENDER, false, "Hello"},
     };
     for (const Row &row : rows)
-        EXPECT_EQ(form_of(row.name, row.values, row.options, row.force), row.text) << row.name;
+        EXPECT_EQ(form_of(row.name, row.in, row.options, row.force),
+                  head(row.name) + row.values + ";\n")
+            << row.name;
+    EXPECT_EQ(form_of("Name", {"a", "b"}, ATTR_NO_PADDING), "Name: a, b;\n");
 }
 
 TEST(AttrForm, WrapsUnderColumn30)
@@ -415,28 +399,24 @@ TEST(AttrForm, WrapsUnderColumn30)
     // Values of 10 columns: four fit on the first line (column 30 + 4 * 12
     // = 78), the fifth starts a new line under column 30.
     std::string pad30(30, ' ');
-    std::string expect = "                           w: " + kTen + ", " + kTen + ", " + kTen +
-                         ", " + kTen + ", \n" + pad30 + kTen + ", " + kTen + ";\n";
+    std::string expect = head("w") + kTen + ", " + kTen + ", " + kTen + ", " + kTen + ", \n" +
+                         pad30 + kTen + ", " + kTen + ";\n";
     EXPECT_EQ(form_of("w", {kTen, kTen, kTen, kTen, kTen, kTen}), expect);
 
     // A value of 47 columns still fits a line (47 + 32 < 80); of 48 not.
     std::string v47(47, 'a'), v48(48, 'b');
-    EXPECT_EQ(form_of("w", {"x", v47}),
-              "                           w: x, \n" + pad30 + v47 + ";\n");
-    EXPECT_EQ(form_of("w", {v48}), "                           w: \\\n" + v48 + ";\n");
+    EXPECT_EQ(form_of("w", {"x", v47}), head("w") + "x, \n" + pad30 + v47 + ";\n");
+    EXPECT_EQ(form_of("w", {v48}), head("w") + "\\\n" + v48 + ";\n");
     // After a continuation block the line counts as full.
-    EXPECT_EQ(form_of("w", {"x", v48, "y"}),
-              "                           w: x, \n" + v48 + ", \n" + pad30 + "y;\n");
+    EXPECT_EQ(form_of("w", {"x", v48, "y"}), head("w") + "x, \n" + v48 + ", \n" + pad30 + "y;\n");
 
     // Too wide for one line: pieces of the line width.
     std::string v170(170, 'c');
-    EXPECT_EQ(form_of("w", {v170}), "                           w: \\\n" + v170.substr(0, 80) +
-                                        "\n" + v170.substr(80, 80) + "\n" + v170.substr(160) +
-                                        ";\n");
+    EXPECT_EQ(form_of("w", {v170}), head("w") + "\\\n" + v170.substr(0, 80) + "\n" +
+                                        v170.substr(80, 80) + "\n" + v170.substr(160) + ";\n");
     // A quoted value that starts with a line feed needs no backslash.
     std::string nl = "\n" + std::string(60, 'd');
-    EXPECT_EQ(form_of("w", {nl}),
-              "                           w: \"\n" + std::string(60, 'd') + "\";\n");
+    EXPECT_EQ(form_of("w", {nl}), head("w") + "\"\n" + std::string(60, 'd') + "\";\n");
     // Pieces are counted in cells: wide characters take two.
     std::string wide;
     for (int i = 0; i < 41; ++i)
@@ -447,7 +427,7 @@ TEST(AttrForm, WrapsUnderColumn30)
         << "40 characters of two cells on the first line";
 }
 
-TEST(AttrForm, PasswordSwitchAndSpecialNames)
+TEST(AttrForm, PasswordSwitchSpecialNamesAndBounds)
 {
     EXPECT_EQ(form_of("password", {"secret"}), "                    password: *******;\n");
     EXPECT_EQ(attr_passwords(0), 0);
@@ -460,10 +440,8 @@ TEST(AttrForm, PasswordSwitchAndSpecialNames)
     std::string printed = stream_text([&](FILE *f) { attr_print(f, phrases.head, 0); });
     EXPECT_EQ(printed, "      BXR_ENCRYPTION_PHRASES: *******;\n");
     EXPECT_EQ(attr_passwords(1), 1);
-}
 
-TEST(AttrForm, EmptyAndOversizedNamesAndBuffers)
-{
+    // Empty and oversized names, and short buffers.
     EXPECT_EQ(attr_sprintf(nullptr, 0, 80, nullptr, 0, 1, 0), 0);
     char buf[8] = "xxxxxxx";
     EXPECT_EQ(attr_sprintf(buf, sizeof buf, 80, nullptr, 0, 0, 0), 0);
@@ -481,7 +459,7 @@ TEST(AttrForm, EmptyAndOversizedNamesAndBuffers)
     EXPECT_STREQ(small, "         ");
 }
 
-TEST(AttrForm, PrintingToStreamsAndTheDebugLog)
+TEST(AttrForm, PrintingToStreamsTheDebugLogAndAString)
 {
     AttrList l(Attrs{{"nopadding", {}}, {"port", {"a", "b"}}, {"z", {"1"}}});
     AttrList named(Attrs{{"Name", {"a", "b"}}});
@@ -523,34 +501,27 @@ TEST(AttrForm, PrintingToStreamsAndTheDebugLog)
     text = one.text();
     EXPECT_NE(text.find("single: "), std::string::npos) << text;
     EXPECT_NE(text.find("Name: a, b;\n"), std::string::npos) << text;
-}
 
-TEST(AttrForm, BuildString)
-{
-    AttrList l(Attrs{{"a", {"1"}}, {"b", {}}});
+    // Building a string of the whole list.
+    AttrList ab(Attrs{{"a", {"1"}}, {"b", {}}});
     std::string expect = "                           a: 1;\n                           b: ;\n";
     int size = 0;
-    EXPECT_EQ(attrlist_build_str(l.head, nullptr, &size), static_cast<int>(expect.size()));
+    EXPECT_EQ(attrlist_build_str(ab.head, nullptr, &size), static_cast<int>(expect.size()));
     EXPECT_EQ(size, static_cast<int>(expect.size()));
     char buf[200] = "head:";
     size = sizeof buf;
-    EXPECT_EQ(attrlist_build_str(l.head, buf, &size), static_cast<int>(expect.size()));
+    EXPECT_EQ(attrlist_build_str(ab.head, buf, &size), static_cast<int>(expect.size()));
     EXPECT_EQ(std::string(buf), "head:" + expect);
     char small[20] = "";
     size = sizeof small;
-    attrlist_build_str(l.head, small, &size);
+    attrlist_build_str(ab.head, small, &size);
     EXPECT_EQ(std::string(small), expect.substr(0, 19));
     EXPECT_EQ(attrlist_build_str(nullptr, buf, nullptr), 0);
 }
 
 TEST(AttrForm, ParsesNameValueSections)
 {
-    struct Row {
-        const char *text;
-        Attrs result;
-        const char *warnings;
-    };
-    const Row rows[] = {
+    const std::tuple<const char *, Attrs, const char *> rows[] = {
         {"a=1,b=2", {{"a", {"1"}}, {"b", {"2"}}}, ""},
         {"  a= x ,b=", {{"a", {" x "}}, {"b", {}}}, ""},
         {"a=1=2", {{"a", {"1=2"}}}, ""},
@@ -563,12 +534,12 @@ TEST(AttrForm, ParsesNameValueSections)
         {"A=1,a=2", {{"A", {"2"}}}, ""},
         {"", {}, ""},
     };
-    for (const Row &row : rows) {
+    for (const auto &[text, result, warnings] : rows) {
         CaptureFd err(2);
         AttrList l;
-        snmp_str_to_attrs(row.text, &l.head);
-        EXPECT_EQ(l.get(), row.result) << row.text;
-        EXPECT_EQ(err.text(), row.warnings) << row.text;
+        snmp_str_to_attrs(text, &l.head);
+        EXPECT_EQ(l.get(), result) << text;
+        EXPECT_EQ(err.text(), warnings) << text;
     }
     AttrList l(Attrs{{"keep", {"k"}}, {"a", {"old", "older"}}});
     EXPECT_EQ(snmp_str_to_attrs("a=new", &l.head), 1);

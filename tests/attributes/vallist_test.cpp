@@ -2,7 +2,9 @@
 // printed and numbered forms, on lists of 0, 1, 21, 22 and 1,000 values;
 // and the file form: contents byte for byte, empty lines, a missing last
 // newline, long lines, unreadable and unwritable paths, and a full disk (a
-// file size limit in a forked child).
+// file size limit in a forked child).  Also the never-null allocators
+// (exhaustion seen from a forked child), integer text and the two pattern
+// matchers.
 #include <gtest/gtest.h>
 
 #include <dirent.h>
@@ -12,24 +14,28 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <clocale>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
 
+#include "../messages/log_dir.hpp"
 #include "attr_test_util.hpp"
 #include "cairn/attributes.h"
 #include "cairn/frame.h"
+#include "cairn/utilities.h"
 #include "capture_fd.hpp"
 #include "child_process.hpp"
-#include "debug_scope.hpp"
-#include "debug_text.hpp"
-#include "platform/alloc.hpp"
+#include "fault_injection.hpp"
 #include "platform/alloc_testing.hpp"
+#include "../diagnostics/debug_capture.hpp"
 
 namespace {
 
@@ -45,7 +51,7 @@ Texts numbered(int n, const char *prefix = "v")
     return t;
 }
 
-TEST(Values, SingleRecords)
+TEST(Values, SingleRecordsBuildingListsAndAdd2RefusingBadInput)
 {
     val_t *v = val_new(nullptr);
     EXPECT_STREQ(v->value, "");
@@ -74,10 +80,8 @@ TEST(Values, SingleRecords)
     EXPECT_EQ(val_cmp_exact(b.head, a.head), 1);
     EXPECT_EQ(val_cmp_exact(c.head, d.head), 1) << "bytes compare unsigned";
     EXPECT_EQ(stream_text([&](FILE *f) { val_print(f, a.head); }), "Beta ");
-}
 
-TEST(Values, BuildingLists)
-{
+    // Building lists.
     Vals l;
     vallist_add(&l.head, "b");
     vallist_insert(&l.head, "a");
@@ -103,25 +107,18 @@ TEST(Values, BuildingLists)
     EXPECT_EQ(dup.get(), built.get());
     EXPECT_NE(dup.head, built.head);
     EXPECT_EQ(vallist_build(nullptr), nullptr);
-}
 
-TEST(Values, Add2RefusesBadInputWithADebugLine)
-{
-    DebugScope scope(9, 0);
-    CaptureFd err(2);
+    // vallist_add2 refuses bad input with a debug line.
     Vals empty;
-    val_t *tail = reinterpret_cast<val_t *>(&empty);
-    EXPECT_EQ(vallist_add2(&empty.head, &tail, "x"), nullptr);
-    EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
+    tail = reinterpret_cast<val_t *>(&empty);
+    std::string text = debug_output(9, 0, [&] {
+        EXPECT_EQ(vallist_add2(&empty.head, &tail, "x"), nullptr);
+        EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
+    });
     EXPECT_EQ(empty.head, nullptr);
-    std::string text = without_debug_prefixes(err.text());
     EXPECT_NE(text.find("vallist_add2(): invalid input\n"), std::string::npos) << text;
-    err.restore();
-
-    DebugScope quiet(0, 0);
-    CaptureFd err2(2);
-    EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr);
-    EXPECT_EQ(err2.text(), "");
+    EXPECT_EQ(debug_output(0, 0, [&] { EXPECT_EQ(vallist_add2(nullptr, &tail, "x"), nullptr); }),
+              "");
 }
 
 TEST(Values, SortedInsertionByEachComparison)
@@ -166,7 +163,7 @@ TEST(Values, SortedInsertionByEachComparison)
     std::setlocale(LC_COLLATE, saved.c_str());
 }
 
-TEST(Values, SearchingAndTrimmedSearch)
+TEST(Values, SearchingTrimmedSearchUniqueAndPatterns)
 {
     Vals l(Texts{"alpha", "Beta", "gamma", "beta", "delta"});
     EXPECT_EQ(vallist_find(l.head, "BETA"), l.head->next);
@@ -203,10 +200,8 @@ TEST(Values, SearchingAndTrimmedSearch)
     EXPECT_EQ(spaced.get(), (Texts{"two words", "a\nb", "x"})) << "stops at the match";
     EXPECT_EQ(vallist_find_trim(spaced.head, "nothing"), nullptr);
     EXPECT_EQ(spaced.get(), (Texts{"two words", "a b", "x"}));
-}
 
-TEST(Values, FindUniqueAndPatternMatch)
-{
+    // Values of one list missing from another, and pattern matching.
     Vals a(Texts{"c", "b", "a"}), b(Texts{"a", "c"});
     EXPECT_EQ(vallist_find_unique(a.head, b.head), a.head->next);
     Vals same(Texts{"a", "b", "c", "c"});
@@ -307,7 +302,7 @@ TEST(Values, MergeIntersectCollideSubset)
     EXPECT_EQ(vallist_subset(x.head, sub_case.head), 0);
 }
 
-TEST(Values, SortingAndDuplicates)
+TEST(Values, SortingDuplicatesComparingAndDiffApply)
 {
     for (int n : kSizes) {
         Texts t;
@@ -339,10 +334,8 @@ TEST(Values, SortingAndDuplicates)
     EXPECT_EQ(vallist_cmp(q.head, r.head), 0);
     EXPECT_NE(vallist_cmp_exact(q.head, r.head), 0);
     EXPECT_EQ(vallist_cmp(nullptr, nullptr), 0);
-}
 
-TEST(Values, DiffApply)
-{
+    // Applying the difference of two lists to a third.
     struct Row {
         Texts old_v, new_v, target;
         int mode;
@@ -363,7 +356,7 @@ TEST(Values, DiffApply)
     EXPECT_EQ(vallist_diff_apply(nullptr, nullptr, nullptr, 0), 0);
 }
 
-TEST(Values, CommaFormBothWays)
+TEST(Values, CommaFormBothWaysAndPrintedForms)
 {
     Vals parsed(vallist_new_from_csv(" a , b c ,, d "));
     EXPECT_EQ(parsed.get(), (Texts{"a", "b c", "d"}));
@@ -373,12 +366,7 @@ TEST(Values, CommaFormBothWays)
     Vals tabs(vallist_new_from_csv("\tx\t,y\n"));
     EXPECT_EQ(tabs.get(), (Texts{"x", "y"}));
 
-    struct Row {
-        Texts values;
-        int limit;
-        const char *text;
-    };
-    const Row rows[] = {
+    const std::tuple<Texts, int, const char *> rows[] = {
         {{}, 0, "<empty>"},
         {{"a", "b", "c"}, 0, "a, b, c"},
         {{"a", "b", "c"}, 6, "a, b, ..."},
@@ -388,10 +376,10 @@ TEST(Values, CommaFormBothWays)
         {{"abcdef"}, 1, "abcdef"},
         {{"", ""}, 0, ", "},
     };
-    for (const Row &row : rows) {
-        Vals l(row.values);
-        char *text = vallist_to_csv(l.head, row.limit);
-        EXPECT_STREQ(text, row.text);
+    for (const auto &[values, limit, want] : rows) {
+        Vals l(values);
+        char *text = vallist_to_csv(l.head, limit);
+        EXPECT_STREQ(text, want);
         free(text);
     }
     for (int n : kSizes) {
@@ -401,10 +389,8 @@ TEST(Values, CommaFormBothWays)
         EXPECT_EQ(back.get(), l.get()) << n;
         free(text);
     }
-}
 
-TEST(Values, PrintedForms)
-{
+    // The printed forms.
     Vals l(Texts{"a", "b"});
     EXPECT_EQ(stream_text([&](FILE *f) { vallist_print(f, l.head); }), "a b \n");
     EXPECT_EQ(stream_text([&](FILE *f) { vallist_print(f, nullptr); }), "\n");
@@ -442,32 +428,29 @@ TEST(Values, PrintedForms)
     EXPECT_EQ(one.rfind("\t12) k\n"), one.size() - 7)
         << "values too wide for columns take one column";
 
-    DebugScope scope(0, 0);
-    CaptureFd err(2);
-    vallist_dprint("hosts", l.head);
-    vallist_dprint(nullptr, nullptr);
-    std::string text = err.text();  // each line may start with a time stamp
+    std::string text = debug_output(0, 0, [&] {  // each line may start with a time stamp
+        vallist_dprint("hosts", l.head);
+        vallist_dprint(nullptr, nullptr);
+    });
     EXPECT_NE(text.find("hosts: a, b\n"), std::string::npos) << text;
     EXPECT_NE(text.find("<empty>\n"), std::string::npos) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
 }
 
-TEST(Values, ConvertsToTheLocalForm)
+TEST(Values, ConvertsToTheLocalFormAndAnArgumentVector)
 {
     const char *old = std::setlocale(LC_CTYPE, nullptr);
     std::string saved = old ? old : "C";
     std::setlocale(LC_CTYPE, "C");
-    Vals l(Texts{"plain", "", "caf\xc3\xa9", "\xef\xa3\xbf"});  // U+F8FF carries the raw byte 0xFF
-    val_t *third = l.head->next->next;
-    vlist_utf8_to_mbts(&l.head);
-    EXPECT_EQ(l.get(), (Texts{"plain", "", "caf?", "\xff"}));
-    EXPECT_NE(l.head->next->next, third) << "records are replaced in place";
+    Vals local(Texts{"plain", "", "caf\xc3\xa9", "\xef\xa3\xbf"});  // U+F8FF: the raw byte 0xFF
+    val_t *third = local.head->next->next;
+    vlist_utf8_to_mbts(&local.head);
+    EXPECT_EQ(local.get(), (Texts{"plain", "", "caf?", "\xff"}));
+    EXPECT_NE(local.head->next->next, third) << "records are replaced in place";
     vlist_utf8_to_mbts(nullptr);
     std::setlocale(LC_CTYPE, saved.c_str());
-}
 
-TEST(Values, ArgumentVector)
-{
+    // The argument-vector form.
     for (int n : kSizes) {
         Vals l(numbered(n));
         int count = -1;
@@ -481,27 +464,14 @@ TEST(Values, ArgumentVector)
         EXPECT_EQ(vec[n], nullptr);
         free(vec);
     }
-    Vals l(Texts{"a", "b", "c"});
-    EXPECT_EQ(vallist_to_argv(l.head, nullptr, nullptr), -1);
+    EXPECT_EQ(vallist_to_argv(local.head, nullptr, nullptr), -1);
 }
 
 int32_t number_of(const msg_t *m) { return m != nullptr ? m->err.number : 0; }
 
 class ValueFiles : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        char templ[] = "/tmp/cairn-vallist-XXXXXX";
-        ASSERT_NE(mkdtemp(templ), nullptr);
-        dir_ = templ;
-    }
-    void TearDown() override
-    {
-        chmod(dir_.c_str(), 0700);
-        std::string cmd = "rm -rf '" + dir_ + "'";
-        ASSERT_EQ(std::system(cmd.c_str()), 0);
-    }
-    std::string path(const char *name) const { return dir_ + "/" + name; }
+    std::string path(const char *name) const { return dir_.file(name); }
     static void put(const std::string &p, const std::string &content)
     {
         std::ofstream(p, std::ios::binary) << content;
@@ -516,22 +486,18 @@ protected:
     int entries() const
     {
         int n = 0;
-        DIR *d = opendir(dir_.c_str());
+        DIR *d = opendir(dir_.path());
         while (dirent *e = readdir(d))
             n += e->d_name[0] != '.';
         closedir(d);
         return n;
     }
-    std::string dir_;
+    LogDir dir_;
 };
 
-TEST_F(ValueFiles, ReadsLinesAsTheyStandLongOnesInPieces)
+TEST_F(ValueFiles, ReadsLinesAsTheyStandWritesEachValueOnItsLine)
 {
-    struct Row {
-        std::string content;
-        Texts values;
-    };
-    const Row rows[] = {
+    const std::pair<std::string, Texts> rows[] = {
         {"", {}},
         {"a\nb\n", {"a", "b"}},
         {"a\nb", {"a", "b"}},
@@ -540,26 +506,25 @@ TEST_F(ValueFiles, ReadsLinesAsTheyStandLongOnesInPieces)
         {"dos\r\nline\r\n", {"dos", "line"}},
         {"x\ry\n", {"x\ry"}},
     };
-    for (const Row &row : rows) {
-        put(path("in"), row.content);
+    for (const auto &[content, values] : rows) {
+        put(path("in"), content);
         Vals l;
         EXPECT_EQ(vallist_from_file(&l.head, path("in").c_str()), nullptr);
-        EXPECT_EQ(l.get(), row.values) << row.content;
+        EXPECT_EQ(l.get(), values) << content;
     }
     // Lines are appended to a list that has values already.
     put(path("in"), "c\n");
-    Vals l(Texts{"a"});
-    EXPECT_EQ(vallist_from_file(&l.head, path("in").c_str()), nullptr);
-    EXPECT_EQ(l.get(), (Texts{"a", "c"}));
+    Vals has(Texts{"a"});
+    EXPECT_EQ(vallist_from_file(&has.head, path("in").c_str()), nullptr);
+    EXPECT_EQ(has.get(), (Texts{"a", "c"}));
     std::string exact(13311, 'x'), longer(13312, 'y');
     put(path("in"), exact + "\n" + longer + "\nend");
     Vals pieces;
     ASSERT_EQ(vallist_from_file(&pieces.head, path("in").c_str()), nullptr);
     EXPECT_EQ(pieces.get(), (Texts{exact, std::string(13311, 'y'), "y", "end"}));
-}
 
-TEST_F(ValueFiles, WritesEachValueOnItsLine)
-{
+    // Writing: each value on its line.
+    unlink(path("in").c_str());
     for (int n : kSizes) {
         Texts t;
         std::string expect;
@@ -577,14 +542,14 @@ TEST_F(ValueFiles, WritesEachValueOnItsLine)
     EXPECT_EQ(entries(), 1) << "no temporary file is left behind";
     // An existing file keeps its permissions.
     chmod(path("out").c_str(), 0640);
-    Vals l(Texts{"x"});
-    ASSERT_EQ(vallist_write_file(l.head, path("out").c_str()), nullptr);
+    Vals x(Texts{"x"});
+    ASSERT_EQ(vallist_write_file(x.head, path("out").c_str()), nullptr);
     struct stat st;
     ASSERT_EQ(stat(path("out").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
 }
 
-TEST_F(ValueFiles, UnreadablePathsGiveTheReadMessage)
+TEST_F(ValueFiles, UnreadableAndUnwritablePathsGiveTheirMessages)
 {
     CaptureFd err(2);
     Vals l(Texts{"kept"});
@@ -595,7 +560,7 @@ TEST_F(ValueFiles, UnreadablePathsGiveTheReadMessage)
     EXPECT_EQ(m->err.type * 10000 + m->err.severity * 1000 + m->err.code, 55000);
     EXPECT_EQ(std::string(m->text), "Unable to open file '" + missing + "' for reading\n");
     EXPECT_STREQ(m->stext.args[0].text, missing.c_str());
-    EXPECT_EQ(number_of(vallist_from_file(&l.head, dir_.c_str())), VALLIST_MSG_OPEN_READ)
+    EXPECT_EQ(number_of(vallist_from_file(&l.head, dir_.path())), VALLIST_MSG_OPEN_READ)
         << "a directory cannot be read";
     EXPECT_EQ(number_of(vallist_from_file(&l.head, nullptr)), VALLIST_MSG_OPEN_READ);
     EXPECT_EQ(number_of(vallist_from_file(nullptr, missing.c_str())), VALLIST_MSG_OPEN_READ);
@@ -607,31 +572,29 @@ TEST_F(ValueFiles, UnreadablePathsGiveTheReadMessage)
     }
     EXPECT_EQ(l.get(), (Texts{"kept"}));
     EXPECT_EQ(err.text(), "") << "the message is returned, not printed";
-}
 
-TEST_F(ValueFiles, UnwritablePathsGiveTheWriteMessage)
-{
-    CaptureFd err(2);
-    Vals l(Texts{"a"});
+    // Unwritable paths give the write message.
+    Vals one(Texts{"a"});
     std::string nowhere = path("no/such/dir");
-    msg_t *m = vallist_write_file(l.head, nowhere.c_str());
+    m = vallist_write_file(one.head, nowhere.c_str());
     ASSERT_NE(m, nullptr);
     EXPECT_EQ(m->err.number, VALLIST_MSG_OPEN_WRITE);
     EXPECT_EQ(std::string(m->text), "Unable to open file '" + nowhere + "' for writing\n");
-    EXPECT_EQ(number_of(vallist_write_file(l.head, nullptr)), VALLIST_MSG_OPEN_WRITE);
-    EXPECT_EQ(number_of(vallist_write_file(l.head, "")), VALLIST_MSG_OPEN_WRITE);
+    EXPECT_EQ(number_of(vallist_write_file(one.head, nullptr)), VALLIST_MSG_OPEN_WRITE);
+    EXPECT_EQ(number_of(vallist_write_file(one.head, "")), VALLIST_MSG_OPEN_WRITE);
     // A directory in the way: the temporary is written, the rename fails,
     // and nothing is left behind.
     mkdir(path("adir").c_str(), 0700);
     put(path("adir/inner"), "");
-    EXPECT_EQ(number_of(vallist_write_file(l.head, path("adir").c_str())), VALLIST_MSG_OPEN_WRITE);
+    EXPECT_EQ(number_of(vallist_write_file(one.head, path("adir").c_str())),
+              VALLIST_MSG_OPEN_WRITE);
     EXPECT_EQ(entries(), 1);
     if (geteuid() != 0) {
         put(path("old"), "old\n");
-        chmod(dir_.c_str(), 0500);
-        EXPECT_EQ(number_of(vallist_write_file(l.head, path("old").c_str())),
+        chmod(dir_.path(), 0500);
+        EXPECT_EQ(number_of(vallist_write_file(one.head, path("old").c_str())),
                   VALLIST_MSG_OPEN_WRITE);
-        chmod(dir_.c_str(), 0700);
+        chmod(dir_.path(), 0700);
         EXPECT_EQ(get(path("old")), "old\n");
     }
 }
@@ -661,6 +624,113 @@ TEST_F(ValueFiles, AFullDiskLeavesTheOldFileWhole)
     EXPECT_EQ(r.err, "");
     EXPECT_EQ(get(target), "old 1\nold 2\n");
     EXPECT_EQ(entries(), 1) << "the temporary file is removed";
+}
+
+TEST(Xalloc, UsableMemoryOrTheProcessEndsWithALastLine)
+{
+    auto *p = static_cast<char *>(xmalloc(0));
+    ASSERT_NE(p, nullptr);
+    std::free(p);
+    auto *z = static_cast<unsigned char *>(xcalloc(64, 4));
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(z[i], 0);
+    std::free(z);
+    char *s = xstrdup("text");
+    EXPECT_STREQ(s, "text");
+    std::free(s);
+    EXPECT_EQ(xstrdup(nullptr), nullptr);
+    struct Case {
+        const char *caller;
+        void (*call)();
+    };
+    const Case cases[] = {
+        {"xmalloc", [] { xmalloc(100); }},
+        {"xcalloc", [] { xcalloc(10, 10); }},
+        {"xstrdup", [] { xstrdup("0123456789"); }},
+    };
+    for (const Case &c : cases) {
+        auto r = run_in_child([&] {
+            cairn::testing::AllocFaultGuard guard;
+            cairn::testing::alloc_fail_at(1);
+            c.call();
+            std::exit(7);  // not reached when the call ends the process
+        });
+        EXPECT_TRUE(r.exited) << c.caller;
+        EXPECT_EQ(r.exit_code, 1) << c.caller;
+        EXPECT_EQ(r.err, std::string(c.caller) + ": out of memory (" +
+                             (std::strcmp(c.caller, "xstrdup") == 0 ? "11" : "100") + " bytes)\n");
+    }
+}
+
+TEST(Xalloc, AHugeRequestEndsTheProcess)
+{
+    // A request no allocator can meet, without injection.  The address
+    // sanitizer's allocator stops the process itself on such a request.
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "huge requests are the sanitizer's to report";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    GTEST_SKIP() << "huge requests are the sanitizer's to report";
+#endif
+#endif
+    auto r = run_in_child([] { xmalloc(SIZE_MAX - 64); });
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("xmalloc: out of memory ("), std::string::npos);
+    r = run_in_child([] { xcalloc(SIZE_MAX / 2, 4); });
+    EXPECT_EQ(r.exit_code, 1);
+    EXPECT_NE(r.err.find("xcalloc: out of memory"), std::string::npos);
+}
+
+TEST(TextUtilities, InttostrWithinTheBufferRegexAndFmatch)
+{
+    const std::pair<int64_t, const char *> rows[] = {{0, "0"},
+                                                     {7, "7"},
+                                                     {-7, "-7"},
+                                                     {1234567890, "1234567890"},
+                                                     {INT64_MAX, "9223372036854775807"},
+                                                     {INT64_MIN, "-9223372036854775808"}};
+    for (auto [value, text] : rows) {
+        char buf[OX_INTTOSTR_SIZE];
+        EXPECT_EQ(inttostr(value, buf, sizeof buf), buf);
+        EXPECT_STREQ(buf, text);
+        size_t need = std::strlen(text) + 1;
+        char exact[OX_INTTOSTR_SIZE];
+        EXPECT_EQ(inttostr(value, exact, need), exact);
+        char small[OX_INTTOSTR_SIZE] = "xx";
+        EXPECT_EQ(inttostr(value, small, need - 1), nullptr);
+        EXPECT_EQ(ox_error_get_last(), ox_error_from_errno(ERANGE));
+        EXPECT_STREQ(small, "") << "a short buffer holds no partial number";
+    }
+    EXPECT_EQ(inttostr(1, nullptr, 5), nullptr);
+    EXPECT_EQ(inttostr(1, nullptr, 0), nullptr);
+
+    // The two pattern matchers.
+    const std::tuple<const char *, const char *, int> regexes[] = {
+        {"abc", "xxabcxx", 1},  {"^abc$", "xabc", 0},    {"a.c", "abc", 1},
+        {"a+b", "aaab", 1},     {"(x|y)z", "yz", 1},     {"ABC", "abc", 0},
+        {"[0-9]{3}", "a12", 0}, {"[0-9]{3}", "a123", 1}, {"", "", 1}};
+    for (auto [pattern, text, match] : regexes) {
+        ox_regex *re = regex_cmp(pattern);
+        ASSERT_NE(re, nullptr) << pattern;
+        EXPECT_EQ(regex_exec(re, text), match) << pattern << " ~ " << text;
+        regex_done(re);
+    }
+    EXPECT_EQ(regex_cmp("a(b"), nullptr);
+    EXPECT_EQ(ox_error_get_last(), ox_error_from_errno(EINVAL));
+    EXPECT_EQ(regex_cmp("[z-a]"), nullptr);
+    EXPECT_EQ(regex_cmp(nullptr), nullptr);
+    EXPECT_EQ(regex_exec(nullptr, "x"), -1);
+    regex_done(nullptr);
+
+    // File-name patterns match whole names.
+    const std::tuple<const char *, const char *, int> names[] = {
+        {"*", "", 1},          {"*", "any/thing", 1},  {"a?c", "abc", 1},  {"a?c", "ac", 0},
+        {"*.txt", "x.txt", 1}, {"*.txt", "x.txt2", 0}, {"[ab]x", "bx", 1}, {"[!ab]x", "bx", 0},
+        {"\\*", "*", 1},       {"\\*", "x", 0},        {"A*", "abc", 0},   {"*", ".hidden", 1}};
+    for (auto [pattern, name, match] : names)
+        EXPECT_EQ(fmatch(pattern, name), match) << pattern << " ~ " << name;
+    EXPECT_EQ(fmatch(nullptr, "x"), 0);
+    EXPECT_EQ(fmatch("x", nullptr), 0);
 }
 
 }  // namespace

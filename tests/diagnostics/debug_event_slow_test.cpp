@@ -15,11 +15,14 @@
 #include <thread>
 
 #include "child_exit.hpp"
+#include "debug_capture.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "frame/process_identity.hpp"
 
 namespace {
+
+using cairn::testing::eventually;
 
 std::atomic<int> g_custom_calls{0};
 int custom_handler(int event)
@@ -27,16 +30,6 @@ int custom_handler(int event)
     if (event == OX_DEBUG_EVENT)
         g_custom_calls.fetch_add(1);
     return 1;
-}
-
-bool wait_for(const std::function<bool()> &done)
-{
-    for (int i = 0; i < 1000; ++i) {
-        if (done())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
 }
 
 TEST(DebugEvent, ControlLineReachesARunningChild)
@@ -68,7 +61,7 @@ TEST(DebugEvent, ControlLineReachesARunningChild)
     int status = 0;
     ASSERT_EQ(waitpid(pid, &status, 0), pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_TRUE(wait_for([&] { return access(control.c_str(), F_OK) != 0; }))
+    EXPECT_TRUE(eventually([&] { return access(control.c_str(), F_OK) != 0; }))
         << "the handler deletes the file";
     close(ready[0]);
     close(ready[1]);
@@ -83,7 +76,7 @@ TEST(DebugEvent, RegisteredHandlerKeepAndRestore)
     EXPECT_EQ(regevent(OX_DEBUG_EVENT, custom_handler), ondbgintr);
     EXPECT_EQ(regevent(OX_DEBUG_EVENT, OX_EVENT_HANDLER_KEEP), custom_handler);
     ASSERT_EQ(ox_debug_event_signal(static_cast<int>(getpid())), 0);
-    EXPECT_TRUE(wait_for([] { return g_custom_calls.load() >= 1; }));
+    EXPECT_TRUE(eventually([] { return g_custom_calls.load() >= 1; }));
     EXPECT_EQ(regevent(OX_DEBUG_EVENT, nullptr), custom_handler);
     EXPECT_EQ(regevent(OX_DEBUG_EVENT, OX_EVENT_HANDLER_KEEP), ondbgintr);
 }
@@ -99,7 +92,7 @@ TEST(DebugEvent, ForkedChildWatchesItsOwnEvent)
     ox_event_handler previous = regevent(OX_DEBUG_EVENT, custom_handler);
     g_custom_calls.store(0);
     ASSERT_EQ(ox_debug_event_signal(static_cast<int>(getpid())), 0);
-    ASSERT_TRUE(wait_for([] { return g_custom_calls.load() >= 1; }));
+    ASSERT_TRUE(eventually([] { return g_custom_calls.load() >= 1; }));
     regevent(OX_DEBUG_EVENT, previous);
     g_custom_calls.store(0);
     pid_t pid = fork();

@@ -15,18 +15,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
-#include "capture_fd.hpp"
 #include "cairn/diagnostics.h"
 #include "cairn/frame.h"
 #include "child_process.hpp"
-#include "debug_scope.hpp"
-#include "debug_text.hpp"
+#include "debug_capture.hpp"
 #include "diagnostics/oxprint/excepted_fds.hpp"
 #include "platform/alloc_testing.hpp"
 
-using cairn::testing::CaptureFd;
-using cairn::testing::DebugScope;
+using cairn::testing::debug_output;
 using cairn::testing::run_in_child;
 namespace oxp = cairn::oxprint;
 
@@ -79,24 +77,31 @@ protected:
 
 }  // namespace
 
-TEST_F(Output, ClassificationByModeFlagAndListAsData)
+TEST_F(Output, ClassificationByModeFlagListAndEnvironmentAsData)
 {
-    struct Case {
-        int32_t mode;
-        bool listed;
-        int user;
-    };
-    const Case cases[] = {{0, false, 1}, {0, true, 0}, {1, false, 0}, {1, true, 1}, {7, true, 1}};
+    // Each row: the mode, whether the stream is listed, and whether it is a user stream.
+    const std::tuple<int32_t, bool, int> cases[] = {
+        {0, false, 1}, {0, true, 0}, {1, false, 0}, {1, true, 1}, {7, true, 1}};
     int fd = fileno(file_);
-    for (const Case &c : cases) {
-        Mast_flag = c.mode;
-        if (c.listed)
+    for (auto [mode, listed, user] : cases) {
+        Mast_flag = mode;
+        if (listed)
             oxp::excepted_add(fd);
         else
             oxp::excepted_remove(fd);
-        EXPECT_EQ(is_user_fp(file_), c.user) << "mode " << c.mode << " listed " << c.listed;
+        EXPECT_EQ(is_user_fp(file_), user) << "mode " << mode << " listed " << listed;
     }
     EXPECT_EQ(is_user_fp(nullptr), 0);
+
+    // The caught-child variable sets the mode, each call incrementing it.
+    Mast_flag = 0;
+    setenv("BXR_CATCH_CHILD_STDOUT", "yes", 1);
+    EXPECT_STREQ(printby_utf8(), "yes");
+    EXPECT_STREQ(printby_utf8(), "yes");
+    EXPECT_EQ(Mast_flag, 2);
+    unsetenv("BXR_CATCH_CHILD_STDOUT");
+    EXPECT_EQ(printby_utf8(), nullptr);
+    EXPECT_EQ(Mast_flag, 0);
 }
 
 TEST_F(Output, Utf8AndUserCallsMoveTheDescriptorByMode)
@@ -125,24 +130,13 @@ TEST_F(Output, ListHoldsTenAndIgnoresDuplicates)
 {
     for (int fd = 100; fd < 110; ++fd)
         utf8_fd(fd);
-    utf8_fd(105);  // already present: nothing happens, no line
-    {
-        DebugScope debug(1, 0);
-        CaptureFd err(2);
-        utf8_fd(105);
-        EXPECT_EQ(err.text(), "");
-        utf8_fd(110);
-        EXPECT_EQ(cairn::testing::without_debug_prefixes(err.text()),
-                  "An unexpected error occured in file: oxprint, line: 152, message = \"Failed to "
-                  "add new Excepted File Descriptor.\"\n");
-    }
+    EXPECT_EQ(debug_output(1, 0, [] { utf8_fd(105); }), "") << "already present: no line";
+    EXPECT_EQ(debug_output(1, 0, [] { utf8_fd(110); }),
+              "An unexpected error occured in file: oxprint, line: 152, message = \"Failed to "
+              "add new Excepted File Descriptor.\"\n");
     EXPECT_FALSE(oxp::excepted_contains(110));
-    {
-        DebugScope quiet(0, 2);
-        CaptureFd err(2);
-        utf8_fd(111);
-        EXPECT_EQ(err.text(), "") << "the line needs level 1 or trace bit 1";
-    }
+    EXPECT_EQ(debug_output(0, 2, [] { utf8_fd(111); }), "")
+        << "the line needs level 1 or trace bit 1";
     // Removing one moves the later entries up and makes room again.
     user_fd(100);
     utf8_fd(110);
@@ -154,17 +148,6 @@ TEST_F(Output, ListHoldsTenAndIgnoresDuplicates)
     EXPECT_TRUE(oxp::excepted_contains(110));
     user_fd(110);
     EXPECT_FALSE(oxp::excepted_contains(110));
-}
-
-TEST_F(Output, PrintbyUtf8FollowsTheEnvironment)
-{
-    setenv("BXR_CATCH_CHILD_STDOUT", "yes", 1);
-    EXPECT_STREQ(printby_utf8(), "yes");
-    EXPECT_STREQ(printby_utf8(), "yes");
-    EXPECT_EQ(Mast_flag, 2) << "each call increments";
-    unsetenv("BXR_CATCH_CHILD_STDOUT");
-    EXPECT_EQ(printby_utf8(), nullptr);
-    EXPECT_EQ(Mast_flag, 0);
 }
 
 // With the variable set, standard output (not listed) turns into a UTF-8
@@ -333,7 +316,7 @@ int other_writer(FILE *, const char *, va_list) { return -7; }
 
 }  // namespace
 
-TEST_F(Output, WriterHookInstallAndClear)
+TEST_F(Output, WriterHookInstallClearAndWhatItSees)
 {
     ox_vfprintf_fn original = set_vfprintf(capturing_writer);
     ASSERT_NE(original, nullptr) << "the default writer";
@@ -350,27 +333,23 @@ TEST_F(Output, WriterHookInstallAndClear)
     utf8_fp(file_);
     EXPECT_EQ(ox_fprintf(file_, "%2$s%1$s", "b", "a"), 2);
     EXPECT_EQ(read_all(file_), "ab");
-}
 
-// A UTF-8 stream hands format and arguments to the hook unchanged; a
-// converted stream with a hook gets the UTF-8 text with "%s".
-TEST_F(Output, WriterHookSeesFormatOrText)
-{
+    // A UTF-8 stream hands format and arguments to the hook unchanged; a
+    // converted stream with a hook gets the UTF-8 text with "%s".
     REQUIRE_LATIN1();
     set_vfprintf(capturing_writer);
-    utf8_fp(file_);
     EXPECT_EQ(ox_fprintf(file_, "<%d:%s>", 5, kEAcuteUtf8), 1000 + 6);
     EXPECT_EQ(g_hook_format, "<%d:%s>");
     user_fp(file_);
     EXPECT_EQ(ox_fprintf(file_, "<%d:%s>", 6, kEAcuteUtf8), 1000 + 6);
     EXPECT_EQ(g_hook_format, "%s");
     EXPECT_EQ(g_hook_text, std::string("<6:") + kEAcuteUtf8 + ">") << "not converted for the hook";
-    EXPECT_EQ(read_all(file_), "") << "nothing reached the stream itself";
+    EXPECT_EQ(read_all(file_), "ab") << "nothing more reached the stream itself";
 }
 
 // Direct writes bypass stdio and append at the end of a disk file, also
 // when the descriptor's position is elsewhere.
-TEST_F(Output, DirectWritesSeekToTheEndOfAFile)
+TEST_F(Output, DirectWritesSeekToTheEndAndWriteLongTextAtOnce)
 {
     char path[] = "/tmp/cairn-usewrite-XXXXXX";
     int fd = mkstemp(path);
@@ -394,11 +373,9 @@ TEST_F(Output, DirectWritesSeekToTheEndOfAFile)
     EXPECT_EQ(read_all(f), "helloabc");
     std::fclose(f);
     unlink(path);
-}
 
-TEST_F(Output, DirectWritesOfLongTextAreOneWrite)
-{
-    auto result = run_in_child([] {
+    // Long text is one write, after what stdio buffered.
+    result = run_in_child([] {
         UseWrite(1);
         std::string text(70000, 'q');
         std::printf("before|");  // buffered stdio output goes first

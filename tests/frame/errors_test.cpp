@@ -15,6 +15,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <thread>
 
 #include "cairn/frame.h"
@@ -63,14 +64,9 @@ TEST(LastError, SetGetAndPerThread)
     EXPECT_EQ(ox_error_get_last(), OX_ENOENT);
 }
 
-TEST(LastError, MessagesByKind)
+TEST(LastError, MessagesByKindNetworkingRewriteAndBufferBounds)
 {
-    struct Case {
-        uint32_t code;
-        int kind;
-        std::string text;
-    };
-    const Case cases[] = {
+    const std::tuple<uint32_t, int, std::string> cases[] = {
         {ENOENT, OX_ERRKIND_ERRNO, std::strerror(ENOENT)},
         // Win32 texts lose their line break and carry the code in hexadecimal.
         {2, OX_ERRKIND_WIN32, "The system cannot find the file specified. (Win32 error 0x2)"},
@@ -89,14 +85,12 @@ TEST(LastError, MessagesByKind)
         {1, 0, "Unknown error"},
         {1, 17, "Unknown error"},
     };
-    for (const Case &c : cases) {
-        ox_error_set_last(c.code, c.kind);
-        EXPECT_EQ(message(), c.text) << c.code << " kind " << c.kind;
+    for (const auto &[code, kind, text] : cases) {
+        ox_error_set_last(code, kind);
+        EXPECT_EQ(message(), text) << code << " kind " << kind;
     }
-}
 
-TEST(LastError, NetworkingErrnoIsRewrittenToWinsock)
-{
+    // A networking errno is rewritten to Winsock.
     ox_error_set_last(ENODATA, OX_ERRKIND_ERRNO);
     // Kind 4 keeps the system's text as it is, line end included.
     EXPECT_EQ(message(),
@@ -116,10 +110,8 @@ TEST(LastError, NetworkingErrnoIsRewrittenToWinsock)
     EXPECT_EQ(message(), "The operation completed successfully.\r\n");
     EXPECT_EQ(ox_error_get_last_native(&kind), 0u);
     EXPECT_EQ(kind, OX_ERRKIND_WINSOCK);
-}
 
-TEST(LastError, MessageBufferBounds)
-{
+    // The message buffer's bounds.
     ox_error_set_last(5, OX_ERRKIND_WIN32);
     ox_error_get_message(nullptr, 100);  // must not crash
 
@@ -137,7 +129,7 @@ TEST(LastError, MessageBufferBounds)
     EXPECT_EQ(buf[6], 'x');
 }
 
-TEST(LastError, StrerrorLeavesTheLastErrorAlone)
+TEST(LastError, StrerrorLeavesItAloneRecordAllocationFailureLeavesNone)
 {
     ox_error_set_last(10060, OX_ERRKIND_WINSOCK);
     errno = EDOM;
@@ -160,10 +152,8 @@ TEST(LastError, StrerrorLeavesTheLastErrorAlone)
     const char *second = ox_strerror(EINVAL);
     EXPECT_EQ(first, second);
     EXPECT_STREQ(second, std::strerror(EINVAL));
-}
 
-TEST(LastError, RecordAllocationFailureLeavesNoLastError)
-{
+    // A failed allocation of the record leaves no last error.
     int before = -1, after = -1;
     std::thread fresh([&] {
         // The thread's library record is made first; the error record is
@@ -191,10 +181,7 @@ TEST(LastError, RecordAllocationFailureLeavesNoLastError)
 // properties of the whole table.
 TEST(SystemMessages, WellKnownCodesAndTheWholeTable)
 {
-    const struct {
-        uint32_t code;
-        const char *text;
-    } samples[] = {
+    const std::pair<uint32_t, const char *> samples[] = {
         {0, "The operation completed successfully.\r\n"},
         {5, "Access is denied.\r\n"},
         {193, "%1 is not a valid Win32 application.\r\n"},
@@ -203,10 +190,10 @@ TEST(SystemMessages, WellKnownCodesAndTheWholeTable)
         {10054, "An existing connection was forcibly closed by the remote host.\r\n"},
         {11001, "No such host is known.\r\n"},
     };
-    for (const auto &s : samples) {
-        const char *text = cairn::system_message_text(s.code);
-        ASSERT_NE(text, nullptr) << s.code;
-        EXPECT_STREQ(text, s.text) << s.code;
+    for (auto [code, want] : samples) {
+        const char *text = cairn::system_message_text(code);
+        ASSERT_NE(text, nullptr) << code;
+        EXPECT_STREQ(text, want) << code;
     }
     // Codes the platform does not define have no text.
     for (uint32_t code : {35u, 1300u, 0xFFFFFFFFu})
@@ -250,22 +237,16 @@ int mapped_count(T limit, F map)
 TEST(ErrorMapping, CodesAndErrnoRoundTrip)
 {
     EXPECT_EQ(OX_ERROR_CODE_COUNT, 86);
-    struct Row {
-        int code, to_errno;
-    };
-    for (Row r : {Row{OX_SUCCESS, 0},
-                  {OX_EUNKNOWN, 0},
-                  {OX_ENULL, 0},
-                  {3, E2BIG},
-                  {4, EACCES},
-                  {OX_EHOSTNOTFOUND, 0},
-                  {OX_EINVAL, EINVAL},
-                  {OX_ENORECOVERY, 0},
-                  {OX_ENOENT, ENOENT},
-                  {OX_ETIMEDOUT, ETIMEDOUT},
-                  {84, EXDEV},
-                  {OX_EPRIVATE, 0}})
-        EXPECT_EQ(ox_error_to_errno(r.code), r.to_errno) << "code " << r.code;
+    // Codes with an errno: the values themselves (the loop below checks
+    // only that they map back).
+    const std::pair<int, int> rows[] = {{3, E2BIG},
+                                        {4, EACCES},
+                                        {OX_EINVAL, EINVAL},
+                                        {OX_ENOENT, ENOENT},
+                                        {OX_ETIMEDOUT, ETIMEDOUT},
+                                        {84, EXDEV}};
+    for (auto [code, to_errno] : rows)
+        EXPECT_EQ(ox_error_to_errno(code), to_errno) << "code " << code;
     // Exactly these codes have no errno; every other one maps back to
     // itself, but for EALREADY, whose errno belongs to EINPROGRESS.
     const std::set<int> no_errno = {0, 1, 2, 13, 25, 39, 45, 67, 76, 83, 85};
@@ -296,13 +277,9 @@ TEST(ErrorMapping, CodesAndErrnoRoundTrip)
     EXPECT_EQ(ox_error_from_errno(EOPNOTSUPP), OX_ENOTSUP);
 }
 
-TEST(ErrorMapping, Win32AndWinsockRowsAndCounts)
+TEST(ErrorMapping, Win32WinsockAndResolverRowsAndCounts)
 {
-    struct Row {
-        uint32_t native;
-        int code;
-    };
-    const Row win32[] = {
+    const std::pair<uint32_t, int> win32[] = {
         {0, OX_SUCCESS},
         {1, OX_EINVAL},
         {5, OX_EACCES},
@@ -317,16 +294,16 @@ TEST(ErrorMapping, Win32AndWinsockRowsAndCounts)
         {99999, OX_EUNKNOWN},
         {0xFFFFFFFFu, OX_EUNKNOWN},
     };
-    for (Row r : win32)
-        EXPECT_EQ(ox_error_from_win32(r.native), r.code) << "win32 " << r.native;
-    const Row winsock[] = {
+    for (auto [native, code] : win32)
+        EXPECT_EQ(ox_error_from_win32(native), code) << "win32 " << native;
+    const std::pair<uint32_t, int> winsock[] = {
         {0, OX_SUCCESS},         {6, OX_EBADF},           {7, OX_EUNKNOWN},
         {10035, OX_EAGAIN},      {10036, OX_EINPROGRESS}, {10037, OX_EALREADY},
         {10091, OX_EAGAIN},      {10092, OX_ENOTSUP},     {11001, OX_EHOSTNOTFOUND},
         {11003, OX_ENORECOVERY}, {11004, OX_ENODATA},     {11005, OX_EUNKNOWN},
     };
-    for (Row r : winsock)
-        EXPECT_EQ(ox_error_from_winsock(r.native), r.code) << "winsock " << r.native;
+    for (auto [native, code] : winsock)
+        EXPECT_EQ(ox_error_from_winsock(native), code) << "winsock " << native;
     EXPECT_EQ(mapped_count(20000u, ox_error_from_win32), 87);
     EXPECT_EQ(mapped_count(20000u, ox_error_from_winsock), 47);
     for (uint32_t v = 0; v <= 20000; ++v) {
@@ -345,10 +322,8 @@ TEST(ErrorMapping, Win32AndWinsockRowsAndCounts)
         EXPECT_EQ(ox_error_from_native(v, OX_ERRKIND_VSS), OX_EUNKNOWN);
     EXPECT_EQ(ox_error_from_native(0, 0), OX_EUNKNOWN);
     EXPECT_EQ(ox_error_from_native(0, 6), OX_EUNKNOWN);
-}
 
-TEST(ErrorMapping, FromResolverByMeaning)
-{
+    // Resolver codes map by meaning.
     const std::map<int, int> expected = {
         {EAI_FAMILY, OX_EAFNOSUPPORT}, {EAI_AGAIN, OX_EAGAIN},
         {EAI_BADFLAGS, OX_EINVAL},     {EAI_SERVICE, OX_EINVAL},
@@ -363,10 +338,8 @@ TEST(ErrorMapping, FromResolverByMeaning)
         EXPECT_EQ(ox_error_from_resolver(eai), want) << "EAI " << eai;
         EXPECT_EQ(ox_error_from_native(static_cast<uint32_t>(eai), OX_ERRKIND_RESOLVER), want);
     }
-}
 
-TEST(ErrorMapping, ErrnoFromWin32StoresTheWin32Code)
-{
+    // The errno of a Win32 code stores the Win32 code.
     EXPECT_EQ(ox_errno_from_win32(5), EACCES);
     int kind = 0;
     EXPECT_EQ(ox_error_get_last_native(&kind), 5u);
@@ -383,7 +356,7 @@ struct TypeRow {
     const char *last_text;  // nullptr: not checked
 };
 
-TEST(Errinfo, BuiltInTypesAsData)
+TEST(Errinfo, BuiltInTypesAsDataAndRegistering)
 {
     const TypeRow rows[] = {
         {1, "SYSTEM", 1, "Unknown error"},
@@ -425,10 +398,8 @@ TEST(Errinfo, BuiltInTypesAsData)
     EXPECT_STREQ(cairn::err_type_lookup(4, 0).text, "Unknown error");
     EXPECT_STREQ(cairn::err_severity_name(5), "critical");
     EXPECT_STREQ(cairn::err_severity_name(6), "info");
-}
 
-TEST(Errinfo, SetTypeCopiesCutsAndReplaces)
-{
+    // Registering a type copies, cuts and replaces.
     std::string long_name(200, 'n');
     char first[] = "1234:Disk full";
     const char *texts[] = {"Fine", first, nullptr};
@@ -506,7 +477,7 @@ struct SevenRow {
     const char *text;
 };
 
-TEST(Errinfo, ComposedNumbersAndTextsAsData)
+TEST(Errinfo, ComposedNumbersSetKindsAndKeepingRecords)
 {
     char busy[1024];
     std::snprintf(busy, sizeof busy, "%s", ox_strerror(16));
@@ -537,10 +508,8 @@ TEST(Errinfo, ComposedNumbersAndTextsAsData)
     msg_t *given = err_setall(3, 4, 5, "own text");
     EXPECT_EQ(given->err.number, 34005);
     EXPECT_STREQ(given->text, "own text");
-}
 
-TEST(Errinfo, SetKindsAndKeepingRecords)
-{
+    // The setting calls, and keeping records.
     const char *texts[] = {"ok", "4711:Tape jammed"};
     const int sev[] = {1, 4};
     ASSERT_EQ(err_settype(7, 1, "TAPE", texts, sev), 0);
@@ -581,7 +550,7 @@ TEST(Errinfo, SetKindsAndKeepingRecords)
     EXPECT_EQ(err_setall(1, 0, 4, nullptr)->err.number, 13004);
 }
 
-TEST(Errinfo, SaveOverwritesWithADebugLineAndPrintWarns)
+TEST(Errinfo, SaveOverwritesWithADebugLinePrintWarnsStateEndsWithTheThread)
 {
     auto child = run_in_child([] {
         ox_set_progname("prog");
@@ -603,10 +572,8 @@ TEST(Errinfo, SaveOverwritesWithADebugLineAndPrintWarns)
         << child.err;
     EXPECT_EQ(child.err.find("tmperr <second>"), std::string::npos);
     EXPECT_NE(child.err.find("13002:prog: second"), std::string::npos);
-}
 
-TEST(Errinfo, ThreadStateEndsWithTheThread)
-{
+    // The thread's state ends with the thread.
     // Under the sanitizers a leak of a thread's records fails the run.
     std::thread([] {
         err_setall(1, 0, 2, nullptr);

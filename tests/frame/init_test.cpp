@@ -75,7 +75,7 @@ protected:
     std::string root_;
 };
 
-TEST_F(Init, BinDirectoryGivesItsParent)
+TEST_F(Init, BinDirectoryGivesItsParentDirectoriesByLayoutOriginProbe)
 {
     ProbeRun r = run("X/bxr/bin/Prog.Tool.exe", "bxr-fr");
     ASSERT_EQ(WEXITSTATUS(r.status), 0) << r.err;
@@ -97,12 +97,9 @@ TEST_F(Init, BinDirectoryGivesItsParent)
     // directory and subdirectory given.
     EXPECT_EQ(r.values["fips"], app + "/bin");
     EXPECT_EQ(r.values["fips_given"], "/opt/x/lib64");
-}
 
-// Where the directories come from, by layout: "@" stands for the test's
-// root directory.
-TEST_F(Init, DirectoriesByLayoutAsData)
-{
+    // Where the directories come from, by layout: "@" stands for the test's
+    // root directory.
     struct Case {
         const char *copy_to, *name, *env, *key, *want;
     };
@@ -121,17 +118,14 @@ TEST_F(Init, DirectoriesByLayoutAsData)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.copy_to) + " " + c.env);
-        ProbeRun r = run(c.copy_to, c.name, c.env);
-        EXPECT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+        ProbeRun probe = run(c.copy_to, c.name, c.env);
+        EXPECT_EQ(WEXITSTATUS(probe.status), 0) << probe.err;
         std::string want = c.want[0] == '@' ? root_ + (c.want + 1) : c.want;
-        EXPECT_EQ(r.values[c.key], want);
+        EXPECT_EQ(probe.values[c.key], want);
     }
-}
 
-// The origin probe for install scripts tells where the program runs from,
-// and with "quit" ends before printing anything.
-TEST_F(Init, OriginProbeForInstallScripts)
-{
+    // The origin probe for install scripts tells where the program runs from,
+    // and with "quit" ends before printing anything.
     ProbeRun shown = run("X/bxr/bin/prog", "bxr", "BXR_PRINT_ORIGIN=1");
     EXPECT_NE(shown.err.find("' is `" + root_ + "/X/bxr/bin/'"), std::string::npos) << shown.err;
     ProbeRun quit = run("X/bxr/bin/prog", "bxr", "BXR_PRINT_ORIGIN=quit");
@@ -141,7 +135,7 @@ TEST_F(Init, OriginProbeForInstallScripts)
 
 // A second call redoes only the cheap steps; oxinit returns the product and
 // the ids are captured.
-TEST(InitInProcess, SecondCallAndSavedValues)
+TEST(InitInProcess, SecondCallSavedValuesAndProductInfo)
 {
     auto r = cairn::testing::run_in_child([] {
         char arg0[] = "/some/where/First.exe";
@@ -170,10 +164,8 @@ TEST(InitInProcess, SecondCallAndSavedValues)
             ruid == getuid() && euid == geteuid() && rgid == getgid() && egid == getegid() ? 0 : 3);
     });
     EXPECT_EQ(r.exit_code, 0) << r.err;
-}
 
-TEST(ProductInfo, ValuesAndPrintedLines)
-{
+    // The product's values and printed lines.
     EXPECT_STREQ(ox_product_get_string(), "Quillmark");
     EXPECT_STREQ(ox_product_get_value("Product"), "Quillmark");
     EXPECT_STREQ(ox_product_get_value("Build number"), "1");
@@ -181,7 +173,7 @@ TEST(ProductInfo, ValuesAndPrintedLines)
               std::string(ox_product_get_value("Release")).size() - 8);
     EXPECT_STREQ(ox_product_get_value("No such key"), "");
     EXPECT_STREQ(ox_product_get_value(nullptr), "");
-    auto r = cairn::testing::run_in_child([] { oxprint_productinfo(); });
+    r = cairn::testing::run_in_child([] { oxprint_productinfo(); });
     EXPECT_EQ(r.err.rfind("@(#) Product:      Quillmark\n", 0), 0u) << r.err;
     int lines = 0;
     for (char c : r.err)
@@ -192,7 +184,7 @@ TEST(ProductInfo, ValuesAndPrintedLines)
 // Arguments that are already UTF-8 keep every byte in the C locale (where
 // services and cron jobs run) and in a UTF-8 locale, characters above
 // U+FFFF included; bytes that are not UTF-8 still read as unknown.
-TEST(Utf8Argv, Utf8ArgumentsPassThroughInCAndUtf8Locales)
+TEST(Utf8Argv, PassesUtf8ThroughAndConvertsFromTheLocaleIntoOneBuffer)
 {
     for (const char *locale : {"C", "C.UTF-8", "en_US.UTF-8"}) {
         auto r = cairn::testing::run_in_child([locale] {
@@ -211,11 +203,9 @@ TEST(Utf8Argv, Utf8ArgumentsPassThroughInCAndUtf8Locales)
         EXPECT_EQ(r.exit_code, 0) << locale;
         EXPECT_EQ(r.out, "caf\xc3\xa9|\xf0\x9f\x98\x80x|?t?") << locale;
     }
-}
 
-TEST(Utf8Argv, ConvertsFromTheLocaleIntoOneBuffer)
-{
-    auto r = cairn::testing::run_in_child([] {
+    // Arguments in a Latin-1 locale are converted into one buffer.
+    auto latin1 = cairn::testing::run_in_child([] {
         if (!std::setlocale(LC_CTYPE, "en_US.ISO-8859-1"))
             std::exit(3);  // locale missing
         char a0[] = "prog", a1[] = "caf\xe9";
@@ -227,14 +217,13 @@ TEST(Utf8Argv, ConvertsFromTheLocaleIntoOneBuffer)
         utf8_argv(0, nullptr, nullptr);  // nothing to do
         std::exit(ok ? 0 : 1);
     });
-    EXPECT_EQ(r.exit_code, 0);
+    EXPECT_EQ(latin1.exit_code, 0);
 }
 
-TEST(Environment, ReturnedValuesStayValidAcrossChanges)
+TEST(Environment, ValuesStayValidUnsetOnesAreNotCachedPutenvUpdatesTheSnapshot)
 {
     ASSERT_EQ(ox_putenv("CAIRN_T_A=first"), 0);
     const char *first = ox_getenv("CAIRN_T_A");
-    ASSERT_NE(first, nullptr);
     EXPECT_STREQ(first, "first");
     EXPECT_EQ(ox_getenv("CAIRN_T_A"), first);  // cached
     ASSERT_EQ(ox_putenv("CAIRN_T_A=second"), 0);
@@ -246,19 +235,15 @@ TEST(Environment, ReturnedValuesStayValidAcrossChanges)
     ASSERT_EQ(ox_putenv("CAIRN_T_A="), 0);
     EXPECT_EQ(ox_getenv("CAIRN_T_A"), nullptr);
     EXPECT_STREQ(second, "second");
-}
 
-TEST(Environment, UnsetVariablesAreNotCached)
-{
+    // Unset variables are not cached.
     unsetenv("CAIRN_T_B");
     EXPECT_EQ(ox_getenv("CAIRN_T_B"), nullptr);
     setenv("CAIRN_T_B", "now", 1);
     EXPECT_STREQ(ox_getenv("CAIRN_T_B"), "now");
     EXPECT_EQ(ox_getenv(nullptr), nullptr);
-}
 
-TEST(Environment, PutenvUpdatesTheSnapshotAndRejectsBadAssignments)
-{
+    // ox_putenv updates the snapshot and rejects bad assignments.
     cairn::environment_snapshot_take();
     int before = cairn::environment_snapshot_size();
     ASSERT_EQ(ox_putenv("CAIRN_T_C=1"), 0);
@@ -281,7 +266,7 @@ struct UlongCase {
     unsigned long want;
 };
 
-TEST(Environment, GetenvUlongRules)
+TEST(Environment, GetenvUlongRulesAndMalformedSpecs)
 {
     const UlongCase cases[] = {
         {nullptr, "CAIRN_T_X=100,1:50", 0, 50},
@@ -302,19 +287,13 @@ TEST(Environment, GetenvUlongRules)
         {"abc", "CAIRN_T_X=1,0:*", 0, 0},
     };
     for (const auto &c : cases) {
-        if (c.value)
-            ox_putenv((std::string("CAIRN_T_X=") + c.value).c_str());
-        else
-            ox_putenv("CAIRN_T_X=");
+        ox_putenv((std::string("CAIRN_T_X=") + (c.value ? c.value : "")).c_str());  // "": unset
         EXPECT_EQ(ox_getenv_ulong(c.spec, c.base), c.want)
             << (c.value ? c.value : "(unset)") << " " << c.spec << " " << c.base;
     }
-}
 
-// In children: a malformed spec aborts with its line; at level 2 the
-// result is told.
-TEST(Environment, GetenvUlongAbortsOnAMalformedSpecAndTellsItsResult)
-{
+    // In children: a malformed spec aborts with its line; at level 2 the
+    // result is told.
     for (const char *spec : {"CAIRN_T_X=5", "=5,1:2", "CAIRN_T_X"}) {
         auto r = cairn::testing::run_in_child([spec] { ox_getenv_ulong(spec, 1); });
         EXPECT_EQ(r.signal, SIGABRT) << spec;
@@ -339,7 +318,7 @@ std::string progname(int n = 64)
 }
 
 // Before any name it is the pid; the control path is empty until set.
-TEST(ProgramName, DefaultsInAFreshProcess)
+TEST(ProgramName, DefaultsBaseNameBoundsAndArgv0)
 {
     auto r = cairn::testing::run_in_child([] {
         std::string want = "(pid " + std::to_string(getpid()) + ")";
@@ -351,22 +330,17 @@ TEST(ProgramName, DefaultsInAFreshProcess)
         std::exit(std::string(cairn::debug_control_path()) == "/opt/bxr/tmp/oxdbg.tmp" ? 0 : 3);
     });
     EXPECT_EQ(r.exit_code, 0);
-}
 
-TEST(ProgramName, BaseNameCutAtTheFirstDotInLowerCaseAndBounds)
-{
-    const struct {
-        const char *argv0;
-        const char *name;
-    } cases[] = {
+    // The base name, cut at the first dot, in lower case; bounds.
+    const std::pair<const char *, const char *> cases[] = {
         {"C:\\dir\\Backup.Tool.EXE", "backup"},
         {"/usr/sbin/StorageD", "storaged"},
         {"relative/dir/cli.sh", "cli"},
         {"/bin/longername", "longername"},
     };
-    for (const auto &c : cases) {
-        ox_set_progname(c.argv0);
-        EXPECT_EQ(progname(), c.name) << c.argv0;
+    for (auto [argv0, name] : cases) {
+        ox_set_progname(argv0);
+        EXPECT_EQ(progname(), name) << argv0;
     }
     // NULL and empty leave the name as it was.
     ox_set_progname(nullptr);
@@ -377,13 +351,10 @@ TEST(ProgramName, BaseNameCutAtTheFirstDotInLowerCaseAndBounds)
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
     char buf[4];
     EXPECT_EQ(ox_get_progname(buf, 0), nullptr);
-}
 
-// Every argv[0] text handed out stays readable for the life of the process,
-// however often ox_find_installdir() records a new one (AddressSanitizer
-// reports a use after free otherwise).
-TEST(Argv0, TextsHandedOutStayValid)
-{
+    // Every argv[0] text handed out stays readable for the life of the process,
+    // however often ox_find_installdir() records a new one (AddressSanitizer
+    // reports a use after free otherwise).
     ox_set_argv0("/opt/first/bin/prog");
     const char *first = ox_get_argv0();
     ASSERT_NE(first, nullptr);
@@ -501,7 +472,7 @@ const Case kCases[] = {
      0, "", "C"},
 };
 
-TEST(ExitHandlers, RunOrderExitPathsAndDisablingAsData)
+TEST(ExitHandlers, RunOrderExitPathsDisablingAsDataAndNullHandlers)
 {
     char name[] = "/tmp/cairn-exit-XXXXXX";
     g_fd = mkstemp(name);
@@ -519,10 +490,8 @@ TEST(ExitHandlers, RunOrderExitPathsAndDisablingAsData)
     }
     close(g_fd);
     unlink(name);
-}
 
-TEST(ExitHandlers, NullHandlers)
-{
+    // Null handlers are refused.
     EXPECT_EQ(ox_atexit(nullptr), OX_ENULL);
     EXPECT_EQ(ox_unatexit(nullptr), OX_ENULL);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);

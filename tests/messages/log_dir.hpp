@@ -1,5 +1,5 @@
-// A fresh directory for message logs, removed with everything in it, and
-// the lines of one log file.
+// A fresh directory for a test's files (message logs, debug logs, value
+// files), removed with everything in it, and the lines of one file.
 #pragma once
 
 #include <stdlib.h>
