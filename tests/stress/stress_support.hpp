@@ -8,12 +8,11 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -43,9 +42,8 @@ inline int ops(int full = 100000)
 class Watchdog {
 public:
     explicit Watchdog(int seconds)
-        : thread_([this, seconds] {
-              std::unique_lock<std::mutex> lock(m_);
-              if (!cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
+        : thread_([done = done_.get_future(), seconds] {
+              if (done.wait_for(std::chrono::seconds(seconds)) == std::future_status::timeout) {
                   std::fprintf(stderr, "stress: %s hung for %d s\n",
                                ::testing::UnitTest::GetInstance()->current_test_info()->name(),
                                seconds);
@@ -56,18 +54,12 @@ public:
     {}
     ~Watchdog()
     {
-        {
-            std::lock_guard<std::mutex> lock(m_);
-            done_ = true;
-        }
-        cv_.notify_all();
+        done_.set_value();
         thread_.join();
     }
 
 private:
-    std::mutex m_;
-    std::condition_variable cv_;
-    bool done_ = false;
+    std::promise<void> done_;
     std::thread thread_;
 };
 
