@@ -111,4 +111,4 @@ TEST(Cond, SignalWakesOneCountedWaiter)
 }
 
 // A waiter cancelled inside ox_cond_wait is checked with the other cancelled
-// waits (ThreadCancel).
+// waits (StressCancel).

@@ -1,12 +1,17 @@
-// Cancels of threads blocked in every kind of library wait, at random
-// moments: each victim ends with exit code 1 and leaves the object it waited
-// on as if it had never waited.
+// Cancels of threads blocked in every kind of library wait, once they sleep
+// in it and at random moments: each victim ends with exit code 1 through
+// its clean-up entries and storage destructors, and leaves the object it
+// waited on as if it had never waited (its wait list empty again).
 #include "stress_support.hpp"
 
 #include <sys/time.h>
 
 #include "cairn/containers.h"
 #include "cairn/frame.h"
+#include "concurrency/rwlock_handle.hpp"
+#include "concurrency/sync_handles.hpp"
+#include "concurrency/thread_object.hpp"
+#include "platform/sync_object.hpp"
 
 namespace cairn::stress {
 namespace {
@@ -22,7 +27,11 @@ struct Scene {
     ox_event *release = ox_event_new();  // ends the joined thread and callbacks
     ox_thread *joined = nullptr;
     ox_list *list = ox_list_new(nullptr, nullptr, nullptr, nullptr, 0);
+    ox_eventqueue *queue = ox_eventqueue_new(nullptr);
+    ox_threadstorage *key =
+        ox_threadstorage_new([](void *s) { ++static_cast<Scene *>(s)->destructed; });
     std::atomic<int> cleanups{0};
+    std::atomic<int> destructed{0};
 
     Scene()
     {
@@ -42,6 +51,8 @@ struct Scene {
         ox_mtx_destroy(cond_mtx);
         ox_cond_destroy(cond);
         ox_list_destroy(list);
+        ox_eventqueue_destroy(queue);
+        ox_threadstorage_destroy(key);
     }
 };
 
@@ -57,6 +68,8 @@ void wait_in_callback(void *, void *arg) { ox_event_wait(static_cast<Scene *>(ar
 
 void release_rwlock_and_check(Scene &s)
 {
+    EXPECT_EQ(s.rw->entry->queued.load(), 0);
+    EXPECT_EQ(s.rw->no_readers->queued.load(), 0);
     ASSERT_EQ(ox_rwlock_unlock(s.rw), 0);
     EXPECT_EQ(ox_rwlock_read_trylock(s.rw), 0);  // no writer left pending
     EXPECT_EQ(ox_rwlock_unlock(s.rw), 0);
@@ -66,9 +79,15 @@ void release_rwlock_and_check(Scene &s)
 
 void nothing(Scene &) {}
 
+void check_event(Scene &s)  // a signal is kept for the next waiter, not swallowed
+{
+    ASSERT_EQ(ox_event_signal(s.event), 0);
+    EXPECT_EQ(ox_event_timedwait(s.event, 0), 0);
+}
+
 // Per kind of wait: what the test thread holds so that the victim blocks,
 // one round of the victim's wait, and the check that the victim left
-// nothing behind.
+// nothing behind.  The last kinds never sleep in a wait.
 struct Kind {
     const char *name;
     void (*hold)(Scene &);
@@ -83,15 +102,13 @@ const Kind kKinds[] = {
              ox_mutex_unlock(s.mutex);
      },
      [](Scene &s) {  // the dead waiter was not handed the mutex
+         EXPECT_EQ(s.mutex->handle->queued.load(), 0);
          ASSERT_EQ(ox_mutex_unlock(s.mutex), 0);
          EXPECT_EQ(ox_mutex_trylock(s.mutex), 0);
          EXPECT_EQ(ox_mutex_unlock(s.mutex), 0);
      }},
-    {"event", nothing, [](Scene &s) { ox_event_wait(s.event); },
-     [](Scene &s) {  // a signal is kept for the next waiter, not swallowed
-         ASSERT_EQ(ox_event_signal(s.event), 0);
-         EXPECT_EQ(ox_event_timedwait(s.event, 0), 0);
-     }},
+    {"event", nothing, [](Scene &s) { ox_event_wait(s.event); }, check_event},
+    {"event timed", nothing, [](Scene &s) { ox_event_timedwait(s.event, 600000); }, check_event},
     {"semaphore", nothing,
      [](Scene &s) {
          if (ox_semaphore_wait(s.semaphore) == 0)
@@ -163,8 +180,29 @@ const Kind kKinds[] = {
          EXPECT_EQ(data, &s);
          EXPECT_EQ(ox_list_size(s.list), 1);
      }},
+    {"event queue", nothing,
+     [](Scene &s) {
+         void *out = nullptr;
+         ox_eventqueue_pop(s.queue, &out);
+     },
+     [](Scene &s) {  // no interrupt kept for the next pop
+         EXPECT_EQ(ox_eventqueue_signal(s.queue), 0);
+         ASSERT_EQ(ox_eventqueue_push(s.queue, &s), 0);
+         void *out = nullptr;
+         EXPECT_EQ(ox_eventqueue_timedpop(s.queue, 1000, &out), 0);
+         EXPECT_EQ(out, &s);
+     }},
+    {"test_cancel", nothing, [](Scene &) { ox_thread_test_cancel(); }, nothing},
 };
-const Kind &kForeach = kKinds[9];
+const Kind &kForeach = kKinds[10];
+const Kind &kNeverSleeps = kKinds[12];
+
+// Whether the thread sleeps in the wait core now.
+bool parked(ox_thread *t)
+{
+    cairn::CriticalSectionLock hold(*t->lock);
+    return t->record != nullptr && t->record->park.load() == 1;
+}
 
 struct Victim {
     Scene *scene;
@@ -176,6 +214,7 @@ uint32_t victim_main(void *arg)
 {
     auto *v = static_cast<Victim *>(arg);
     ox_thread_cleanup_push([](void *s) { ++static_cast<Scene *>(s)->cleanups; }, v->scene);
+    ox_threadstorage_set(v->scene->key, v->scene);
     v->running.store(true);
     for (;;)  // only a cancel ends this thread
         v->kind->block(*v->scene);
@@ -195,13 +234,18 @@ TEST(StressCancel, VictimsInEveryKindOfWait)
             Victim v{&s, &kind, {}};
             ox_thread *t = ox_thread_new(victim_main, &v);
             ASSERT_NE(t, nullptr);
-            int before = s.cleanups.load();
+            int before = s.cleanups.load(), destructed = s.destructed.load();
             ASSERT_EQ(ox_thread_start(t), 0);
             while (!v.running.load())  // a cancel needs a running thread
                 std::this_thread::yield();
-            // Cancel before, during or after the victim starts to wait: it
-            // ends at its next alertable wait in every case.
-            for (uint32_t spin = rng.below(20000); spin > 0; --spin)
+            // Even rounds cancel a victim that sleeps in its wait; odd ones
+            // before, during or after it starts to wait: it ends at its next
+            // alertable wait in every case.
+            if (round % 2 == 0 && &kind < &kNeverSleeps) {
+                while (!parked(t))
+                    std::this_thread::yield();
+            }
+            for (uint32_t spin = round % 2 ? rng.below(20000) : 0; spin > 0; --spin)
                 std::atomic_signal_fence(std::memory_order_seq_cst);
             ASSERT_EQ(ox_thread_cancel(t), 0);
             if (&kind == &kForeach) {
@@ -213,6 +257,8 @@ TEST(StressCancel, VictimsInEveryKindOfWait)
             ASSERT_EQ(ox_thread_join(t, &code), 0);
             EXPECT_EQ(code, 1u);
             EXPECT_EQ(s.cleanups.load(), before + 1);
+            EXPECT_EQ(s.destructed.load(), destructed + 1);
+            EXPECT_EQ(ox_thread_cancel(t), OX_ESRCH);  // joined: nothing to cancel
             EXPECT_EQ(ox_thread_destroy(t), 0);
             // The callback may have been released after the cancel took effect
             // elsewhere: consume a leftover signal.
