@@ -32,6 +32,7 @@ struct Scene {
         ox_threadstorage_new([](void *s) { ++static_cast<Scene *>(s)->destructed; });
     std::atomic<int> cleanups{0};
     std::atomic<int> destructed{0};
+    std::atomic<int> foreach_returned{0};
 
     Scene()
     {
@@ -171,6 +172,7 @@ const Kind kKinds[] = {
     {"foreach callback", nothing,
      [](Scene &s) {
          ox_list_foreach(s.list, wait_in_callback, &s);
+         ++s.foreach_returned;
          ox_thread_test_cancel();
      },
      [](Scene &s) {  // the list is not left locked by a dead thread
@@ -235,6 +237,7 @@ TEST(StressCancel, VictimsInEveryKindOfWait)
             ox_thread *t = ox_thread_new(victim_main, &v);
             ASSERT_NE(t, nullptr);
             int before = s.cleanups.load(), destructed = s.destructed.load();
+            int foreach_returned = s.foreach_returned.load();
             ASSERT_EQ(ox_thread_start(t), 0);
             while (!v.running.load())  // a cancel needs a running thread
                 std::this_thread::yield();
@@ -251,6 +254,9 @@ TEST(StressCancel, VictimsInEveryKindOfWait)
             if (&kind == &kForeach) {
                 // The cancel waits for the callback; let it return.
                 ox_thread_sleep(rng.below(3));
+                if (round % 2 == 0) {
+                    EXPECT_EQ(ox_thread_tryjoin(t, nullptr), OX_EBUSY);
+                }
                 ASSERT_EQ(ox_event_signal(s.release), 0);
             }
             uint32_t code = 0;
@@ -258,6 +264,11 @@ TEST(StressCancel, VictimsInEveryKindOfWait)
             EXPECT_EQ(code, 1u);
             EXPECT_EQ(s.cleanups.load(), before + 1);
             EXPECT_EQ(s.destructed.load(), destructed + 1);
+            if (&kind == &kForeach && round % 2 == 0) {
+                // Cancelled inside the callback, under the list's lock: the
+                // cancel waited for the foreach to return.
+                EXPECT_EQ(s.foreach_returned.load(), foreach_returned + 1);
+            }
             EXPECT_EQ(ox_thread_cancel(t), OX_ESRCH);  // joined: nothing to cancel
             EXPECT_EQ(ox_thread_destroy(t), 0);
             // The callback may have been released after the cancel took effect
