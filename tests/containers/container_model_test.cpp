@@ -79,6 +79,18 @@ struct ListModel {
         }
         elems.erase(elems.begin() + i);
     }
+    // The result of removing element i (-1: none): it goes, its data handed
+    // out, unless the try form meets it busy.
+    int removal(int i, bool try_only, intptr_t *data)
+    {
+        if (i < 0)
+            return 49;
+        if (try_only && busy(i))
+            return 12;
+        *data = elems[i].data;
+        remove(i);
+        return 0;
+    }
     int step(ModelIter &it, bool forward, intptr_t *out)
     {
         it.direction = forward ? 1 : 2;
@@ -132,37 +144,17 @@ TEST(ContainerModel, ListAgainstModel)
             break;
         }
         case 4:
-        case 5: {
-            bool try_only = op == 5;
-            int rc = try_only ? ox_list_try_remove_index(list, pos, &out)
-                              : ox_list_remove_index(list, pos, &out);
-            if (pos < 1 || pos > n) {
-                ASSERT_EQ(rc, 49);
-            } else if (try_only && m.busy(pos - 1)) {
-                ASSERT_EQ(rc, 12);
-                ASSERT_EQ(out, nullptr);
-            } else {
-                ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), m.elems[pos - 1].data);
-                m.remove(pos - 1);
-            }
-            break;
-        }
+        case 5:
         case 6:
         case 7: {
-            bool try_only = op == 7;
-            int rc = try_only ? ox_list_try_remove_node(list, ptr(key), &out)
-                              : ox_list_remove_node(list, ptr(key), &out);
-            int i = m.find_key(key);
-            if (i < 0) {
-                ASSERT_EQ(rc, 49);
-            } else if (try_only && m.busy(i)) {
-                ASSERT_EQ(rc, 12);
-            } else {
-                ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), m.elems[i].data);
-                m.remove(i);
-            }
+            bool try_only = op % 2, by_index = op < 6;
+            int i = by_index ? (pos >= 1 && pos <= n ? pos - 1 : -1) : m.find_key(key);
+            int rc = by_index ? (try_only ? ox_list_try_remove_index(list, pos, &out)
+                                          : ox_list_remove_index(list, pos, &out))
+                              : (try_only ? ox_list_try_remove_node(list, ptr(key), &out)
+                                          : ox_list_remove_node(list, ptr(key), &out));
+            ASSERT_EQ(rc, m.removal(i, try_only, &want));
+            ASSERT_EQ(val(out), want);
             break;
         }
         case 8: {
@@ -298,6 +290,17 @@ struct ArrayModel {
         slots[s].reset();
         free_chain.push_back(s);
     }
+    // The result of removing slot s (-1: none), as for lists.
+    int removal(int s, bool try_only, intptr_t *data)
+    {
+        if (s < 0)
+            return 49;
+        if (try_only && busy(s))
+            return 12;
+        *data = slots[s]->data;
+        remove(s);
+        return 0;
+    }
     int step(ModelIter &it, bool forward)
     {
         it.direction = forward ? 1 : 2;
@@ -366,30 +369,18 @@ TEST(ContainerModel, ArrayAgainstModel)
                 if (ok)
                     m.slots[slot]->refs = std::max(0, m.slots[slot]->refs - 1);
             }
-        } else if (op < 12) {
-            int s = m.slot_of_key(key);
-            bool try_only = op >= 10, binary = op % 2;
-            int rc = try_only ? (binary ? ox_array_try_remove_node_b(array, ptr(key), &out)
-                                        : ox_array_try_remove_node(array, ptr(key), &out))
-                              : (binary ? ox_array_remove_node_b(array, ptr(key), &out)
-                                        : ox_array_remove_node(array, ptr(key), &out));
-            if (s < 0) {
-                ASSERT_EQ(rc, 49);
-            } else if (try_only && m.busy(s)) {
-                ASSERT_EQ(rc, 12);
-            } else {
-                ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), m.slots[s]->data);
-                m.remove(s);
-            }
-        } else if (op == 12) {
-            bool ok = slot >= 0 && slot < static_cast<int>(m.slots.size()) && m.slots[slot];
-            int rc = ox_array_remove_index(array, slot, &out);
-            ASSERT_EQ(rc, ok ? 0 : 49);
-            if (ok) {
-                ASSERT_EQ(val(out), m.slots[slot]->data);
-                m.remove(slot);
-            }
+        } else if (op < 13) {
+            bool try_only = op == 10 || op == 11, binary = op % 2, by_slot = op == 12;
+            bool used = slot >= 0 && slot < static_cast<int>(m.slots.size()) && m.slots[slot];
+            int s = by_slot ? (used ? slot : -1) : m.slot_of_key(key);
+            int rc = by_slot    ? ox_array_remove_index(array, slot, &out)
+                     : try_only ? (binary ? ox_array_try_remove_node_b(array, ptr(key), &out)
+                                          : ox_array_try_remove_node(array, ptr(key), &out))
+                                : (binary ? ox_array_remove_node_b(array, ptr(key), &out)
+                                          : ox_array_remove_node(array, ptr(key), &out));
+            intptr_t want = 0;
+            ASSERT_EQ(rc, m.removal(s, try_only, &want));
+            ASSERT_EQ(val(out), want);
         } else {
             int k = static_cast<int>(rng() % 2);
             ModelIter &mi = m.iters[k];
