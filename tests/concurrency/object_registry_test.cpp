@@ -175,35 +175,7 @@ TEST(ObjectRegistry, DyingObjectCannotBeReferencedAgain)
     EXPECT_EQ(ox_object_reference(&o), OX_ENOENT);
 }
 
-TEST(ObjectRegistry, ConcurrentRegistrationsGetDistinctSlots)
-{
-    constexpr int kThreads = 4, kPerThread = 500;
-    std::vector<std::vector<Obj>> objs(kThreads, std::vector<Obj>(kPerThread));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([&, t] {
-            for (int round = 0; round < 4; ++round) {
-                for (auto &o : objs[t])
-                    register_obj(o);
-                if (round < 3)
-                    for (auto &o : objs[t])
-                        _ox_object_unreference(&o);
-            }
-        });
-    for (auto &t : threads)
-        t.join();
-    std::set<int> slots;
-    for (auto &row : objs)
-        for (auto &o : row) {
-            EXPECT_TRUE(slots.insert(o.header.index).second) << "slot " << o.header.index;
-            EXPECT_EQ(ox_object_reference(&o), 0);
-        }
-    for (auto &row : objs)
-        for (auto &o : row) {
-            EXPECT_EQ(_ox_object_unreference(&o), 1);
-            EXPECT_EQ(_ox_object_unreference(&o), 0);
-        }
-}
+// Registrations from many threads at once are checked by StressRegistry.
 
 TEST(FreeSlotIndex, MatchesAnOrderedSetModel)
 {
