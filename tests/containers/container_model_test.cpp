@@ -173,21 +173,13 @@ TEST(ContainerModel, ListAgainstModel)
             }
             break;
         }
-        case 9: {
-            int i = m.find_key(key);
-            ASSERT_EQ(ox_list_find(list, ptr(key), &out), i < 0 ? 49 : 0);
-            if (i >= 0) {
-                ASSERT_EQ(val(out), m.elems[i].data);
-            }
-            ASSERT_EQ(ox_list_index(list, ptr(key)), i + 1);
-            break;
-        }
+        case 9:
         case 10: {
-            int rc = ox_list_nth(list, pos, &out);
-            ASSERT_EQ(rc, pos >= 1 && pos <= n ? 0 : 49);
-            if (rc == 0) {
-                ASSERT_EQ(val(out), m.elems[pos - 1].data);
-            }
+            int i = op == 9 ? m.find_key(key) : pos >= 1 && pos <= n ? pos - 1 : -1;
+            int rc = op == 9 ? ox_list_find(list, ptr(key), &out) : ox_list_nth(list, pos, &out);
+            ASSERT_EQ(rc, i < 0 ? 49 : 0);
+            ASSERT_EQ(val(out), i < 0 ? 0 : m.elems[i].data);
+            ASSERT_EQ(ox_list_index(list, ptr(key)), m.find_key(key) + 1);
             break;
         }
         default: {  // iterator steps
@@ -195,16 +187,11 @@ TEST(ContainerModel, ListAgainstModel)
             ModelIter &mi = m.iters[k];
             int which = static_cast<int>(rng() % 5);
             int rc;
-            if (which == 0) {
-                rc = ox_iterator_start(its[k], &out);
-                mi = {m.elems.empty() ? std::optional<intptr_t>() : m.elems.front().data, false,
-                      mi.direction};
-                want = mi.current.value_or(0);
-                ASSERT_EQ(rc, mi.current ? 0 : 49);
-            } else if (which == 1) {
-                rc = ox_iterator_end(its[k], &out);
-                mi = {m.elems.empty() ? std::optional<intptr_t>() : m.elems.back().data, false,
-                      mi.direction};
+            if (which < 2) {
+                rc = which == 0 ? ox_iterator_start(its[k], &out) : ox_iterator_end(its[k], &out);
+                mi.current = m.elems.empty() ? std::optional<intptr_t>()
+                                             : (which == 0 ? m.elems.front() : m.elems.back()).data;
+                mi.pending = false;
                 want = mi.current.value_or(0);
                 ASSERT_EQ(rc, mi.current ? 0 : 49);
             } else if (which == 4) {
@@ -345,18 +332,13 @@ TEST(ContainerModel, ArrayAgainstModel)
             m.slots[s] = Elem{key, next_data++};
             ASSERT_EQ(ox_array_index(array, ptr(key)), s);
             ASSERT_EQ(ox_array_index_b(array, ptr(key)), s);
-        } else if (op < 7) {
-            int s = m.slot_of_key(key);
-            bool binary = op == 6;
-            int rc = binary ? ox_array_find_b(array, ptr(key), &out)
-                            : ox_array_find(array, ptr(key), &out);
+        } else if (op < 8) {
+            int s = op == 7 ? (used ? slot : -1) : m.slot_of_key(key);
+            int rc = op == 7   ? ox_array_nth(array, slot, &out)
+                     : op == 6 ? ox_array_find_b(array, ptr(key), &out)
+                               : ox_array_find(array, ptr(key), &out);
             ASSERT_EQ(rc, s < 0 ? 49 : 0);
-            if (s >= 0) {
-                ASSERT_EQ(val(out), m.slots[s]->data);
-            }
-        } else if (op == 7) {
-            ASSERT_EQ(ox_array_nth(array, slot, &out), used ? 0 : 49);
-            ASSERT_EQ(val(out), used ? m.slots[slot]->data : 0);
+            ASSERT_EQ(val(out), s < 0 ? 0 : m.slots[s]->data);
         } else if (op == 8) {
             if (rng() % 2) {
                 ASSERT_EQ(ox_array_reference_nth(array, slot, &out), used ? 0 : 49);
@@ -385,13 +367,10 @@ TEST(ContainerModel, ArrayAgainstModel)
             int rc;
             if (which == 4) {
                 rc = ox_iterator_current(its[k], &out);
-            } else if (which == 0) {
-                rc = ox_iterator_start(its[k], &out);
-                mi.current = m.used(-1, true);
-                mi.pending = false;
-            } else if (which == 1) {
-                rc = ox_iterator_end(its[k], &out);
-                mi.current = m.used(static_cast<int>(m.slots.size()), false);
+            } else if (which < 2) {
+                rc = which == 0 ? ox_iterator_start(its[k], &out) : ox_iterator_end(its[k], &out);
+                mi.current =
+                    which == 0 ? m.used(-1, true) : m.used(static_cast<int>(m.slots.size()), false);
                 mi.pending = false;
             } else {
                 int mrc = m.step(mi, which == 2);
