@@ -119,8 +119,6 @@ void run_model(const TableApi &a, uint32_t seed)
     FrozenClock clock;
     const int32_t base = cairn::clock_seconds32();
     int32_t elapsed = 0;
-    auto set_clock = [&] { clock.to(elapsed); };
-    set_clock();
     const int32_t ttls[] = {-1, 0, 1, 2, 3, 5, OX_TTL_NEVER};
     intptr_t next_data = 1;
     for (int step = 0; step < 40000; ++step) {
@@ -128,7 +126,7 @@ void run_model(const TableApi &a, uint32_t seed)
         intptr_t key = static_cast<intptr_t>(rng() % 24) + 1;
         int32_t ttl = ttls[rng() % 7];
         int try_flag = static_cast<int>(rng() % 2);
-        set_clock();
+        clock.to(elapsed);
         int32_t now = base + elapsed;
         auto &b = m.bucket(key);
         int i = m.first_equal(key);
@@ -252,7 +250,6 @@ void run_model(const TableApi &a, uint32_t seed)
         }
         case 11:
             elapsed += static_cast<int32_t>(rng() % 3);
-            set_clock();
             break;
         case 12:
         case 13:
