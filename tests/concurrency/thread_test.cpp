@@ -21,22 +21,6 @@ using namespace cairn::testing;
 
 namespace {
 
-// A thread function that waits on an event and returns a chosen code.
-struct Gate {
-    ox_event *release = ox_event_new();
-    std::atomic<int> runs{0};
-    uint32_t code = 0;
-    ~Gate() { ox_event_destroy(release); }
-};
-
-uint32_t gated(void *param)
-{
-    auto *gate = static_cast<Gate *>(param);
-    gate->runs.fetch_add(1);
-    ox_event_wait(gate->release);
-    return gate->code;
-}
-
 uint32_t returns_arg(void *param)
 {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(param));
