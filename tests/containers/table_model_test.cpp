@@ -1,7 +1,8 @@
-// Long random sequences of table operations on both kinds, checked step by
-// step against a small reference model with a fake clock: expiry and its
-// sliding re-arming, try forms and busy entries, reader-writer eviction,
-// flushes and iterator repair.
+// Long random sequences of table operations on both kinds, with and without
+// ownership of the data, checked step by step against a small reference
+// model with a fake clock: expiry and its sliding re-arming, try forms and
+// busy entries, reader-writer eviction, flushes, iterator repair, and what
+// the destructors are given.
 #include <gtest/gtest.h>
 
 #include <algorithm>

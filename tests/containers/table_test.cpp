@@ -1,7 +1,7 @@
-// Tables with expiry, both kinds: expiry rules on the shifted 32-bit clock,
-// ownership of removed data and keys, replace, flush counts, reader-writer
-// eviction, iteration with repair, hashes, results of bad arguments and
-// allocation failures.
+// Tables with expiry, both kinds: the last errors of expiry, re-arming by a
+// lookup whose copy fails, iteration, hashes, results of bad arguments and
+// contention.  (The rules themselves, ownership included, are checked step
+// by step by the table model.)
 #include <gtest/gtest.h>
 
 #include <cerrno>
