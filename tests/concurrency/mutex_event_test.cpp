@@ -22,7 +22,7 @@ bool parked(ox_event *e, int n) { return e->handle->queued.load() == n; }
 
 }  // namespace
 
-TEST(Mutex, ResultsOfMisuse)
+TEST(Mutex, ResultsOfMisuseAndNullHandles)
 {
     ox_mutex *m = ox_mutex_new();
     ASSERT_NE(m, nullptr);
@@ -51,10 +51,8 @@ TEST(Mutex, ResultsOfMisuse)
     EXPECT_EQ(ox_mutex_trylock(m), 0);
     EXPECT_EQ(ox_mutex_unlock(m), 0);
     EXPECT_EQ(ox_object_unreference(m), 0);
-}
 
-TEST(Mutex, NullHandles)
-{
+    // NULL handles, of the event calls too.
     const struct {
         const char *name;
         int (*call)();
