@@ -248,12 +248,12 @@ TEST(StressCancel, VictimsInEveryKindOfWait)
                 while (!parked(t))
                     std::this_thread::yield();
             }
-            for (uint32_t spin = round % 2 ? rng.below(20000) : 0; spin > 0; --spin)
+            for (uint32_t spin = round % 2 ? rng() % 20000 : 0; spin > 0; --spin)
                 std::atomic_signal_fence(std::memory_order_seq_cst);
             ASSERT_EQ(ox_thread_cancel(t), 0);
             if (&kind == &kForeach) {
                 // The cancel waits for the callback; let it return.
-                ox_thread_sleep(rng.below(3));
+                ox_thread_sleep(rng() % 3);
                 if (round % 2 == 0) {
                     EXPECT_EQ(ox_thread_tryjoin(t, nullptr), OX_EBUSY);
                 }

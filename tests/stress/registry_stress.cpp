@@ -90,10 +90,10 @@ TEST(StressRegistry, CreateShareReferenceDestroy)
     run_threads(kThreads, [&](int i) {
         Rng rng(i + 51);
         for (int k = 0; k < n; ++k) {
-            auto &slot = slots[rng.below(kSlots)];
+            auto &slot = slots[rng() % kSlots];
             Handle *h = slot.exchange(nullptr);  // we now own the slot's reference
             if (h == nullptr) {
-                const Type &type = kTypes[rng.below(kTypeCount)];
+                const Type &type = kTypes[rng() % kTypeCount];
                 Handle fresh{&type, type.make()};
                 ASSERT_NE(fresh.obj, nullptr);
                 ++made;
@@ -102,7 +102,7 @@ TEST(StressRegistry, CreateShareReferenceDestroy)
             h->use();
             // Share: take a second reference, put the handle back for others,
             // use it and drop our reference while others may hold theirs.
-            if (rng.below(2) == 0) {
+            if (rng() % 2 == 0) {
                 ASSERT_EQ(ox_object_reference(h->obj), 0);
                 Handle mine = *h;
                 Handle *displaced = slot.exchange(h);

@@ -13,6 +13,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -131,17 +132,6 @@ struct Ledger {
 };
 
 // A cheap per-thread random number generator.
-struct Rng {
-    uint64_t s;
-    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ull + 1) {}
-    uint32_t next()
-    {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return static_cast<uint32_t>(s >> 16);
-    }
-    uint32_t below(uint32_t n) { return next() % n; }
-};
+using Rng = std::minstd_rand;
 
 }  // namespace cairn::stress
