@@ -28,7 +28,7 @@ int trylock_elsewhere(ox_mtx *m)
 
 }  // namespace
 
-TEST(Mtx, RecursiveAndForgivingOnUnlock)
+TEST(MtxCond, RecursiveMutexAndASignalForOneCountedWaiter)
 {
     ox_mtx *m = nullptr;
     ASSERT_EQ(ox_mtx_create(&m), 1);
@@ -51,11 +51,8 @@ TEST(Mtx, RecursiveAndForgivingOnUnlock)
     EXPECT_EQ(ox_mtx_lock(nullptr), 0);
     EXPECT_EQ(ox_mtx_trylock(nullptr), 0);
     EXPECT_EQ(ox_mtx_unlock(nullptr), 0);
-}
 
-TEST(Cond, SignalWakesOneCountedWaiter)
-{
-    ox_mtx *m = nullptr;
+    // The condition: a signal wakes one counted waiter.
     ox_cond *c = nullptr;
     ASSERT_EQ(ox_mtx_create(&m), 1);
     ASSERT_EQ(ox_cond_create(&c), 1);
@@ -111,4 +108,4 @@ TEST(Cond, SignalWakesOneCountedWaiter)
 }
 
 // A waiter cancelled inside ox_cond_wait is checked with the other cancelled
-// waits (ThreadCancel).
+// waits (StressCancel).

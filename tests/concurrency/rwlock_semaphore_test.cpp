@@ -122,16 +122,42 @@ TEST(RwLock, ResultsOfEveryFormAgainstEveryHolder)
     EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // neither: still 0
     EXPECT_EQ(rw->readers(), 0);
     EXPECT_EQ(ox_rwlock_destroy(rw), 0);
+
+    EXPECT_EQ(ox_rwlock_read_lock(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_rwlock_write_trylock(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_rwlock_unlock(nullptr), OX_ENULL);
+    EXPECT_EQ(ox_rwlock_destroy(nullptr), OX_ENULL);
 }
 
-// A writer waiting for the readers to leave marks the lock: a new reader's
-// try is turned away and backs out, a blocking one queues behind the writer.
-TEST(RwLock, AWaitingWriterTurnsNewReadersAwayAndGoesFirst)
+TEST(RwLock, WritersWaitingForReaders)
 {
     ox_rwlock *rw = ox_rwlock_new();
     ASSERT_NE(rw, nullptr);
     ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
+    // A writer whose wait for the readers is interrupted keeps the entry
+    // lock until it unlocks.
+    std::atomic<cairn::ThreadRecord *> writer_rec{nullptr};
     std::atomic<int> step{0};
+    std::thread interrupted([&] {
+        writer_rec = cairn::thread_record();
+        EXPECT_EQ(ox_rwlock_write_lock(rw), OX_EINTR);
+        EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EINTR));
+        step = 1;
+        ASSERT_TRUE(eventually([&] { return step.load() == 2; }));
+        EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // gives the entry lock back
+    });
+    ASSERT_TRUE(eventually([&] { return rw->no_readers->queued.load() == 1; }));
+    ASSERT_TRUE(cairn::queue_call(*writer_rec.load(), nothing, nullptr));
+    ASSERT_TRUE(eventually([&] { return step.load() == 1; }));
+    EXPECT_EQ(read_trylock_elsewhere(rw), OX_EAGAIN);  // entry still held
+    step = 2;
+    interrupted.join();
+    EXPECT_EQ(read_trylock_elsewhere(rw), 0);
+
+    // A writer waiting for the readers to leave marks the lock: a new
+    // reader's try is turned away and backs out, a blocking one queues
+    // behind the writer.
+    step = 0;
     std::atomic<int> reader_saw_writer_done{-1};
     std::thread writer([&] {
         ASSERT_EQ(ox_rwlock_write_lock(rw), 0);  // waits for the reader
@@ -159,34 +185,7 @@ TEST(RwLock, AWaitingWriterTurnsNewReadersAwayAndGoesFirst)
     EXPECT_EQ(ox_rwlock_destroy(rw), 0);
 }
 
-TEST(RwLock, InterruptedWaitForReadersKeepsTheEntryLock)
-{
-    ox_rwlock *rw = ox_rwlock_new();
-    ASSERT_NE(rw, nullptr);
-    ASSERT_EQ(ox_rwlock_read_lock(rw), 0);
-    std::atomic<cairn::ThreadRecord *> writer_rec{nullptr};
-    std::atomic<int> step{0};
-    std::thread writer([&] {
-        writer_rec = cairn::thread_record();
-        EXPECT_EQ(ox_rwlock_write_lock(rw), OX_EINTR);
-        EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EINTR));
-        step = 1;
-        ASSERT_TRUE(eventually([&] { return step.load() == 2; }));
-        EXPECT_EQ(ox_rwlock_unlock(rw), 0);  // gives the entry lock back
-        step = 3;
-    });
-    ASSERT_TRUE(eventually([&] { return rw->no_readers->queued.load() == 1; }));
-    ASSERT_TRUE(cairn::queue_call(*writer_rec.load(), nothing, nullptr));
-    ASSERT_TRUE(eventually([&] { return step.load() == 1; }));
-    EXPECT_EQ(read_trylock_elsewhere(rw), OX_EAGAIN);  // entry still held
-    step = 2;
-    writer.join();
-    EXPECT_EQ(read_trylock_elsewhere(rw), 0);
-    EXPECT_EQ(ox_rwlock_unlock(rw), 0);
-    EXPECT_EQ(ox_rwlock_destroy(rw), 0);
-}
-
-TEST(Semaphore, ResultsOfEachForm)
+TEST(Semaphore, ResultsOfEachFormAndCountLimits)
 {
     ox_semaphore *s = ox_semaphore_new(1);
     ASSERT_NE(s, nullptr);
@@ -209,15 +208,13 @@ TEST(Semaphore, ResultsOfEachForm)
     EXPECT_EQ(ox_semaphore_trywait(nullptr), OX_ENULL);
     EXPECT_EQ(ox_semaphore_destroy(nullptr), OX_ENULL);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
-}
 
-TEST(Semaphore, CountLimits)
-{
+    // Count limits.
     ox_error_set_last(0, OX_ERRKIND_ERRNO);
     EXPECT_EQ(ox_semaphore_new(0x80000000u), nullptr);
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
 
-    ox_semaphore *s = ox_semaphore_new(0x7FFFFFFFu);
+    s = ox_semaphore_new(0x7FFFFFFFu);
     ASSERT_NE(s, nullptr);
     int kind = 0;
     EXPECT_EQ(ox_semaphore_post(s), OX_EUNKNOWN);  // past the maximum
@@ -231,11 +228,3 @@ TEST(Semaphore, CountLimits)
 
 // Writers excluding readers and semaphore units under contention are checked
 // by the stress program (StressLocks).
-
-TEST(RwLockSemaphore, NullHandlesAreRefused)
-{
-    EXPECT_EQ(ox_rwlock_read_lock(nullptr), OX_ENULL);
-    EXPECT_EQ(ox_rwlock_write_trylock(nullptr), OX_ENULL);
-    EXPECT_EQ(ox_rwlock_unlock(nullptr), OX_ENULL);
-    EXPECT_EQ(ox_rwlock_destroy(nullptr), OX_ENULL);
-}

@@ -18,6 +18,8 @@ using namespace cairn::testing;
 
 namespace {
 
+uint32_t at_once(void *) { return 5; }
+
 struct CleanupWait {
     ox_event *release = ox_event_new();
     std::atomic<int> waiting{0};
@@ -81,28 +83,12 @@ TEST(ThreadEnd, CancelDuringCleanupEntriesStillEndsTheThread)
     }
 }
 
-namespace {
-
-struct Gate {
-    ox_event *release = ox_event_new();
-    ~Gate() { ox_event_destroy(release); }
-};
-
-uint32_t gated(void *arg)
-{
-    ox_event_wait(static_cast<Gate *>(arg)->release);
-    return 3;
-}
-
-uint32_t at_once(void *) { return 5; }
-
-}  // namespace
-
 TEST(ThreadEnd, JoinersSurviveTheWinnerRestartingOrDestroying)
 {
     for (int round = 0; round < 40; ++round) {
         bool restart = round % 2 == 0;
         Gate gate;
+        gate.code = 3;
         ox_thread *t = ox_thread_new(gated, &gate);
         ASSERT_EQ(ox_thread_start(t), OX_SUCCESS);
         std::atomic<int> winners{0}, losers{0};

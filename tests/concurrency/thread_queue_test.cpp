@@ -81,7 +81,7 @@ TEST_F(ThreadQueue, ResultsAndLastErrors)
 
 TEST_F(ThreadQueue, GrowsToTheMaximumAndRetiresToTheMinimum)
 {
-    IdleTime fast(100);
+    IdleTime fast(50);
     ox_threadqueue *q = ox_threadqueue_new(gated_work, count_free, 2, 4, 0);
     ASSERT_NE(q, nullptr);
     for (intptr_t v = 1; v <= 10; ++v)
@@ -99,12 +99,10 @@ TEST_F(ThreadQueue, GrowsToTheMaximumAndRetiresToTheMinimum)
     ASSERT_TRUE(eventually([] { return g_done.load() == 11; }));
     EXPECT_LE(ox_threadqueue_size(q), 3);
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);
-}
 
-TEST_F(ThreadQueue, StartsFromNothingAndStaysAtTheMinimumWhenIdle)
-{
-    IdleTime fast(50);
-    ox_threadqueue *q = ox_threadqueue_new(count_work, nullptr, 0, 2, 0);
+    // A minimum of 0: starts from nothing and goes back to it when idle.
+    g_done = 0;
+    q = ox_threadqueue_new(count_work, nullptr, 0, 2, 0);
     ASSERT_NE(q, nullptr);
     EXPECT_EQ(ox_threadqueue_size(q), 0);
     ASSERT_EQ(ox_threadqueue_push(q, item(1)), 0);
@@ -118,7 +116,7 @@ TEST_F(ThreadQueue, StartsFromNothingAndStaysAtTheMinimumWhenIdle)
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);
 }
 
-TEST_F(ThreadQueue, DestroyWithWaitFlagDrainsTheQueue)
+TEST_F(ThreadQueue, DestroyWithTheWaitFlagDrainsWithoutItFrees)
 {
     ox_threadqueue *q = ox_threadqueue_new(
         [](void *) {
@@ -132,11 +130,12 @@ TEST_F(ThreadQueue, DestroyWithWaitFlagDrainsTheQueue)
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);
     EXPECT_EQ(g_done.load(), 40);
     EXPECT_EQ(g_freed.load(), 40);
-}
 
-TEST_F(ThreadQueue, DestroyWithoutWaitFlagFreesWhatIsLeftAndSkipsStuckWorkers)
-{
-    ox_threadqueue *q = ox_threadqueue_new(gated_work, count_free, 1, 1, 0);
+    // Without the wait flag destroy frees what is left and skips a stuck
+    // worker.
+    g_done = 0;
+    g_freed = 0;
+    q = ox_threadqueue_new(gated_work, count_free, 1, 1, 0);
     ASSERT_NE(q, nullptr);
     for (intptr_t v = 1; v <= 5; ++v)
         ASSERT_EQ(ox_threadqueue_push(q, item(v)), 0);
@@ -150,32 +149,6 @@ TEST_F(ThreadQueue, DestroyWithoutWaitFlagFreesWhatIsLeftAndSkipsStuckWorkers)
     g_gate = true;
     EXPECT_TRUE(eventually([] { return g_freed.load() == 5; }));
     EXPECT_EQ(g_done.load(), 1);
-}
-
-std::atomic<ox_threadqueue *> g_self_queue{nullptr};
-std::atomic<int> g_self_result{-1};
-std::atomic<int> g_self_errno{-1};
-
-TEST_F(ThreadQueue, DestroyFromAWorkerIsRefusedAndTheQueueStaysUsable)
-{
-    ox_threadqueue *q = ox_threadqueue_new(
-        [](void *it) {
-            if (it == item(1)) {
-                g_self_result = ox_threadqueue_destroy(g_self_queue.load());
-                g_self_errno = ox_error_get_last();
-            }
-            g_done.fetch_add(1);
-        },
-        nullptr, 1, 2, 0);
-    ASSERT_NE(q, nullptr);
-    g_self_queue = q;
-    ASSERT_EQ(ox_threadqueue_push(q, item(1)), 0);
-    ASSERT_TRUE(eventually([] { return g_done.load() == 1; }));
-    EXPECT_EQ(g_self_result.load(), OX_EDEADLK);
-    EXPECT_EQ(g_self_errno.load(), OX_EDEADLK);
-    ASSERT_EQ(ox_threadqueue_push(q, item(2)), 0);
-    ASSERT_TRUE(eventually([] { return g_done.load() == 2; }));
-    EXPECT_EQ(ox_threadqueue_destroy(q), 0);
 }
 
 std::atomic<ox_thread *> g_worker{nullptr};
@@ -200,18 +173,25 @@ TEST_F(ThreadQueue, ACancelledWorkerLeavesThroughTheUsualPath)
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);
 }
 
+std::atomic<ox_threadqueue *> g_self_queue{nullptr};
+std::atomic<int> g_self_result{-1};
+std::atomic<int> g_self_errno{-1};
 std::atomic<uint64_t> g_timer_thread{0};
 std::atomic<int> g_timer_calls{0};
 std::atomic<uint64_t> g_worker_thread{0};
 ox_timer *g_timer = nullptr;  // used by the one worker only
 
-// Item 1 arms a periodic timer and leaves it armed: it goes on firing in
-// the worker's idle waits, which must not end the worker.  Item 2 checks it
-// runs on the same worker and disarms the timer.
-void timer_work(void *it)
+// On the queue's one worker: item 1 tries to destroy the queue, item 2 arms
+// a periodic timer and leaves it armed (it goes on firing in the worker's
+// idle waits, which must not end the worker), item 3 checks it runs on the
+// same worker and disarms the timer.
+void worker_items(void *it)
 {
     uint64_t self = ox_thread_id(ox_thread_self());
     if (it == item(1)) {
+        g_self_result = ox_threadqueue_destroy(g_self_queue.load());
+        g_self_errno = ox_error_get_last();
+    } else if (it == item(2)) {
         g_worker_thread = self;
         g_timer = ox_timer_new(
             5, 0,
@@ -229,16 +209,22 @@ void timer_work(void *it)
     g_done.fetch_add(1);
 }
 
-TEST_F(ThreadQueue, ATimerArmedByAWorkerFiresOnThatWorker)
+TEST_F(ThreadQueue, DestroyFromAWorkerIsRefusedAndATimerItArmsFiresOnIt)
 {
-    ox_threadqueue *q = ox_threadqueue_new(timer_work, nullptr, 1, 1, 0);
+    ox_threadqueue *q = ox_threadqueue_new(worker_items, nullptr, 1, 1, 0);
     ASSERT_NE(q, nullptr);
+    g_self_queue = q;
     ASSERT_EQ(ox_threadqueue_push(q, item(1)), 0);
+    ASSERT_TRUE(eventually([] { return g_done.load() == 1; }));
+    EXPECT_EQ(g_self_result.load(), OX_EDEADLK);
+    EXPECT_EQ(g_self_errno.load(), OX_EDEADLK);
+    // The queue stays usable.
+    ASSERT_EQ(ox_threadqueue_push(q, item(2)), 0);
     ASSERT_TRUE(eventually([] { return g_timer_calls.load() >= 3; }));
     EXPECT_EQ(g_timer_thread.load(), g_worker_thread.load());
     EXPECT_EQ(ox_threadqueue_size(q), 1);
-    ASSERT_EQ(ox_threadqueue_push(q, item(2)), 0);
-    ASSERT_TRUE(eventually([] { return g_done.load() == 2; }));
+    ASSERT_EQ(ox_threadqueue_push(q, item(3)), 0);
+    ASSERT_TRUE(eventually([] { return g_done.load() == 3; }));
     EXPECT_EQ(ox_threadqueue_destroy(q), 0);
 }
 

@@ -21,22 +21,6 @@ using namespace cairn::testing;
 
 namespace {
 
-// A thread function that waits on an event and returns a chosen code.
-struct Gate {
-    ox_event *release = ox_event_new();
-    std::atomic<int> runs{0};
-    uint32_t code = 0;
-    ~Gate() { ox_event_destroy(release); }
-};
-
-uint32_t gated(void *param)
-{
-    auto *gate = static_cast<Gate *>(param);
-    gate->runs.fetch_add(1);
-    ox_event_wait(gate->release);
-    return gate->code;
-}
-
 uint32_t returns_arg(void *param)
 {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(param));
@@ -50,50 +34,44 @@ void record_order(void *param)
 
 }  // namespace
 
-TEST(Thread, StatesThroughStartJoinAndRestart)
+TEST(Thread, StatesAndResultsThroughStartJoinAndRestart)
 {
-    ox_thread *t = ox_thread_new(returns_arg, reinterpret_cast<void *>(42));
+    Gate gate;
+    gate.code = 42;
+    ox_thread *t = ox_thread_new(gated, &gate);
     ASSERT_NE(t, nullptr);
     EXPECT_EQ(thread_state(t), cairn::kThreadNew);
     uint32_t code = 0;
-    EXPECT_EQ(ox_thread_join(t, &code), OX_ESRCH);
+    EXPECT_EQ(ox_thread_join(t, &code), OX_ESRCH);  // never started
     EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(ESRCH));
     EXPECT_EQ(ox_thread_tryjoin(t, &code), OX_ESRCH);
+    // A failed start leaves the object new and reusable.
+    alloc_fail_at(1);
+    EXPECT_EQ(ox_thread_start(t), OX_ENOMEM);
+    alloc_fail_at(0);
+    EXPECT_EQ(thread_state(t), cairn::kThreadNew);
 
-    for (int run = 0; run < 3; ++run) {
-        ASSERT_EQ(ox_thread_start(t), 0) << run;
-        EXPECT_EQ(ox_thread_join(t, &code), 0);
+    for (int run = 1; run <= 3; ++run) {
+        SCOPED_TRACE(run);
+        ASSERT_EQ(ox_thread_start(t), 0);
+        ASSERT_TRUE(eventually([&] { return gate.runs.load() == run; }));
+        EXPECT_EQ(thread_state(t), cairn::kThreadRunning);
+        EXPECT_EQ(ox_thread_start(t), OX_EBUSY);
+        EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EBUSY));
+        EXPECT_EQ(ox_thread_tryjoin(t, &code), OX_EBUSY);
+        ox_event_signal(gate.release);
+        ASSERT_TRUE(eventually([&] { return thread_state(t) == cairn::kThreadReturned; }));
+        EXPECT_EQ(ox_thread_start(t), OX_EBUSY);  // ended but not joined
+        EXPECT_EQ(run == 1 ? ox_thread_tryjoin(t, &code) : ox_thread_join(t, &code), 0);
         EXPECT_EQ(code, 42u);
         EXPECT_EQ(thread_state(t), cairn::kThreadJoined);
         EXPECT_EQ(ox_thread_join(t, &code), OX_ESRCH);  // joined once only
+        EXPECT_EQ(ox_thread_tryjoin(t, &code), OX_ESRCH);
     }
     EXPECT_EQ(ox_thread_destroy(t), 0);
 }
 
-TEST(Thread, BusyAndEndedResults)
-{
-    Gate gate;
-    gate.code = 9;
-    ox_thread *t = ox_thread_new(gated, &gate);
-    ASSERT_NE(t, nullptr);
-    ASSERT_EQ(ox_thread_start(t), 0);
-    ASSERT_TRUE(eventually([&] { return gate.runs.load() == 1; }));
-    EXPECT_EQ(thread_state(t), cairn::kThreadRunning);
-    EXPECT_EQ(ox_thread_start(t), OX_EBUSY);
-    EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(EBUSY));
-    uint32_t code = 0;
-    EXPECT_EQ(ox_thread_tryjoin(t, &code), OX_EBUSY);
-
-    ox_event_signal(gate.release);
-    ASSERT_TRUE(eventually([&] { return thread_state(t) == cairn::kThreadReturned; }));
-    EXPECT_EQ(ox_thread_start(t), OX_EBUSY);  // ended but not joined
-    EXPECT_EQ(ox_thread_tryjoin(t, &code), 0);
-    EXPECT_EQ(code, 9u);
-    EXPECT_EQ(ox_thread_tryjoin(t, &code), OX_ESRCH);
-    EXPECT_EQ(ox_thread_destroy(t), 0);
-}
-
-TEST(Thread, DestroyedWhileRunningFreesItselfWhenItEnds)
+TEST(Thread, DestroyWhileRunningOrEndedAndNullHandles)
 {
     Gate gate;
     // Process-wide parts made on first use are made before counting.
@@ -111,11 +89,9 @@ TEST(Thread, DestroyedWhileRunningFreesItselfWhenItEnds)
     ox_event_signal(gate.release);
     // The object, its lock, its handle and the thread's own record go.
     EXPECT_TRUE(eventually([] { return alloc_live() == 0; })) << alloc_live();
-}
 
-TEST(Thread, DestroyReapsAnEndedThreadAndRespectsReferences)
-{
-    ox_thread *t = ox_thread_new(returns_arg, nullptr);
+    // An ended thread is reaped by the destroy that drops its last reference.
+    t = ox_thread_new(returns_arg, nullptr);
     ASSERT_NE(t, nullptr);
     ASSERT_EQ(ox_thread_start(t), 0);
     ASSERT_TRUE(eventually([&] { return thread_state(t) == cairn::kThreadReturned; }));
@@ -123,6 +99,7 @@ TEST(Thread, DestroyReapsAnEndedThreadAndRespectsReferences)
     EXPECT_EQ(ox_thread_destroy(t), 0);  // a reference remains
     EXPECT_EQ(thread_state(t), cairn::kThreadReturned);
     EXPECT_EQ(ox_thread_destroy(t), 0);  // last: reaped and freed
+    EXPECT_TRUE(eventually([] { return alloc_live() == 0; })) << alloc_live();
 
     EXPECT_EQ(ox_thread_destroy(nullptr), OX_ENULL);
     EXPECT_EQ(ox_thread_start(nullptr), OX_ENULL);
@@ -133,7 +110,7 @@ TEST(Thread, DestroyReapsAnEndedThreadAndRespectsReferences)
     EXPECT_EQ(ox_error_get_last(), OX_EINVAL);
 }
 
-TEST(Thread, IdentityOfLibraryAndAdoptedThreads)
+TEST(Thread, IdentityAndJoinOfLibraryAndAdoptedThreads)
 {
     ox_thread *a = ox_thread_new(returns_arg, nullptr);
     ox_thread *b = ox_thread_new(returns_arg, nullptr);
@@ -152,7 +129,11 @@ TEST(Thread, IdentityOfLibraryAndAdoptedThreads)
     ox_thread_destroy(a);
     ox_thread_destroy(b);
 
-    std::thread([] {
+    // A thread the library did not create: its identity, the calls on
+    // itself that would wait for itself, and a join that waits for its end.
+    std::atomic<ox_thread *> adopted{nullptr};
+    std::atomic<bool> leave{false};
+    std::thread foreign([&] {
         ox_thread *self = ox_thread_self();
         ASSERT_NE(self, nullptr);
         EXPECT_EQ(ox_thread_self(), self);
@@ -163,19 +144,10 @@ TEST(Thread, IdentityOfLibraryAndAdoptedThreads)
         EXPECT_EQ(rec->thread, self);
         ox_error_set_last(EPERM, OX_ERRKIND_ERRNO);
         EXPECT_NE(rec->last_error, nullptr);
-        // Calls on itself that would wait for itself.
         EXPECT_EQ(ox_thread_destroy(self), OX_EDEADLK);
         EXPECT_EQ(ox_thread_start(self), OX_EDEADLK);
         EXPECT_EQ(ox_thread_join(self, nullptr), OX_EDEADLK);
-    }).join();
-}
-
-TEST(Thread, JoiningAnAdoptedThreadWaitsForItsEnd)
-{
-    std::atomic<ox_thread *> adopted{nullptr};
-    std::atomic<bool> leave{false};
-    std::thread foreign([&] {
-        adopted = ox_thread_self();
+        adopted = self;
         ASSERT_TRUE(eventually([&] { return leave.load(); }));
     });
     ASSERT_TRUE(eventually([&] { return adopted.load() != nullptr; }));
@@ -266,18 +238,4 @@ TEST(Thread, SleepYieldAndTheUnsupportedCalls)
         EXPECT_EQ(c.call(), OX_ENOSYS) << c.name;
         EXPECT_EQ(ox_error_get_last_native(nullptr), static_cast<uint32_t>(ENOSYS)) << c.name;
     }
-}
-
-TEST(Thread, FailedStartLeavesTheThreadNew)
-{
-    // A failed start leaves the object new and reusable.
-    ox_thread *t = ox_thread_new(returns_arg, nullptr);
-    ASSERT_NE(t, nullptr);
-    alloc_fail_at(1);
-    EXPECT_EQ(ox_thread_start(t), OX_ENOMEM);
-    alloc_fail_at(0);
-    EXPECT_EQ(thread_state(t), cairn::kThreadNew);
-    EXPECT_EQ(ox_thread_start(t), 0);
-    EXPECT_EQ(ox_thread_join(t, nullptr), 0);
-    EXPECT_EQ(ox_thread_destroy(t), 0);
 }

@@ -21,7 +21,11 @@ long ms_since(Clock::time_point t)
 
 void count_call(void *arg) { ++*static_cast<std::atomic<int> *>(arg); }
 
-TEST(Timer, StartStopResults)
+std::atomic<int> g_releases{0};
+void count_release(void *) { ++g_releases; }
+void destroy_self(void *arg) { ox_timer_destroy(*static_cast<ox_timer **>(arg)); }
+
+TEST(Timer, StartStopResultsAndRelease)
 {
     std::atomic<int> calls{0};
     ox_timer *t = ox_timer_new(1000, 7, count_call, &calls, nullptr);
@@ -42,6 +46,25 @@ TEST(Timer, StartStopResults)
     EXPECT_EQ(ox_timer_reset(nullptr, 1, 1), 2);
     EXPECT_EQ(ox_timer_destroy(nullptr), 2);
     EXPECT_EQ(ox_timer_new(10, 0, nullptr, nullptr, nullptr), nullptr);
+
+    // The release function runs once, on the last reference.
+    g_releases = 0;
+    t = ox_timer_new(10, 0, count_call, &calls, count_release);
+    ASSERT_NE(t, nullptr);
+    ASSERT_EQ(ox_object_reference(t), 0);
+    EXPECT_EQ(ox_timer_destroy(t), 0);
+    EXPECT_EQ(g_releases.load(), 0);
+    EXPECT_EQ(ox_timer_destroy(t), 0);
+    EXPECT_EQ(g_releases.load(), 1);
+
+    // A callback may destroy its own timer.
+    ox_timer *self = nullptr;
+    self = ox_timer_new(10, 0, destroy_self, &self, count_release);
+    ASSERT_NE(self, nullptr);
+    ASSERT_EQ(ox_timer_start(self), 0);
+    EXPECT_EQ(ox_thread_sleep(500), 30);
+    EXPECT_EQ(g_releases.load(), 2);
+    EXPECT_EQ(ox_thread_sleep(50), 0);
 }
 
 TEST(Timer, FirstCallInterruptsASleepAtOnceThenEveryInterval)
@@ -124,32 +147,6 @@ TEST(Timer, StopFromAnotherThreadEndsDeliveries)
     sleeper.join();
     EXPECT_EQ(quiet_sleep_result.load(), 0);
     EXPECT_EQ(ox_timer_destroy(timer.load()), 0);
-}
-
-std::atomic<int> g_releases{0};
-void count_release(void *) { ++g_releases; }
-void destroy_self(void *arg) { ox_timer_destroy(*static_cast<ox_timer **>(arg)); }
-
-TEST(Timer, ReleaseRunsOnceOnTheLastReference)
-{
-    g_releases = 0;
-    std::atomic<int> calls{0};
-    ox_timer *t = ox_timer_new(10, 0, count_call, &calls, count_release);
-    ASSERT_NE(t, nullptr);
-    ASSERT_EQ(ox_object_reference(t), 0);
-    EXPECT_EQ(ox_timer_destroy(t), 0);
-    EXPECT_EQ(g_releases.load(), 0);
-    EXPECT_EQ(ox_timer_destroy(t), 0);
-    EXPECT_EQ(g_releases.load(), 1);
-
-    // A callback may destroy its own timer.
-    ox_timer *self = nullptr;
-    self = ox_timer_new(10, 0, destroy_self, &self, count_release);
-    ASSERT_NE(self, nullptr);
-    ASSERT_EQ(ox_timer_start(self), 0);
-    EXPECT_EQ(ox_thread_sleep(500), 30);
-    EXPECT_EQ(g_releases.load(), 2);
-    EXPECT_EQ(ox_thread_sleep(50), 0);
 }
 
 TEST(Timer, AThreadThatEndsTakesItsTimersOffDelivery)

@@ -72,6 +72,34 @@ private:
     std::thread thread_;
 };
 
+struct Nested {
+    ThreadRecord *rec;
+    CallLog *log;
+    int inner_sleep = -1;
+};
+
+// A call that waits while another call is queued: the inner wait is not
+// interrupted, the other call runs after this one.
+void call_that_waits(void *p)
+{
+    auto *n = static_cast<Nested *>(p);
+    static Call later{nullptr, 2};
+    later.log = n->log;
+    queue_call(*n->rec, logged_call, &later);
+    n->log->order.push_back(1);
+    n->inner_sleep = ox_thread_sleep(1);
+}
+
+std::atomic<int> g_due_runs{0};
+std::atomic<bool> g_due_does_work{true};
+
+bool due_runner(ThreadRecord &rec, uint64_t)
+{
+    g_due_runs.fetch_add(1);
+    rec.next_due_ns.store(kNoDeadline);
+    return g_due_does_work.load();
+}
+
 }  // namespace
 
 TEST(WaitCore, QueuedCallsInterruptTheWaitAndRunInTheWaitingThread)
@@ -109,7 +137,7 @@ TEST(WaitCore, QueuedCallsInterruptTheWaitAndRunInTheWaitingThread)
     ox_event_destroy(e);
 }
 
-TEST(WaitCore, TheObjectIsTestedBeforeQueuedCallsRun)
+TEST(WaitCore, CallsQueuedOnTheWaitersOwnThread)
 {
     ox_event *e = ox_event_new();
     ASSERT_NE(e, nullptr);
@@ -130,41 +158,17 @@ TEST(WaitCore, TheObjectIsTestedBeforeQueuedCallsRun)
     alertable_yield();
     EXPECT_EQ(log.order.size(), 2u);
     ox_event_destroy(e);
-}
 
-namespace {
-
-struct Nested {
-    ThreadRecord *rec;
-    CallLog *log;
-    int inner_sleep = -1;
-};
-
-// A call that waits while another call is queued: the inner wait is not
-// interrupted, the other call runs after this one.
-void call_that_waits(void *p)
-{
-    auto *n = static_cast<Nested *>(p);
-    static Call later{nullptr, 2};
-    later.log = n->log;
-    queue_call(*n->rec, logged_call, &later);
-    n->log->order.push_back(1);
-    n->inner_sleep = ox_thread_sleep(1);
-}
-
-}  // namespace
-
-TEST(WaitCore, CallsDoNotNestAndHeldCallsWait)
-{
-    CallLog log;
-    Nested n{thread_record(), &log};
-    ASSERT_TRUE(queue_call(*n.rec, call_that_waits, &n));
+    // Calls do not nest: a call that waits is not interrupted by another.
+    log.order.clear();
+    Nested n{&self, &log};
+    ASSERT_TRUE(queue_call(self, call_that_waits, &n));
     EXPECT_EQ(ox_thread_sleep(10), OX_EINTR);
     EXPECT_EQ(n.inner_sleep, 0);
     EXPECT_EQ(log.order, (std::vector<int>{1, 2}));
-
-    Call call{&log, 3};
-    ASSERT_TRUE(queue_call(*n.rec, logged_call, &call));
+    // Held calls wait for the hold to end.
+    Call third{&log, 3};
+    ASSERT_TRUE(queue_call(self, logged_call, &third));
     {
         QueuedCallsHeld held;
         EXPECT_EQ(ox_thread_sleep(1), 0);
@@ -172,21 +176,15 @@ TEST(WaitCore, CallsDoNotNestAndHeldCallsWait)
     EXPECT_EQ(log.order.size(), 2u);
     EXPECT_EQ(ox_thread_sleep(1), OX_EINTR);
     EXPECT_EQ(log.order.size(), 3u);
+
+    // Queuing fails cleanly when memory runs out: nothing is queued.
+    ox_error_set_last(0, OX_ERRKIND_ERRNO);
+    alloc_fail_at(1);
+    EXPECT_FALSE(queue_call(self, nothing, nullptr));
+    alloc_fail_at(0);
+    EXPECT_EQ(ox_error_get_last(), OX_ENOMEM);
+    EXPECT_EQ(ox_thread_sleep(0), 0);
 }
-
-namespace {
-
-std::atomic<int> g_due_runs{0};
-std::atomic<bool> g_due_does_work{true};
-
-bool due_runner(ThreadRecord &rec, uint64_t)
-{
-    g_due_runs.fetch_add(1);
-    rec.next_due_ns.store(kNoDeadline);
-    return g_due_does_work.load();
-}
-
-}  // namespace
 
 TEST(WaitCore, DueWorkShortensAWaitAndInterruptsOnlyWhenItRan)
 {
@@ -219,51 +217,9 @@ TEST(WaitCore, DueWorkShortensAWaitAndInterruptsOnlyWhenItRan)
     set_due_work_runner(nullptr);
 }
 
-TEST(WaitCore, NoGrantIsLostToATimeout)
+// A cancel that cannot queue its call fails and cancels nothing.
+TEST(WaitCore, CancelFailsCleanlyWhenMemoryRunsOut)
 {
-    // Waiters with very short time-outs race posts: every unit ends up
-    // either taken by a wait that reported success or still in the count.
-    ox_semaphore *s = ox_semaphore_new(0);
-    ASSERT_NE(s, nullptr);
-    constexpr int kPosts = 20000;
-    std::atomic<int> taken{0};
-    std::atomic<bool> done{false};
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < 3; ++i)
-        waiters.emplace_back([&] {
-            while (!done.load()) {
-                int rc = ox_semaphore_timedwait(s, 1);
-                if (rc == 0)
-                    taken.fetch_add(1);
-                else
-                    ASSERT_EQ(rc, OX_ETIMEDOUT);
-            }
-        });
-    for (int n = 0; n < kPosts; ++n) {
-        ASSERT_EQ(ox_semaphore_post(s), 0);
-        if (n % 64 == 0)
-            std::this_thread::yield();
-    }
-    done = true;
-    for (auto &t : waiters)
-        t.join();
-    int left = 0;
-    while (ox_semaphore_trywait(s) == 0)
-        ++left;
-    EXPECT_EQ(taken.load() + left, kPosts);
-    ox_semaphore_destroy(s);
-}
-
-TEST(WaitCore, QueuingFailsCleanlyWhenMemoryRunsOut)
-{
-    ThreadRecord &self = *thread_record();
-    ox_error_set_last(0, OX_ERRKIND_ERRNO);
-    alloc_fail_at(1);
-    EXPECT_FALSE(queue_call(self, nothing, nullptr));
-    alloc_fail_at(0);
-    EXPECT_EQ(ox_error_get_last(), OX_ENOMEM);
-    EXPECT_EQ(ox_thread_sleep(0), 0);  // nothing was queued
-
     std::atomic<bool> leave{false};
     ox_thread *t = ox_thread_new(
         [](void *p) -> uint32_t {

@@ -1,13 +1,15 @@
 // Helpers for the concurrency tests: waiting for a condition with a
 // generous bound (threads are ordered by step counters, never by sleeps),
-// measuring elapsed time on the monotonic clock, and reading a thread's
-// state.
+// measuring elapsed time on the monotonic clock, reading a thread's state,
+// and a gate that holds a thread function until released.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <thread>
 
+#include "cairn/concurrency.h"
 #include "concurrency/thread_object.hpp"
 
 namespace cairn::testing {
@@ -38,6 +40,23 @@ inline int32_t thread_state(ox_thread *t)
 {
     CriticalSectionLock hold(*t->lock);
     return t->state;
+}
+
+// A thread function's gate: gated() counts its runs, waits for `release`
+// and returns `code`.
+struct Gate {
+    ox_event *release = ox_event_new();
+    std::atomic<int> runs{0};
+    uint32_t code = 0;
+    ~Gate() { ox_event_destroy(release); }
+};
+
+inline uint32_t gated(void *param)
+{
+    auto *gate = static_cast<Gate *>(param);
+    gate->runs.fetch_add(1);
+    ox_event_wait(gate->release);
+    return gate->code;
 }
 
 // Bounds of a time-out check: never early; late by a generous margin.

@@ -156,59 +156,44 @@ TEST(ClassicList, AddlistMergesAndHandsBackDisplaced)
     }
 }
 
-TEST(ClassicList, RemoveelemTakesOnePerKey)
+// Calls `op` (removeelem or intersect) with records of `key_values` on a
+// list of `have`, and expects the list left, the records removed and their
+// count.
+void expect_split(int (*op)(void *, void *, void *, list_compare_fn), const std::vector<int> &have,
+                  const std::vector<int> &key_values, const std::vector<int> &left,
+                  const std::vector<int> &removed)
 {
-    Pool pool;
-    Rec *head = pool.chain({1, 2, 2});
-    Rec *keys_list = pool.chain({2});
-    Rec *removed = nullptr;
-    EXPECT_EQ(list_removeelem(&keys_list, &head, &removed, by_key), 1);
-    EXPECT_EQ(keys(head), (std::vector<int>{1, 2}));
-    EXPECT_EQ(keys(removed), (std::vector<int>{2}));
-
-    for (int n : kSizes) {
-        Pool p;
-        Rec *h = p.chain(evens(n));
-        Rec *k = p.chain({-1, 0, 0, 3, 4, 2 * n - 2, 2 * n + 4});
-        std::vector<int> model = evens(n), gone;
-        for (int key : keys(k)) {
-            auto it = std::find(model.begin(), model.end(), key);
-            if (it != model.end()) {
-                gone.push_back(key);
-                model.erase(it);
-            }
-        }
-        Rec *rem = nullptr;
-        EXPECT_EQ(list_removeelem(&k, &h, &rem, by_key), static_cast<int>(gone.size()));
-        EXPECT_EQ(keys(h), model) << n;
-        EXPECT_EQ(keys(rem), gone) << n;
-    }
+    Pool p;
+    Rec *h = p.chain(have), *k = p.chain(key_values), *rem = nullptr;
+    EXPECT_EQ(op(&k, &h, &rem, by_key), static_cast<int>(removed.size()));
+    EXPECT_EQ(keys(h), left);
+    EXPECT_EQ(keys(rem), removed);
 }
 
-TEST(ClassicList, IntersectKeepsOnlyKeyedRecords)
+TEST(ClassicList, RemoveelemTakesOnePerKeyAndIntersectKeepsKeyedRecords)
 {
+    expect_split(list_removeelem, {1, 2, 2}, {2}, {1, 2}, {2});
+    expect_split(list_intersect, {1, 2, 3}, {}, {}, {1, 2, 3});
     for (int n : kSizes) {
-        Pool p;
-        Rec *h = p.chain(evens(n));
-        std::vector<int> key_values;
+        SCOPED_TRACE(n);
+        const std::vector<int> ks = {-1, 0, 0, 3, 4, 2 * n - 2, 2 * n + 4};
+        std::vector<int> left = evens(n), gone;
+        for (int key : ks) {
+            auto it = std::find(left.begin(), left.end(), key);
+            if (it != left.end()) {
+                gone.push_back(key);
+                left.erase(it);
+            }
+        }
+        expect_split(list_removeelem, evens(n), ks, left, gone);
+        std::vector<int> thirds, kept;
+        gone.clear();
         for (int i = 0; i < 2 * n; i += 3)
-            key_values.push_back(i);
-        Rec *k = p.chain(key_values);
-        std::vector<int> kept, gone;
+            thirds.push_back(i);
         for (int v : evens(n))
-            (std::binary_search(key_values.begin(), key_values.end(), v) ? kept : gone)
-                .push_back(v);
-        Rec *rem = nullptr;
-        EXPECT_EQ(list_intersect(&k, &h, &rem, by_key), static_cast<int>(gone.size()));
-        EXPECT_EQ(keys(h), kept) << n;
-        EXPECT_EQ(keys(rem), gone) << n;
+            (std::binary_search(thirds.begin(), thirds.end(), v) ? kept : gone).push_back(v);
+        expect_split(list_intersect, evens(n), thirds, kept, gone);
     }
-    Pool p;
-    Rec *h = p.chain({1, 2, 3});
-    Rec *none = nullptr, *rem = nullptr;
-    EXPECT_EQ(list_intersect(&none, &h, &rem, by_key), 3);
-    EXPECT_EQ(h, nullptr);
-    EXPECT_EQ(keys(rem), (std::vector<int>{1, 2, 3}));
 }
 
 TEST(ClassicList, SubsetAndCmp)

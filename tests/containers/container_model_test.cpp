@@ -79,6 +79,18 @@ struct ListModel {
         }
         elems.erase(elems.begin() + i);
     }
+    // The result of removing element i (-1: none): it goes, its data handed
+    // out, unless the try form meets it busy.
+    int removal(int i, bool try_only, intptr_t *data)
+    {
+        if (i < 0)
+            return 49;
+        if (try_only && busy(i))
+            return 12;
+        *data = elems[i].data;
+        remove(i);
+        return 0;
+    }
     int step(ModelIter &it, bool forward, intptr_t *out)
     {
         it.direction = forward ? 1 : 2;
@@ -132,37 +144,17 @@ TEST(ContainerModel, ListAgainstModel)
             break;
         }
         case 4:
-        case 5: {
-            bool try_only = op == 5;
-            int rc = try_only ? ox_list_try_remove_index(list, pos, &out)
-                              : ox_list_remove_index(list, pos, &out);
-            if (pos < 1 || pos > n) {
-                ASSERT_EQ(rc, 49);
-            } else if (try_only && m.busy(pos - 1)) {
-                ASSERT_EQ(rc, 12);
-                ASSERT_EQ(out, nullptr);
-            } else {
-                ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), m.elems[pos - 1].data);
-                m.remove(pos - 1);
-            }
-            break;
-        }
+        case 5:
         case 6:
         case 7: {
-            bool try_only = op == 7;
-            int rc = try_only ? ox_list_try_remove_node(list, ptr(key), &out)
-                              : ox_list_remove_node(list, ptr(key), &out);
-            int i = m.find_key(key);
-            if (i < 0) {
-                ASSERT_EQ(rc, 49);
-            } else if (try_only && m.busy(i)) {
-                ASSERT_EQ(rc, 12);
-            } else {
-                ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), m.elems[i].data);
-                m.remove(i);
-            }
+            bool try_only = op % 2, by_index = op < 6;
+            int i = by_index ? (pos >= 1 && pos <= n ? pos - 1 : -1) : m.find_key(key);
+            int rc = by_index ? (try_only ? ox_list_try_remove_index(list, pos, &out)
+                                          : ox_list_remove_index(list, pos, &out))
+                              : (try_only ? ox_list_try_remove_node(list, ptr(key), &out)
+                                          : ox_list_remove_node(list, ptr(key), &out));
+            ASSERT_EQ(rc, m.removal(i, try_only, &want));
+            ASSERT_EQ(val(out), want);
             break;
         }
         case 8: {
@@ -181,21 +173,13 @@ TEST(ContainerModel, ListAgainstModel)
             }
             break;
         }
-        case 9: {
-            int i = m.find_key(key);
-            ASSERT_EQ(ox_list_find(list, ptr(key), &out), i < 0 ? 49 : 0);
-            if (i >= 0) {
-                ASSERT_EQ(val(out), m.elems[i].data);
-            }
-            ASSERT_EQ(ox_list_index(list, ptr(key)), i + 1);
-            break;
-        }
+        case 9:
         case 10: {
-            int rc = ox_list_nth(list, pos, &out);
-            ASSERT_EQ(rc, pos >= 1 && pos <= n ? 0 : 49);
-            if (rc == 0) {
-                ASSERT_EQ(val(out), m.elems[pos - 1].data);
-            }
+            int i = op == 9 ? m.find_key(key) : pos >= 1 && pos <= n ? pos - 1 : -1;
+            int rc = op == 9 ? ox_list_find(list, ptr(key), &out) : ox_list_nth(list, pos, &out);
+            ASSERT_EQ(rc, i < 0 ? 49 : 0);
+            ASSERT_EQ(val(out), i < 0 ? 0 : m.elems[i].data);
+            ASSERT_EQ(ox_list_index(list, ptr(key)), m.find_key(key) + 1);
             break;
         }
         default: {  // iterator steps
@@ -203,16 +187,11 @@ TEST(ContainerModel, ListAgainstModel)
             ModelIter &mi = m.iters[k];
             int which = static_cast<int>(rng() % 5);
             int rc;
-            if (which == 0) {
-                rc = ox_iterator_start(its[k], &out);
-                mi = {m.elems.empty() ? std::optional<intptr_t>() : m.elems.front().data, false,
-                      mi.direction};
-                want = mi.current.value_or(0);
-                ASSERT_EQ(rc, mi.current ? 0 : 49);
-            } else if (which == 1) {
-                rc = ox_iterator_end(its[k], &out);
-                mi = {m.elems.empty() ? std::optional<intptr_t>() : m.elems.back().data, false,
-                      mi.direction};
+            if (which < 2) {
+                rc = which == 0 ? ox_iterator_start(its[k], &out) : ox_iterator_end(its[k], &out);
+                mi.current = m.elems.empty() ? std::optional<intptr_t>()
+                                             : (which == 0 ? m.elems.front() : m.elems.back()).data;
+                mi.pending = false;
                 want = mi.current.value_or(0);
                 ASSERT_EQ(rc, mi.current ? 0 : 49);
             } else if (which == 4) {
@@ -298,6 +277,17 @@ struct ArrayModel {
         slots[s].reset();
         free_chain.push_back(s);
     }
+    // The result of removing slot s (-1: none), as for lists.
+    int removal(int s, bool try_only, intptr_t *data)
+    {
+        if (s < 0)
+            return 49;
+        if (try_only && busy(s))
+            return 12;
+        *data = slots[s]->data;
+        remove(s);
+        return 0;
+    }
     int step(ModelIter &it, bool forward)
     {
         it.direction = forward ? 1 : 2;
@@ -319,10 +309,14 @@ TEST(ContainerModel, ArrayAgainstModel)
     intptr_t next_data = 1;
     int grew = 0;
     for (int step = 0; step < 60000; ++step) {
-        // Bias towards adds early so that the array grows past 256 and 512.
-        int op = static_cast<int>(rng() % (step < 20000 ? 12 : 16));
+        // Bias towards adds early so that the array grows past 256 and 512,
+        // with iterators placed at each growth.
+        int op = static_cast<int>(rng() % 16);
+        if (step < 20000 && op >= 5 && op < 9)
+            op = 0;
         intptr_t key = static_cast<intptr_t>(rng() % 1500) + 1;
         int slot = static_cast<int>(rng() % (m.slots.size() + 2)) - 1;
+        bool used = slot >= 0 && slot < static_cast<int>(m.slots.size()) && m.slots[slot];
         void *out = ptr(-1);
         SCOPED_TRACE(testing::Message() << "step " << step << " op " << op);
         if (op < 5) {
@@ -330,7 +324,7 @@ TEST(ContainerModel, ArrayAgainstModel)
                 continue;  // the model keeps keys unique
             if (m.free_chain.empty()) {
                 m.grow();
-                ++grew;
+                grew += m.iters[0].current || m.iters[1].current;
             }
             int s = m.free_chain.back();
             m.free_chain.pop_back();
@@ -338,70 +332,45 @@ TEST(ContainerModel, ArrayAgainstModel)
             m.slots[s] = Elem{key, next_data++};
             ASSERT_EQ(ox_array_index(array, ptr(key)), s);
             ASSERT_EQ(ox_array_index_b(array, ptr(key)), s);
-        } else if (op < 7) {
-            int s = m.slot_of_key(key);
-            bool binary = op == 6;
-            int rc = binary ? ox_array_find_b(array, ptr(key), &out)
-                            : ox_array_find(array, ptr(key), &out);
+        } else if (op < 8) {
+            int s = op == 7 ? (used ? slot : -1) : m.slot_of_key(key);
+            int rc = op == 7   ? ox_array_nth(array, slot, &out)
+                     : op == 6 ? ox_array_find_b(array, ptr(key), &out)
+                               : ox_array_find(array, ptr(key), &out);
             ASSERT_EQ(rc, s < 0 ? 49 : 0);
-            if (s >= 0) {
-                ASSERT_EQ(val(out), m.slots[s]->data);
-            }
-        } else if (op == 7) {
-            bool ok = slot >= 0 && slot < static_cast<int>(m.slots.size()) && m.slots[slot];
-            ASSERT_EQ(ox_array_nth(array, slot, &out), ok ? 0 : 49);
-            if (ok) {
-                ASSERT_EQ(val(out), m.slots[slot]->data);
-            } else {
-                ASSERT_EQ(out, nullptr);
-            }
+            ASSERT_EQ(val(out), s < 0 ? 0 : m.slots[s]->data);
         } else if (op == 8) {
-            bool ok = slot >= 0 && slot < static_cast<int>(m.slots.size()) && m.slots[slot];
             if (rng() % 2) {
-                ASSERT_EQ(ox_array_reference_nth(array, slot, &out), ok ? 0 : 49);
-                if (ok)
+                ASSERT_EQ(ox_array_reference_nth(array, slot, &out), used ? 0 : 49);
+                if (used)
                     ++m.slots[slot]->refs;
             } else {
-                ASSERT_EQ(ox_array_unreference_nth(array, slot), ok ? 0 : 49);
-                if (ok)
+                ASSERT_EQ(ox_array_unreference_nth(array, slot), used ? 0 : 49);
+                if (used)
                     m.slots[slot]->refs = std::max(0, m.slots[slot]->refs - 1);
             }
-        } else if (op < 12) {
-            int s = m.slot_of_key(key);
-            bool try_only = op >= 10, binary = op % 2;
-            int rc = try_only ? (binary ? ox_array_try_remove_node_b(array, ptr(key), &out)
-                                        : ox_array_try_remove_node(array, ptr(key), &out))
-                              : (binary ? ox_array_remove_node_b(array, ptr(key), &out)
-                                        : ox_array_remove_node(array, ptr(key), &out));
-            if (s < 0) {
-                ASSERT_EQ(rc, 49);
-            } else if (try_only && m.busy(s)) {
-                ASSERT_EQ(rc, 12);
-            } else {
-                ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), m.slots[s]->data);
-                m.remove(s);
-            }
-        } else if (op == 12) {
-            bool ok = slot >= 0 && slot < static_cast<int>(m.slots.size()) && m.slots[slot];
-            int rc = ox_array_remove_index(array, slot, &out);
-            ASSERT_EQ(rc, ok ? 0 : 49);
-            if (ok) {
-                ASSERT_EQ(val(out), m.slots[slot]->data);
-                m.remove(slot);
-            }
+        } else if (op < 13) {
+            bool try_only = op == 10 || op == 11, binary = op % 2, by_slot = op == 12;
+            int s = by_slot ? (used ? slot : -1) : m.slot_of_key(key);
+            int rc = by_slot    ? ox_array_remove_index(array, slot, &out)
+                     : try_only ? (binary ? ox_array_try_remove_node_b(array, ptr(key), &out)
+                                          : ox_array_try_remove_node(array, ptr(key), &out))
+                                : (binary ? ox_array_remove_node_b(array, ptr(key), &out)
+                                          : ox_array_remove_node(array, ptr(key), &out));
+            intptr_t want = 0;
+            ASSERT_EQ(rc, m.removal(s, try_only, &want));
+            ASSERT_EQ(val(out), want);
         } else {
             int k = static_cast<int>(rng() % 2);
             ModelIter &mi = m.iters[k];
-            int which = static_cast<int>(rng() % 4);
+            int which = static_cast<int>(rng() % 5);
             int rc;
-            if (which == 0) {
-                rc = ox_iterator_start(its[k], &out);
-                mi.current = m.used(-1, true);
-                mi.pending = false;
-            } else if (which == 1) {
-                rc = ox_iterator_end(its[k], &out);
-                mi.current = m.used(static_cast<int>(m.slots.size()), false);
+            if (which == 4) {
+                rc = ox_iterator_current(its[k], &out);
+            } else if (which < 2) {
+                rc = which == 0 ? ox_iterator_start(its[k], &out) : ox_iterator_end(its[k], &out);
+                mi.current =
+                    which == 0 ? m.used(-1, true) : m.used(static_cast<int>(m.slots.size()), false);
                 mi.pending = false;
             } else {
                 int mrc = m.step(mi, which == 2);
@@ -427,7 +396,7 @@ TEST(ContainerModel, ArrayAgainstModel)
             ASSERT_EQ(seen, want);
         }
     }
-    EXPECT_GE(grew, 2);  // past 256 and 512 slots
+    EXPECT_GE(grew, 2);  // past 256 and 512 slots, an iterator placed
     ox_iterator_destroy(its[0]);
     ox_iterator_destroy(its[1]);
     EXPECT_EQ(ox_array_destroy(array), 0);

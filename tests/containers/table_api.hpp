@@ -38,51 +38,50 @@ struct TableApi {
     int (*size)(void *);
 };
 
-#define TABLETEST_API(P, T, RW)                                                                    \
-    TableApi                                                                                       \
-    {                                                                                              \
-#P, RW,                                                                                 \
-            [](ox_data_destructor a, ox_data_copy b, ox_key_compare c, ox_key_destructor d,     \
-               ox_key_hash e, uint32_t f, int g) -> void * { return P##_new(a, b, c, d, e, f, g); }, \
-            [](void *t) { return P##_destroy(static_cast<T *>(t)); },                           \
-            [](void *t, void *k, void *d) { return P##_add(static_cast<T *>(t), k, d); },       \
-            [](void *t, void *k, void *d, int32_t l, int y) {                                   \
-                return P##_add_with_ttl(static_cast<T *>(t), k, d, l, y);                       \
-            },                                                                                  \
-            [](void *t, void *k, void **o) { return P##_find(static_cast<T *>(t), k, o); },     \
-            [](void *t, void *k, void **o) { return P##_reference(static_cast<T *>(t), k, o); }, \
-            [](void *t, void *k) { return P##_unreference(static_cast<T *>(t), k); },           \
-            [](void *t, void *k, void **o) { return P##_get(static_cast<T *>(t), k, o); },      \
-            [](void *t, void *k, void **o, int32_t l, int y) {                                  \
-                return P##_find_with_ttl(static_cast<T *>(t), k, o, l, y);                      \
-            },                                                                                  \
-            [](void *t, void *k, void **o, int32_t l, int y) {                                  \
-                return P##_reference_with_ttl(static_cast<T *>(t), k, o, l, y);                 \
-            },                                                                                  \
-            [](void *t, void *k, int32_t l, int y) {                                            \
-                return P##_unreference_with_ttl(static_cast<T *>(t), k, l, y);                  \
-            },                                                                                  \
-            [](void *t, void *k, void **o, int32_t l, int y) {                                  \
-                return P##_get_with_ttl(static_cast<T *>(t), k, o, l, y);                       \
-            },                                                                                  \
-            [](void *t, void *k, void **ok, void *d, void **od) {                               \
-                return P##_replace(static_cast<T *>(t), k, ok, d, od);                          \
-            },                                                                                  \
-            [](void *t, void *k, void **o) { return P##_remove(static_cast<T *>(t), k, o); },   \
-            [](void *t, void *k, void **o) { return P##_try_remove(static_cast<T *>(t), k, o); }, \
-            [](void *t) { return P##_remove_all(static_cast<T *>(t)); },                        \
-            [](void *t, int *n) { return P##_ttl_flush(static_cast<T *>(t), n); },              \
-            [](void *t, int *n) { return P##_try_ttl_flush(static_cast<T *>(t), n); },          \
-            [](void *t, ox_foreach_callback f, void *a) {                                       \
-                return P##_foreach(static_cast<T *>(t), f, a);                                  \
-            },                                                                                  \
-            [](void *t) { return P##_size(static_cast<T *>(t)); },          \
-    }
+// Table functions called through `void *` for the table, so that the two
+// kinds fit one set of function pointers.
+template <auto F>
+struct Erased;
+template <typename T, typename R, typename... A, R (*F)(T *, A...)>
+struct Erased<F> {
+    static R call(void *t, A... a) { return F(static_cast<T *>(t), a...); }
+};
+template <auto F>
+constexpr auto erased = &Erased<F>::call;
+template <auto F>
+struct Made;
+template <typename T, typename... A, T *(*F)(A...)>
+struct Made<F> {
+    static void *call(A... a) { return F(a...); }
+};
+template <auto F>
+constexpr auto made = &Made<F>::call;
 
 inline void PrintTo(const TableApi &a, std::ostream *os) { *os << a.name; }
 
-inline const TableApi kTable = TABLETEST_API(ox_table, ox_table, false);
-inline const TableApi kRwTable = TABLETEST_API(ox_rw_table, ox_rw_table, true);
+// Both kinds.
+template <typename... Fields>
+TableApi table_api(Fields... fields)
+{
+    return TableApi{fields...};
+}
+inline const TableApi kTable =
+    table_api("ox_table", false, made<ox_table_new>, erased<ox_table_destroy>, erased<ox_table_add>,
+              erased<ox_table_add_with_ttl>, erased<ox_table_find>, erased<ox_table_reference>,
+              erased<ox_table_unreference>, erased<ox_table_get>, erased<ox_table_find_with_ttl>,
+              erased<ox_table_reference_with_ttl>, erased<ox_table_unreference_with_ttl>,
+              erased<ox_table_get_with_ttl>, erased<ox_table_replace>, erased<ox_table_remove>,
+              erased<ox_table_try_remove>, erased<ox_table_remove_all>, erased<ox_table_ttl_flush>,
+              erased<ox_table_try_ttl_flush>, erased<ox_table_foreach>, erased<ox_table_size>);
+inline const TableApi kRwTable = table_api(
+    "ox_rw_table", true, made<ox_rw_table_new>, erased<ox_rw_table_destroy>,
+    erased<ox_rw_table_add>, erased<ox_rw_table_add_with_ttl>, erased<ox_rw_table_find>,
+    erased<ox_rw_table_reference>, erased<ox_rw_table_unreference>, erased<ox_rw_table_get>,
+    erased<ox_rw_table_find_with_ttl>, erased<ox_rw_table_reference_with_ttl>,
+    erased<ox_rw_table_unreference_with_ttl>, erased<ox_rw_table_get_with_ttl>,
+    erased<ox_rw_table_replace>, erased<ox_rw_table_remove>, erased<ox_rw_table_try_remove>,
+    erased<ox_rw_table_remove_all>, erased<ox_rw_table_ttl_flush>,
+    erased<ox_rw_table_try_ttl_flush>, erased<ox_rw_table_foreach>, erased<ox_rw_table_size>);
 
 // The 32-bit clock stopped at the second the guard was made in and made to
 // read that second plus s, so that no real second passes between steps.

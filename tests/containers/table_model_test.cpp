@@ -1,9 +1,11 @@
-// Long random sequences of table operations on both kinds, checked step by
-// step against a small reference model with a fake clock: expiry and its
-// sliding re-arming, try forms and busy entries, reader-writer eviction,
-// flushes and iterator repair.
+// Long random sequences of table operations on both kinds, with and without
+// ownership of the data, checked step by step against a small reference
+// model with a fake clock: expiry and its sliding re-arming, try forms and
+// busy entries, reader-writer eviction, flushes, iterator repair, and what
+// the destructors are given.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <random>
 #include <vector>
@@ -19,6 +21,23 @@ namespace {
 
 void *copy_data(void *p) { return ptr(val(p) + 1000000); }
 
+// What the table's destructors were given.
+std::vector<intptr_t> g_data_destroyed, g_keys_destroyed;
+void destroy_data(void *p) { g_data_destroyed.push_back(val(p)); }
+void destroy_key(void *p) { g_keys_destroyed.push_back(val(p)); }
+
+// Whether `got` and `want` hold the same values from `from` on, in any
+// order.
+bool same_since(const std::vector<intptr_t> &got, const std::vector<intptr_t> &want, size_t from)
+{
+    if (got.size() != want.size())
+        return false;
+    std::vector<intptr_t> g(got.begin() + from, got.end()), w(want.begin() + from, want.end());
+    std::sort(g.begin(), g.end());
+    std::sort(w.begin(), w.end());
+    return g == w;
+}
+
 struct Entry {
     intptr_t key;
     intptr_t data;  // unique per entry: the entry's identity
@@ -33,8 +52,10 @@ struct ModelIter {
 
 struct Model {
     bool rw;
+    bool owns;  // the table owns its data: dropped entries are destroyed
     std::vector<std::vector<Entry>> buckets;  // newest first
     ModelIter iters[2];
+    std::vector<intptr_t> data_destroyed, keys_destroyed;
 
     static int32_t expiry(int32_t now, int32_t ttl)
     {
@@ -92,11 +113,23 @@ struct Model {
             }
         b.erase(b.begin() + i);
     }
+    void destroyed(const Entry &e)
+    {
+        data_destroyed.push_back(e.data);
+        keys_destroyed.push_back(e.key);
+    }
+    // An entry dropped by the table (expired, flushed or evicted).
+    void drop(std::vector<Entry> &b, int i)
+    {
+        if (owns)
+            destroyed(b[i]);
+        remove(b, i);
+    }
     void insert(intptr_t key, intptr_t data, int32_t exp)
     {
         auto &b = bucket(key);
         if (rw && !b.empty())
-            remove(b, 0);
+            drop(b, 0);
         b.insert(b.begin(), Entry{key, data, exp, 0});
     }
     int count() const
@@ -106,43 +139,39 @@ struct Model {
             n += static_cast<int>(b.size());
         return n;
     }
-    intptr_t data_of(intptr_t data_id) const { return data_id; }
-    int give(ModelIter &it, intptr_t *out) const
-    {
-        if (!it.current)
-            return 49;
-        *out = *it.current;
-        return 0;
-    }
 };
 
-void run_model(const TableApi &a, uint32_t seed)
+void run_model(const TableApi &a, uint32_t seed, int ownership)
 {
     constexpr uint32_t kBuckets = 7;
     std::mt19937 rng(seed);
-    void *t = a.make(nullptr, copy_data, compare_ints, nullptr, hash_int, kBuckets, 0);
+    g_data_destroyed.clear();
+    g_keys_destroyed.clear();
+    void *t =
+        a.make(destroy_data, copy_data, compare_ints, destroy_key, hash_int, kBuckets, ownership);
     ASSERT_NE(t, nullptr);
     ox_iterator *its[2] = {ox_iterator_new(t), ox_iterator_new(t)};
-    Model m{a.rw, std::vector<std::vector<Entry>>(kBuckets), {}};
+    Model m{a.rw, ownership == 1, std::vector<std::vector<Entry>>(kBuckets), {}, {}, {}};
     FrozenClock clock;
     const int32_t base = cairn::clock_seconds32();
     int32_t elapsed = 0;
-    auto set_clock = [&] { clock.to(elapsed); };
-    set_clock();
-    const int32_t ttls[] = {-1, 0, 1, 2, 3, 5, OX_TTL_NEVER};
+    const int32_t ttls[] = {-1, 0, 1, 2, 3, 5, 0x7ffffffe, OX_TTL_NEVER};  // 0x7ffffffe saturates
     intptr_t next_data = 1;
     for (int step = 0; step < 40000; ++step) {
         int op = static_cast<int>(rng() % 16);
         intptr_t key = static_cast<intptr_t>(rng() % 24) + 1;
-        int32_t ttl = ttls[rng() % 7];
+        int32_t ttl = ttls[rng() % 8];
         int try_flag = static_cast<int>(rng() % 2);
-        set_clock();
+        clock.to(elapsed);
         int32_t now = base + elapsed;
         auto &b = m.bucket(key);
         int i = m.first_equal(key);
         void *out = ptr(-1);
-        SCOPED_TRACE(testing::Message() << a.name << " step " << step << " op " << op << " key "
-                                        << key << " ttl " << ttl << " try " << try_flag);
+        bool with_out = rng() % 4 != 0;  // removals and replaces without outs too
+        size_t data_checked = m.data_destroyed.size(), keys_checked = m.keys_destroyed.size();
+        SCOPED_TRACE(testing::Message()
+                     << a.name << " owns " << ownership << " step " << step << " op " << op
+                     << " key " << key << " ttl " << ttl << " try " << try_flag);
         switch (op) {
         case 0:
         case 1:
@@ -157,7 +186,7 @@ void run_model(const TableApi &a, uint32_t seed)
                     break;
                 }
                 if (!(try_flag == 1 && m.busy(b[i])))
-                    m.remove(b, i);
+                    m.drop(b, i);
             }
             ASSERT_EQ(rc, 0);
             m.insert(key, next_data++, Model::expiry(now, ttl));
@@ -173,25 +202,15 @@ void run_model(const TableApi &a, uint32_t seed)
                 ttl = OX_TTL_NEVER;
                 try_flag = 0;
             }
-            int rc;
-            switch (mode) {
-            case 0:
-                rc = with_ttl ? a.find_with_ttl(t, ptr(key), &out, ttl, try_flag)
-                              : a.find(t, ptr(key), &out);
-                break;
-            case 1:
-                rc = with_ttl ? a.reference_with_ttl(t, ptr(key), &out, ttl, try_flag)
-                              : a.reference(t, ptr(key), &out);
-                break;
-            case 2:
-                rc = with_ttl ? a.unreference_with_ttl(t, ptr(key), ttl, try_flag)
-                              : a.unreference(t, ptr(key));
-                break;
-            default:
-                rc = with_ttl ? a.get_with_ttl(t, ptr(key), &out, ttl, try_flag)
-                              : a.get(t, ptr(key), &out);
-                break;
-            }
+            void *k = ptr(key);
+            int rc =
+                mode == 0
+                    ? (with_ttl ? a.find_with_ttl(t, k, &out, ttl, try_flag) : a.find(t, k, &out))
+                : mode == 1 ? (with_ttl ? a.reference_with_ttl(t, k, &out, ttl, try_flag)
+                                        : a.reference(t, k, &out))
+                : mode == 2
+                    ? (with_ttl ? a.unreference_with_ttl(t, k, ttl, try_flag) : a.unreference(t, k))
+                    : (with_ttl ? a.get_with_ttl(t, k, &out, ttl, try_flag) : a.get(t, k, &out));
             if (i < 0) {
                 ASSERT_EQ(rc, OX_ENOENT);
                 break;
@@ -199,15 +218,12 @@ void run_model(const TableApi &a, uint32_t seed)
             if (Model::expired(b[i], now)) {
                 ASSERT_EQ(rc, 80);
                 if (!(try_flag == 1 && m.busy(b[i])))
-                    m.remove(b, i);
+                    m.drop(b, i);
                 break;
             }
             ASSERT_EQ(rc, 0);
-            if (mode == 0 || mode == 1) {
-                ASSERT_EQ(val(out), b[i].data);
-            }
-            if (mode == 3) {
-                ASSERT_EQ(val(out), b[i].data + 1000000);
+            if (mode != 2) {  // get hands out a copy
+                ASSERT_EQ(val(out), b[i].data + (mode == 3 ? 1000000 : 0));
             }
             if (mode == 1)
                 ++b[i].refs;
@@ -218,11 +234,19 @@ void run_model(const TableApi &a, uint32_t seed)
             break;
         }
         case 7: {
+            // Without an out, the old key or data goes to its destructor.
             void *old_key = ptr(-1), *old_data = ptr(-1);
-            ASSERT_EQ(a.replace(t, ptr(key), &old_key, ptr(next_data), &old_data), 0);
+            bool key_out = rng() % 2;
+            ASSERT_EQ(a.replace(t, ptr(key), key_out ? &old_key : nullptr, ptr(next_data),
+                                with_out ? &old_data : nullptr),
+                      0);
             if (i >= 0) {
-                ASSERT_EQ(val(old_key), key);
-                ASSERT_EQ(val(old_data), b[i].data);
+                ASSERT_EQ(val(old_key), key_out ? key : -1);
+                ASSERT_EQ(val(old_data), with_out ? b[i].data : -1);
+                if (!key_out)
+                    m.keys_destroyed.push_back(key);
+                if (!with_out)
+                    m.data_destroyed.push_back(b[i].data);
                 // The entry keeps its identity for the iterators: swap the
                 // model's record of it.
                 for (auto &it : m.iters)
@@ -238,16 +262,22 @@ void run_model(const TableApi &a, uint32_t seed)
         }
         case 8:
         case 9: {
-            int rc = try_flag ? a.try_remove(t, ptr(key), &out) : a.remove(t, ptr(key), &out);
+            // An owning table destroys what it removes (the out gets NULL);
+            // one that does not hands the data back and leaves the key.
+            void **o = with_out ? &out : nullptr;
+            int rc = try_flag ? a.try_remove(t, ptr(key), o) : a.remove(t, ptr(key), o);
+            intptr_t cleared = with_out ? 0 : -1;
             if (i < 0) {
                 ASSERT_EQ(rc, OX_ENOENT);
-                ASSERT_EQ(out, nullptr);
+                ASSERT_EQ(val(out), cleared);
             } else if (try_flag && m.busy(b[i])) {
                 ASSERT_EQ(rc, OX_EBUSY);
-                ASSERT_EQ(out, nullptr);
+                ASSERT_EQ(val(out), cleared);
             } else {
                 ASSERT_EQ(rc, 0);
-                ASSERT_EQ(val(out), b[i].data);
+                ASSERT_EQ(val(out), m.owns || !with_out ? cleared : b[i].data);
+                if (m.owns)
+                    m.destroyed(b[i]);
                 m.remove(b, i);
             }
             break;
@@ -263,7 +293,7 @@ void run_model(const TableApi &a, uint32_t seed)
                         want_rc = OX_EBUSY;
                         ++j;
                     } else {
-                        m.remove(mb, static_cast<int>(j));
+                        m.drop(mb, static_cast<int>(j));
                         ++want_removed;
                     }
                 }
@@ -273,7 +303,6 @@ void run_model(const TableApi &a, uint32_t seed)
         }
         case 11:
             elapsed += static_cast<int32_t>(rng() % 3);
-            set_clock();
             break;
         case 12:
         case 13:
@@ -282,37 +311,31 @@ void run_model(const TableApi &a, uint32_t seed)
             ModelIter &mi = m.iters[k];
             int which = static_cast<int>(rng() % 4);
             int rc;
-            intptr_t want = 0;
-            int want_rc;
             if (which == 0) {
                 rc = ox_iterator_start(its[k], &out);
                 mi.pending = false;
                 mi.current = m.count() > 0 ? m.head_after(static_cast<size_t>(-1)) : std::nullopt;
-                want_rc = m.give(mi, &want);
             } else if (which == 3) {
                 rc = ox_iterator_current(its[k], &out);
-                want_rc = m.give(mi, &want);
             } else {
                 rc = ox_iterator_next(its[k], &out);
                 if (mi.pending)
                     mi.pending = false;
                 else if (mi.current)
                     mi.current = m.following(*mi.current);
-                want_rc = m.give(mi, &want);
             }
-            ASSERT_EQ(rc, want_rc);
-            if (rc == 0) {
-                ASSERT_EQ(val(out), want);
-            } else {
-                ASSERT_EQ(out, nullptr);
-            }
+            ASSERT_EQ(rc, mi.current ? 0 : 49);
+            ASSERT_EQ(val(out), mi.current.value_or(0));
             break;
         }
         default: {
-            if (rng() % 40 == 0) {
+            if (rng() % 40 == 0) {  // destroys every entry, owned or not
                 ASSERT_EQ(a.remove_all(t), 0);
-                for (auto &mb : m.buckets)
+                for (auto &mb : m.buckets) {
+                    for (auto &e : mb)
+                        m.destroyed(e);
                     mb.clear();
+                }
                 for (auto &it : m.iters)
                     it = ModelIter{};
             }
@@ -331,13 +354,30 @@ void run_model(const TableApi &a, uint32_t seed)
             break;
         }
         }
+        ASSERT_TRUE(same_since(g_data_destroyed, m.data_destroyed, data_checked));
+        ASSERT_TRUE(same_since(g_keys_destroyed, m.keys_destroyed, keys_checked));
     }
+    // Destroy waits for the iterators, then destroys every entry left.
+    EXPECT_EQ(a.destroy(t), OX_EBUSY);
     for (ox_iterator *it : its)
         ox_iterator_destroy(it);
-    a.destroy(t);
+    for (auto &mb : m.buckets)
+        for (auto &e : mb)
+            m.destroyed(e);
+    EXPECT_EQ(a.destroy(t), 0);
+    EXPECT_TRUE(same_since(g_data_destroyed, m.data_destroyed, 0));
+    EXPECT_TRUE(same_since(g_keys_destroyed, m.keys_destroyed, 0));
 }
 
-TEST(TableModel, TableAgainstModel) { run_model(kTable, 20261124); }
-TEST(TableModel, ReaderWriterTableAgainstModel) { run_model(kRwTable, 20261125); }
+TEST(TableModel, TableAgainstModel)
+{
+    run_model(kTable, 20261124, 0);
+    run_model(kTable, 20261126, 1);
+}
+TEST(TableModel, ReaderWriterTableAgainstModel)
+{
+    run_model(kRwTable, 20261125, 0);
+    run_model(kRwTable, 20261127, 1);
+}
 
 }  // namespace

@@ -21,7 +21,7 @@ TEST(StressLocks, MutexCountsEveryIncrement)
     run_threads(kThreads, [&](int i) {
         Rng rng(i + 1);
         for (int k = 0; k < n; ++k) {
-            if (rng.below(4) == 0) {
+            if (rng() % 4 == 0) {
                 int r = ox_mutex_trylock(m);
                 if (r != 0) {
                     ASSERT_EQ(r, OX_EAGAIN);
@@ -56,7 +56,7 @@ TEST(StressLocks, ReadersNeverSeeAHalfWrite)
     run_threads(kThreads, [&](int i) {
         Rng rng(i + 11);
         for (int k = 0; k < n; ++k) {
-            uint32_t pick = rng.below(10);
+            uint32_t pick = rng() % 10;
             if (pick < 2) {
                 int r = pick == 0 ? ox_rwlock_write_trylock(rw) : ox_rwlock_write_lock(rw);
                 if (r != 0)
@@ -102,7 +102,7 @@ TEST(StressLocks, SemaphoreUnitsAreConserved)
                 continue;
             }
             int r;
-            switch (rng.below(3)) {
+            switch (rng() % 3) {
             case 0:
                 r = ox_semaphore_trywait(s);
                 break;

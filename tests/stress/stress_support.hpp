@@ -8,12 +8,12 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <memory>
-#include <mutex>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -43,9 +43,8 @@ inline int ops(int full = 100000)
 class Watchdog {
 public:
     explicit Watchdog(int seconds)
-        : thread_([this, seconds] {
-              std::unique_lock<std::mutex> lock(m_);
-              if (!cv_.wait_for(lock, std::chrono::seconds(seconds), [this] { return done_; })) {
+        : thread_([done = done_.get_future(), seconds] {
+              if (done.wait_for(std::chrono::seconds(seconds)) == std::future_status::timeout) {
                   std::fprintf(stderr, "stress: %s hung for %d s\n",
                                ::testing::UnitTest::GetInstance()->current_test_info()->name(),
                                seconds);
@@ -56,18 +55,12 @@ public:
     {}
     ~Watchdog()
     {
-        {
-            std::lock_guard<std::mutex> lock(m_);
-            done_ = true;
-        }
-        cv_.notify_all();
+        done_.set_value();
         thread_.join();
     }
 
 private:
-    std::mutex m_;
-    std::condition_variable cv_;
-    bool done_ = false;
+    std::promise<void> done_;
     std::thread thread_;
 };
 
@@ -139,17 +132,6 @@ struct Ledger {
 };
 
 // A cheap per-thread random number generator.
-struct Rng {
-    uint64_t s;
-    explicit Rng(uint64_t seed) : s(seed * 0x9E3779B97F4A7C15ull + 1) {}
-    uint32_t next()
-    {
-        s ^= s << 13;
-        s ^= s >> 7;
-        s ^= s << 17;
-        return static_cast<uint32_t>(s >> 16);
-    }
-    uint32_t below(uint32_t n) { return next() % n; }
-};
+using Rng = std::minstd_rand;
 
 }  // namespace cairn::stress
