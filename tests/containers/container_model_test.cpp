@@ -305,6 +305,7 @@ TEST(ContainerModel, ArrayAgainstModel)
     ox_array *array = ox_array_new(nullptr, nullptr, compare_keys, nullptr, 0);
     ASSERT_NE(array, nullptr);
     ox_iterator *its[2] = {ox_iterator_new(array), ox_iterator_new(array)};
+    ox_iterator *idle = ox_iterator_new(array);  // never placed: growth must leave it so
     ArrayModel m;
     intptr_t next_data = 1;
     int grew = 0;
@@ -397,6 +398,10 @@ TEST(ContainerModel, ArrayAgainstModel)
         }
     }
     EXPECT_GE(grew, 2);  // past 256 and 512 slots, an iterator placed
+    void *out = ptr(-1);
+    EXPECT_EQ(ox_iterator_current(idle, &out), 49);
+    EXPECT_EQ(out, nullptr);
+    ox_iterator_destroy(idle);
     ox_iterator_destroy(its[0]);
     ox_iterator_destroy(its[1]);
     EXPECT_EQ(ox_array_destroy(array), 0);
