@@ -11,20 +11,9 @@
 
 #include "cairn/concurrency.h"
 #include "concurrency/thread_object.hpp"
+#include "eventually.hpp"
 
 namespace cairn::testing {
-
-// Poll `done` until it holds or `limit_ms` passed; true when it held.
-inline bool eventually(const std::function<bool()> &done, int limit_ms = 20000)
-{
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(limit_ms);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 // Milliseconds that `fn` took.
 inline double elapsed_ms(const std::function<void()> &fn)
